@@ -1,0 +1,116 @@
+#include "platform/application.h"
+
+#include <QSessionManager>
+#include <QSocketNotifier>
+#include <QWidget>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <utility>
+
+#include "platform/event_descriptors.h"
+
+namespace tarvex {
+namespace {
+
+constexpr std::array quitSignals{SIGINT, SIGTERM, SIGHUP};
+
+// Signal and exit handlers get no argument; there is one application.
+Application *theApplication = nullptr;
+const Descriptor *quitSignalEvent = nullptr;
+
+void onQuitSignal(int /*signal*/) {
+  const int before = errno;
+  raiseEvent(*quitSignalEvent);
+  errno = before;
+}
+
+}  // namespace
+
+Application::Application(int &argumentCount, char **arguments)
+    : QApplication(argumentCount, arguments), m_quitSignal(eventDescriptor()) {
+  setOrganizationName(QStringLiteral("Tarvex"));
+  setApplicationName(QStringLiteral("tarvex-launcher"));
+  setQuitOnLastWindowClosed(false);
+  connect(this, &QGuiApplication::lastWindowClosed, this, [this] {
+    if (m_delegate->applicationShouldTerminateAfterLastWindowClosed()) {
+      terminate();
+    }
+  });
+  connect(this, &QGuiApplication::commitDataRequest, this, [this](QSessionManager &session) {
+    if (m_delegate->applicationShouldTerminate() == TerminateReply::cancel &&
+        session.allowsInteraction()) {
+      session.cancel();
+    }
+  });
+
+  theApplication = this;
+  quitSignalEvent = &m_quitSignal;
+  m_quitNotifier = std::make_unique<QSocketNotifier>(m_quitSignal.get(), QSocketNotifier::Read);
+  connect(m_quitNotifier.get(), &QSocketNotifier::activated, this, [this] {
+    takeEvent(m_quitSignal);
+    terminate();
+  });
+  struct sigaction action {};
+  action.sa_handler = onQuitSignal;
+  action.sa_flags = SA_RESTART;
+  for (const int signal : quitSignals) {
+    ::sigaction(signal, &action, nullptr);
+  }
+}
+
+Application::~Application() {
+  for (const int signal : quitSignals) {
+    std::signal(signal, SIG_DFL);
+  }
+  theApplication = nullptr;
+}
+
+int Application::run(ApplicationDelegate &delegate) {
+  m_delegate = &delegate;
+  // The toolkit calls exit() when its display connection breaks.
+  std::atexit([] {
+    if (theApplication != nullptr) {
+      theApplication->willTerminate();
+    }
+  });
+  handToMain(this, [this] { m_delegate->applicationDidFinishLaunching(); });
+  const int result = exec();
+  willTerminate();
+  return result;
+}
+
+void Application::terminate() {
+  if (m_delegate->applicationShouldTerminate() == TerminateReply::now) {
+    exit(0);
+  }
+}
+
+void Application::willTerminate() {
+  if (ApplicationDelegate *delegate = std::exchange(m_delegate, nullptr)) {
+    delegate->applicationWillTerminate();
+  }
+}
+
+void Application::requestUserAttention() {
+  for (QWidget *window : topLevelWidgets()) {
+    if (window->isVisible()) {
+      alert(window);
+    }
+  }
+}
+
+bool Application::event(QEvent *event) {
+  if (event->type() == QEvent::Quit) {  // the session manager's last word, or the system's menu
+    terminate();
+    return true;
+  }
+  return QApplication::event(event);
+}
+
+void handToMain(QObject *receiver, std::function<void()> closure) {
+  QMetaObject::invokeMethod(receiver, std::move(closure), Qt::QueuedConnection);
+}
+
+}  // namespace tarvex

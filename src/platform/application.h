@@ -1,0 +1,60 @@
+// The application object: the event loop, the orderly end, and the hand-off to the main thread.
+#pragma once
+
+#include <QApplication>
+#include <functional>
+#include <memory>
+
+#include "platform/descriptor.h"
+
+class QSocketNotifier;
+
+namespace tarvex {
+
+enum class TerminateReply { cancel, now };
+
+// What the application asks of its one delegate, always on the main thread.
+class ApplicationDelegate {
+ public:
+  virtual ~ApplicationDelegate() = default;
+  virtual void applicationDidFinishLaunching() = 0;  // once, when the event loop has begun
+  virtual bool applicationShouldTerminateAfterLastWindowClosed() = 0;
+  virtual TerminateReply applicationShouldTerminate() = 0;
+  virtual void applicationWillTerminate() = 0;  // once, after the event loop; nothing follows
+};
+
+// Every wish to end goes through terminate(): the menu, the last window's closing, SIGINT, SIGTERM
+// and SIGHUP, and the end of the desktop session (which is asked to stay when the reply is cancel).
+// When the display server goes away there is no asking, but the delegate's last step still runs.
+class Application : public QApplication {
+ public:
+  // Both arguments must outlive the application. Pass a count of 1: the toolkit picks options of
+  // its own out of an argument list, wherever they stand.
+  Application(int &argumentCount, char **arguments);
+  ~Application() override;
+
+  // The delegate must outlive run().
+  int run(ApplicationDelegate &delegate);
+
+  void terminate();
+
+  // Draws the player's attention until a window of ours becomes active.
+  void requestUserAttention();
+
+ protected:
+  bool event(QEvent *event) override;
+
+ private:
+  void willTerminate();
+
+  ApplicationDelegate *m_delegate = nullptr;
+  Descriptor m_quitSignal;
+  std::unique_ptr<QSocketNotifier> m_quitNotifier;
+};
+
+// Runs the closure on the main thread, from the event loop, after all that were handed over before
+// it. The receiver lives on the main thread; when it is destroyed first, the closure is dropped.
+// From any thread, as long as the receiver lives during the call.
+void handToMain(QObject *receiver, std::function<void()> closure);
+
+}  // namespace tarvex

@@ -1,0 +1,41 @@
+// Application bundles: folders with a program, its resources, and what it says about itself.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace tarvex {
+
+// Text by key.
+using BundleInformation = std::map<std::string, std::string, std::less<>>;
+
+// The text values of an information dictionary: a property list, in XML or binary form, whose root
+// is a dictionary. Values of other types are left out: a number is not a text. Empty when the file
+// cannot be read or is something else.
+BundleInformation readInformation(const std::filesystem::path &propertyList);
+
+// The folder of the program within a bundle's Contents.
+inline constexpr char bundleProgramFolder[] = "Linux";
+
+struct Bundle {
+  std::filesystem::path path;  // absolute
+  std::filesystem::path resources;
+  BundleInformation information;  // of Contents/Info.plist
+
+  // The bundle of an executable. One at X/Contents/Linux/NAME or X/Contents/MacOS/NAME belongs to
+  // the bundle X; any other has its own folder as bundle and as resource folder, and no
+  // information.
+  static Bundle ofExecutable(const std::filesystem::path &executable);
+
+  // The bundle of the running program. To be asked once, at the start: a bundle that is replaced on
+  // disk later changes neither our place nor our version.
+  static Bundle main();
+
+  // The folder of the resources, or nothing when there is none at this moment.
+  std::optional<std::filesystem::path> resourceFolder() const;
+};
+
+}  // namespace tarvex

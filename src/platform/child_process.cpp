@@ -1,0 +1,191 @@
+#include "platform/child_process.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QTimerEvent>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <utility>
+
+#include "platform/application.h"
+#include "platform/event_descriptors.h"
+
+namespace tarvex {
+namespace {
+
+// A chunk's size follows the time that the main thread takes for one, so that a slow log disk does
+// not cost the window its answers, nor small chunks a fast one its speed.
+constexpr std::size_t smallestChunk = 256;
+constexpr std::size_t firstChunk = 4096;
+constexpr std::size_t largestChunk = 65536;
+constexpr std::chrono::milliseconds longTurn{8};
+constexpr std::chrono::milliseconds shortTurn{3};
+
+std::error_code lastError() {
+  return {errno, std::system_category()};
+}
+
+}  // namespace
+
+ChildProcess::ChildProcess(Handlers handlers, QObject *parent)
+    : QObject(parent),
+      m_handlers(std::move(handlers)),
+      m_buffer(largestChunk),
+      m_chunkSize(firstChunk) {}
+
+ChildProcess *ChildProcess::start(const Program &program, Handlers handlers, QObject *parent,
+                                  std::error_code &error) {
+  std::unique_ptr<ChildProcess> process(new ChildProcess(std::move(handlers), parent));
+  error = process->launch(program);
+  return error ? nullptr : process.release();
+}
+
+ChildProcess::~ChildProcess() {
+  if (m_thread.joinable()) {
+    m_stopping = true;
+    raiseEvent(m_stop);
+    m_taken.release();
+    m_thread.join();  // it waits for nothing but these two
+  }
+}
+
+std::error_code ChildProcess::launch(const Program &program) {
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+    return lastError();
+  }
+  m_pipe = Descriptor(ends[0]);
+  const Descriptor writeEnd(ends[1]);
+  m_stop = eventDescriptor();
+  if (!m_stop) {
+    return lastError();
+  }
+  if (const std::error_code error = spawn(program, writeEnd.get(), Session::ours, m_child)) {
+    m_child = -1;
+    return error;
+  }
+  const std::error_code error = startWatching();
+  if (error) {
+    // The machine is out of descriptors or threads. A child that nobody can watch must not stay.
+    ::kill(m_child, SIGKILL);
+    reap();
+  }
+  return error;
+}
+
+std::error_code ChildProcess::startWatching() {
+  m_ended = exitDescriptor(m_child);
+  if (!m_ended) {
+    return lastError();
+  }
+  try {
+    m_thread = std::thread(&ChildProcess::watch, this);
+  } catch (const std::system_error &failure) {
+    return failure.code();
+  }
+  return {};
+}
+
+int ChildProcess::reap() {
+  int status = 0;
+  while (::waitpid(m_child, &status, 0) < 0 && errno == EINTR) {
+  }
+  m_child = -1;
+  return WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+bool ChildProcess::isRunning() const {
+  siginfo_t info{};
+  return m_child > 0 &&
+         ::waitid(P_PID, static_cast<id_t>(m_child), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+         info.si_pid == 0;
+}
+
+void ChildProcess::terminate() {
+  // Until it is reaped, which the main thread does, the number cannot belong to another process.
+  if (m_child > 0) {
+    ::kill(m_child, SIGTERM);
+  }
+}
+
+void ChildProcess::watch() {
+  bool exitSeen = false;
+  while (m_pipe || !exitSeen) {
+    std::array<pollfd, 3> polled{{{m_stop.get(), POLLIN, 0},
+                                  {exitSeen ? -1 : m_ended.get(), POLLIN, 0},
+                                  {m_pipe.get(), POLLIN, 0}}};
+    const auto &[stop, ended, readable] = polled;
+    ::poll(polled.data(), polled.size(), -1);
+    if (stop.revents != 0) {
+      return;
+    }
+    if (ended.revents != 0) {
+      // What the child wrote before it ended is in the pipe by now, and a pipe keeps the order: the
+      // bytes that it holds at this moment are all that the exit has to wait for.
+      int held = 0;
+      if (m_pipe) {
+        ::ioctl(m_pipe.get(), FIONREAD, &held);
+      }
+      for (auto left = static_cast<std::size_t>(held); left > 0 && m_pipe;) {
+        left -= passOn(left);
+        if (m_stopping) {
+          return;
+        }
+      }
+      exitSeen = true;
+      handToMain(this, [this] { m_handlers.exited(reap()); });
+    } else if (readable.revents != 0) {
+      passOn(largestChunk);
+    }
+  }
+  handToMain(this, [this] {
+    m_handlers.outputEnded();
+    deleteLater();
+  });
+}
+
+// Reads at most `most` bytes, hands them over and waits until the main thread is done with them.
+// Returns their number; at the end of the output it closes the pipe.
+std::size_t ChildProcess::passOn(std::size_t most) {
+  const ssize_t count = ::read(m_pipe.get(), m_buffer.data(), std::min(most, m_chunkSize));
+  if (count < 0 && errno == EINTR) {
+    return 0;
+  }
+  if (count <= 0) {
+    m_pipe.reset();
+    return 0;
+  }
+  const std::string_view chunk(m_buffer.data(), static_cast<std::size_t>(count));
+  handToMain(this, [this, chunk] { deliver(chunk); });
+  m_taken.acquire();
+  return chunk.size();
+}
+
+void ChildProcess::deliver(std::string_view chunk) {
+  const auto begin = std::chrono::steady_clock::now();
+  m_handlers.output(chunk);
+  const auto taken = std::chrono::steady_clock::now() - begin;
+  if (taken > longTurn) {
+    m_chunkSize = std::max(m_chunkSize / 2, smallestChunk);
+  } else if (taken < shortTurn) {
+    m_chunkSize = std::min(m_chunkSize * 2, largestChunk);
+  }
+  // Not at once: a posted event that follows on the heels of another is still handled in the same
+  // turn of the event loop, and a flood would shut out the window. A timer waits for its own turn.
+  startTimer(0);
+}
+
+void ChildProcess::timerEvent(QTimerEvent *event) {
+  killTimer(event->timerId());
+  m_taken.release();
+}
+
+}  // namespace tarvex

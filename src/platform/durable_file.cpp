@@ -1,0 +1,110 @@
+#include "platform/durable_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+
+namespace tarvex {
+namespace {
+
+constexpr mode_t ownersFile = 0600;
+constexpr mode_t ownersFolder = 0700;
+
+bool isRegular(const Descriptor &file) {
+  struct stat status {};
+  return ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+void takeBack(const Descriptor &file, off_t count) {
+  const off_t end = ::lseek(file.get(), 0, SEEK_END);
+  if (count > 0 && end >= count && ::ftruncate(file.get(), end - count) != 0) {
+    return;  // half an entry stays; there is nobody to tell
+  }
+}
+
+}  // namespace
+
+std::optional<DurableFile> DurableFile::open(const std::filesystem::path &path) {
+  // O_APPEND keeps entries at the end even when somebody empties the file under us. O_NONBLOCK
+  // matters for a named pipe only, whose opening would wait for a reader.
+  Descriptor file(::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (!file || !isRegular(file)) {
+    return std::nullopt;
+  }
+  return DurableFile(std::move(file));
+}
+
+bool DurableFile::append(std::string_view entry) {
+  std::string_view left = entry;
+  while (!left.empty()) {
+    const ssize_t count = ::write(m_file.get(), left.data(), left.size());
+    if (count >= 0) {
+      left.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      takeBack(m_file, static_cast<off_t>(entry.size() - left.size()));
+      return false;
+    }
+  }
+  int result = 0;
+  do {
+    result = ::fdatasync(m_file.get());
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
+}
+
+bool createPrivateFile(const std::filesystem::path &path) {
+  const Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, ownersFile));
+  return file && ::fchmod(file.get(), ownersFile) == 0;
+}
+
+bool replaceByEmptyPrivateFile(const std::filesystem::path &path) {
+  std::string temporary = path.string() + ".XXXXXX";
+  const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));  // with mode 0600
+  if (!file) {
+    return false;
+  }
+  if (::fchmod(file.get(), ownersFile) != 0 || ::rename(temporary.c_str(), path.c_str()) != 0) {
+    ::unlink(temporary.c_str());
+    return false;
+  }
+  return true;
+}
+
+bool createPrivateFolders(const std::filesystem::path &folder) {
+  std::error_code error;
+  if (std::filesystem::is_directory(folder, error)) {
+    return true;
+  }
+  const std::filesystem::path parent = folder.parent_path();
+  if (parent == folder || !createPrivateFolders(parent)) {
+    return false;
+  }
+  return ::mkdir(folder.c_str(), ownersFolder) == 0 && ::chmod(folder.c_str(), ownersFolder) == 0;
+}
+
+std::optional<std::string> readFile(const std::filesystem::path &path) {
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  if (!file || !isRegular(file)) {
+    return std::nullopt;
+  }
+  constexpr std::size_t step = 65536;
+  std::string bytes;
+  for (;;) {
+    const std::size_t before = bytes.size();
+    bytes.resize(before + step);
+    const ssize_t count = ::read(file.get(), bytes.data() + before, step);
+    bytes.resize(before + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    if (count == 0) {
+      return bytes;
+    }
+    if (count < 0 && errno != EINTR) {
+      return std::nullopt;
+    }
+  }
+}
+
+}  // namespace tarvex

@@ -1,0 +1,43 @@
+// Files that must last, and the reading of small ones. POSIX; any thread, one at a time.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/descriptor.h"
+
+namespace tarvex {
+
+// A file that is only ever added to, each entry forced to the storage device before append returns.
+class DurableFile {
+ public:
+  // Opens an existing file. Nothing on failure, and nothing for what could make us wait when it is
+  // opened or written, such as a named pipe.
+  static std::optional<DurableFile> open(const std::filesystem::path &path);
+
+  // Whole or not at all: when the entry does not fit on the device, what was written of it is taken
+  // back. False when the entry is lost.
+  bool append(std::string_view entry);
+
+ private:
+  explicit DurableFile(Descriptor file) : m_file(std::move(file)) {}
+  Descriptor m_file;
+};
+
+// Creates an empty file that only its owner may read and write, whatever the umask. False when
+// there is one already, or on any failure.
+bool createPrivateFile(const std::filesystem::path &path);
+
+// Replaces the file by an empty private one, as a whole. False when it stays as it was.
+bool replaceByEmptyPrivateFile(const std::filesystem::path &path);
+
+// Creates the folder with all missing parents, each of them for its owner only, whatever the umask.
+// True when the folder is there afterwards.
+bool createPrivateFolders(const std::filesystem::path &folder);
+
+// The bytes of a regular file, or nothing when it is missing, unreadable or something else.
+std::optional<std::string> readFile(const std::filesystem::path &path);
+
+}  // namespace tarvex
