@@ -1,0 +1,55 @@
+#include "install/installed_metadata.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include "platform/durable_file.h"
+#include "platform/identifiers.h"
+#include "platform/unicode_text.h"
+
+namespace tarvex {
+
+std::optional<InstalledMetadata> parseInstalledMetadata(QByteArrayView json) {
+  const QJsonObject object = QJsonDocument::fromJson(json.toByteArray()).object();
+  const QJsonValue release = object[u"releaseId"];
+  const QJsonValue revision = object[u"sourceRevision"];
+  if (!release.isString() || !revision.isString()) {
+    return std::nullopt;
+  }
+  InstalledMetadata installed{release.toString(), revision.toString(), std::nullopt};
+  if (const QString world = object[u"worldVersion"].toString();
+      matchesWhole(world, worldVersionForm)) {
+    installed.world = world;
+  }
+  return installed;
+}
+
+std::optional<InstalledMetadata> readInstalledMetadata(const std::filesystem::path &file) {
+  const std::optional<std::string> bytes = readFile(file);
+  return bytes ? parseInstalledMetadata(*bytes) : std::nullopt;
+}
+
+QString footerText(const std::optional<QString> &launcherVersion,
+                   const std::optional<InstalledMetadata> &installed) {
+  const QString launcher =
+      u"Launcher " + launcherVersion.value_or(QStringLiteral("unpackaged")) + u" · ";
+  if (!installed) {
+    return launcher + u"Game not installed";
+  }
+  if (!installed->world) {
+    return launcher + u"Game " + installed->release;
+  }
+  return launcher + u"Game " + *installed->world + u" (" + installed->release + u')';
+}
+
+QString installedVersionText(const QString &prefix, const InstalledMetadata &installed) {
+  constexpr int shownOfRevision = 8;
+  return prefix + u' ' + installed.release + u"  •  source " +
+         firstCharacters(installed.revision, shownOfRevision);
+}
+
+QString installedVersionToolTip(const InstalledMetadata &installed) {
+  return u"Source revision " + installed.revision;
+}
+
+}  // namespace tarvex

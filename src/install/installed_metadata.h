@@ -1,0 +1,31 @@
+// What is installed of the game client for a region, as its current.json tells, and the texts that
+// show it. The updater writes the file; the launcher only reads it.
+#pragma once
+
+#include <QByteArrayView>
+#include <QString>
+#include <filesystem>
+#include <optional>
+
+namespace tarvex {
+
+struct InstalledMetadata {
+  QString release;
+  QString revision;
+  std::optional<QString> world;
+};
+
+// Nothing unless the bytes are a JSON object (UTF-8) whose "releaseId" and "sourceRevision" are
+// strings. A "worldVersion" that is not of its form is left out.
+std::optional<InstalledMetadata> parseInstalledMetadata(QByteArrayView json);
+
+// Reads the file anew on each call. Nothing when it is missing, unreadable or not usable.
+std::optional<InstalledMetadata> readInstalledMetadata(const std::filesystem::path &file);
+
+QString footerText(const std::optional<QString> &launcherVersion,
+                   const std::optional<InstalledMetadata> &installed);
+
+QString installedVersionText(const QString &prefix, const InstalledMetadata &installed);
+QString installedVersionToolTip(const InstalledMetadata &installed);
+
+}  // namespace tarvex

@@ -1,0 +1,31 @@
+#include "install/launcher_log.h"
+
+#include <cstdint>
+#include <system_error>
+
+namespace tarvex {
+
+std::filesystem::path launcherLog(const std::filesystem::path &supportFolder) {
+  return supportFolder / "launcher.log";
+}
+
+std::string openingHeader(const QDateTime &now) {
+  return "\n--- Launcher opened " + now.toUTC().toString(Qt::ISODate).toStdString() + " ---\n";
+}
+
+std::optional<DurableFile> openLauncherLog(const std::filesystem::path &supportFolder) {
+  constexpr std::uintmax_t largestKept = 2'000'000;
+  if (!createPrivateFolders(supportFolder)) {
+    return std::nullopt;
+  }
+  const std::filesystem::path log = launcherLog(supportFolder);
+  std::error_code unknown;
+  const std::uintmax_t size = std::filesystem::file_size(log, unknown);
+  if (!unknown && size > largestKept && !replaceByEmptyPrivateFile(log)) {
+    return std::nullopt;
+  }
+  createPrivateFile(log);  // says no when there is one, as there mostly is
+  return DurableFile::open(log);
+}
+
+}  // namespace tarvex

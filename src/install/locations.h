@@ -1,0 +1,44 @@
+// Where everything of the launcher lies, and what it is. Nobody else builds a path.
+#pragma once
+
+#include <QString>
+#include <filesystem>
+#include <optional>
+
+#include "platform/bundle.h"
+
+namespace tarvex {
+
+// Among the launcher's resources: the updater, and the catalogue of regions, which is the updater's
+// configuration, too.
+inline constexpr char updaterScript[] = "client_updater.py";
+inline constexpr char updaterConfiguration[] = "launcher-config.json";
+
+// Whether something is at the path that we may read.
+bool isReadable(const std::filesystem::path &path);
+
+// $HOME, or the password database's entry for this user where that is unset or empty.
+std::filesystem::path homeFolder();
+
+// The player's folder for all that belongs to the game. Whoever writes to it creates it.
+std::filesystem::path supportFolder(const std::filesystem::path &home);
+
+// The bundle's place, when it is an application bundle: when its extension is "app", to the letter.
+std::optional<std::filesystem::path> applicationBundle(const Bundle &bundle);
+
+// Where an update of the launcher leaves the bundle that it replaced.
+std::filesystem::path retiredBundle(const std::filesystem::path &bundle);
+
+// What is installed of the game client for a region; for none, of the region "production".
+std::filesystem::path currentMetadata(const std::filesystem::path &supportFolder,
+                                      const std::optional<QString> &regionId);
+
+// The bundle's version, when it has one of the launcher's form.
+std::optional<QString> bundleVersion(const Bundle &bundle);
+
+// Deletes what is at the path, if anything is, on a thread of its own and at the lowest urgency.
+// Tries five times with growing pauses and tells nobody how it went. The program may end meanwhile.
+// A link goes, and not what it points to.
+void removeInBackground(const std::filesystem::path &path);
+
+}  // namespace tarvex

@@ -1,0 +1,35 @@
+// The catalogue of regions, launcher-config.json among the launcher's resources: a JSON object
+// (UTF-8) with "schemaVersion", "defaultRegion" and "regions". Other members are the updater's.
+#pragma once
+
+#include <QByteArrayView>
+#include <QString>
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+namespace tarvex {
+
+struct Region {
+  QString id;
+  QString name;  // any text, for display only
+
+  bool operator==(const Region &) const = default;
+};
+
+struct Regions {
+  qint64 schemaVersion = 0;
+  QString defaultRegion;  // need not name one of the regions
+  std::vector<Region> regions;
+};
+
+// The catalogue, or nothing when any rule is broken: a member is missing or of another type, the
+// schema is not 2 or 3, there is no region, an id is not of its form or occurs twice.
+std::optional<Regions> parseRegions(QByteArrayView json);
+
+// The index of the region to begin with: the one that the first candidate names that names any, in
+// the order given. Absent candidates are passed over.
+std::optional<std::size_t> initialRegion(const std::vector<Region> &regions,
+                                         const std::vector<std::optional<QString>> &candidates);
+
+}  // namespace tarvex

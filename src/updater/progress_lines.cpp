@@ -1,0 +1,179 @@
+#include "updater/progress_lines.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <string>
+
+#include "platform/unicode_text.h"
+
+namespace tarvex {
+namespace {
+
+constexpr QStringView ellipsis = u"…";
+constexpr QStringView errorPrefix = u"Tarvex launcher error:";
+
+using Bar = LineEffect::Bar;
+using Event = LineEffect::Event;
+
+struct Form {
+  QStringView beginning;  // the line begins with this,
+  QStringView end;        // ends with this where that is not empty,
+  bool isWhole;           // and has nothing else
+  bool inCheck;           // whether the form counts in a check, too
+  Bar bar;
+  QStringView status;       // the text, or the one before a download's percentage
+  QStringView versionLine;  // the text, or what takes the beginning's place in the line
+  Event event;
+};
+
+// The first form that matches decides.
+constexpr Form forms[] = {
+    {u"UPDATE_CHECK ", {}, false, true, Bar::unchanged, {}, {}, Event::checkReport},
+    {errorPrefix, {}, false, true, Bar::unchanged, {}, {}, Event::error},
+    {u"Downloading launcher:",
+     {},
+     false,
+     false,
+     Bar::percentage,
+     u"Downloading launcher — ",
+     {},
+     Event::none},
+    {u"Updating launcher to ",
+     {},
+     false,
+     false,
+     Bar::unchanged,
+     u"Updating the launcher…",
+     u"Launcher ",
+     Event::none},
+    {u"Verifying and installing launcher…",
+     {},
+     true,
+     false,
+     Bar::busy,
+     u"Installing the launcher…",
+     {},
+     Event::none},
+    {u"Installed launcher ", u"Restarting…", false, false, Bar::unchanged,
+     u"Restarting the launcher…", u"The launcher was updated and is starting again.",
+     Event::launcherInstalled},
+    {u"Downloading client:",
+     {},
+     false,
+     false,
+     Bar::percentage,
+     u"Downloading update — ",
+     {},
+     Event::none},
+    {u"Updating to client ",
+     {},
+     false,
+     false,
+     Bar::unchanged,
+     u"Downloading the latest update…",
+     u"Version ",
+     Event::none},
+    {u"Verifying and installing client…",
+     {},
+     true,
+     false,
+     Bar::busy,
+     u"Preparing your game…",
+     {},
+     Event::none},
+    {u"Installed client ",
+     {},
+     false,
+     false,
+     Bar::unchanged,
+     u"Ready to play",
+     {},
+     Event::clientInstalled},
+    {u"Client ",
+     u" is current.",
+     false,
+     false,
+     Bar::unchanged,
+     u"Ready to play",
+     {},
+     Event::clientInstalled},
+    {u"Starting Tarvex…", {}, true, false, Bar::full, u"Launching ", {}, Event::gameStarted},
+};
+
+bool matches(const Form &form, QStringView line) {
+  if (form.isWhole) {
+    return line == form.beginning;
+  }
+  return beginsWith(line, form.beginning) && (form.end.isEmpty() || endsWith(line, form.end));
+}
+
+}  // namespace
+
+LineEffect interpretLine(QStringView line, Mode mode, const std::optional<QString> &regionName) {
+  LineEffect effect;
+  const auto *const form = std::find_if(std::begin(forms), std::end(forms), [&](const Form &one) {
+    return (one.inCheck || mode != Mode::check) && matches(one, line);
+  });
+  if (form == std::end(forms)) {
+    return effect;
+  }
+  effect.bar = form->bar;
+  effect.event = form->event;
+  if (!form->status.isEmpty()) {
+    effect.status = form->status.toString();
+  }
+  if (form->bar == Bar::percentage) {
+    const double percentage = percentageOf(line);
+    effect.percentage = std::min(percentage, 100.0);
+    *effect.status += wholeNumber(percentage) + u'%';
+  }
+  if (form->event == Event::launcherInstalled) {
+    effect.versionLine = form->versionLine.toString();
+  } else if (!form->versionLine.isEmpty()) {
+    effect.versionLine = replacedEverywhere(
+        replacedEverywhere(line, form->beginning, form->versionLine), ellipsis, {});
+  }
+  switch (form->event) {
+    case Event::checkReport:
+      effect.checkOutcome = parseCheck(line);
+      break;
+    case Event::error:
+      effect.errorDetail = trimmedOfSpaces(replacedEverywhere(line, errorPrefix, {})).toString();
+      break;
+    case Event::gameStarted:
+      *effect.status += regionName.value_or(QStringLiteral("Tarvex")) + ellipsis;
+      break;
+    default:
+      break;
+  }
+  return effect;
+}
+
+double percentageOf(QStringView line) {
+  std::string digits;
+  bool foreign = false;
+  forEachCharacter(line, [&](QStringView character) {
+    if (isNumeric(character)) {
+      const char16_t first = character.front().unicode();
+      foreign = character.size() != 1 || first < u'0' || first > u'9';
+      digits.push_back(static_cast<char>(first));
+    }
+    return !foreign;
+  });
+  if (foreign || digits.empty()) {
+    return 0;
+  }
+  double number = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  // The one way in which digits fail.
+  return error == std::errc::result_out_of_range ? std::numeric_limits<double>::infinity() : number;
+}
+
+QString wholeNumber(double number) {
+  constexpr qint64 largest = std::numeric_limits<qint64>::max();
+  constexpr double beyondLargest = 9223372036854775808.0;  // 2 to the power of 63
+  return QString::number(number < beyondLargest ? static_cast<qint64>(number) : largest);
+}
+
+}  // namespace tarvex

@@ -1,0 +1,52 @@
+// The vocabulary of the updater's lines: what each does to the launcher.
+#pragma once
+
+#include <QString>
+#include <QStringView>
+#include <optional>
+
+#include "updater/check_report.h"
+#include "updater/mode.h"
+
+namespace tarvex {
+
+// The effect of one line, to be applied from top to bottom. What is absent stays as it is.
+struct LineEffect {
+  enum class Bar {
+    unchanged,
+    percentage,  // determinate, standing at `percentage`
+    busy,        // indeterminate, animating
+    full,        // standing at 100, whichever it was
+  };
+  enum class Event {
+    none,
+    checkReport,        // with `checkOutcome`, absent when the report is not valid
+    error,              // with `errorDetail`, perhaps empty
+    launcherInstalled,  // the launcher must start again when the run has ended
+    clientInstalled,    // what is installed may be another version than before
+    gameStarted,
+  };
+
+  Bar bar = Bar::unchanged;
+  double percentage = 0;  // 0 to 100
+  std::optional<QString> status;
+  std::optional<QString> versionLine;
+  Event event = Event::none;
+  std::optional<CheckOutcome> checkOutcome;
+  QString errorDetail;
+};
+
+// The line is trimmed and not empty. `regionName` is that of the selected region, if there is one.
+// In the mode check, only reports and errors have an effect.
+LineEffect interpretLine(QStringView line, Mode mode, const std::optional<QString> &regionName);
+
+// The number that all digits of the line make together, however they are set apart; 0 for none, and
+// for a line with any numeric character but 0 to 9. Never negative; infinite when it is too large
+// for a double.
+double percentageOf(QStringView line);
+
+// Without its fraction, in decimal; what is too large for 64 bits with a sign is the largest number
+// that is not.
+QString wholeNumber(double number);
+
+}  // namespace tarvex

@@ -1,0 +1,57 @@
+#include "updater/run_completion.h"
+
+namespace tarvex {
+namespace {
+
+Verdict failure(const FinishedRun &run, const QString &otherwise) {
+  return {Verdict::Kind::failed, run.errorDetail.value_or(otherwise)};
+}
+
+Verdict judgePlay(const FinishedRun &run, bool succeeded) {
+  // Once the game is up, or should be, the updater's words are no explanation any more.
+  if (run.sawGameStart) {
+    return succeeded ? Verdict{Verdict::Kind::gameFinished}
+                     : Verdict{Verdict::Kind::failed,
+                               QStringLiteral("The game closed unexpectedly. You can try again.")};
+  }
+  if (succeeded) {
+    return {Verdict::Kind::failed, QStringLiteral("The game closed before it finished starting.")};
+  }
+  return failure(
+      run, QStringLiteral("The update could not be completed. Your installed game was preserved."));
+}
+
+}  // namespace
+
+Verdict judgeRun(const FinishedRun &run) {
+  const bool succeeded = run.status == 0;
+  if (run.sawLauncherInstalled) {
+    return succeeded ? Verdict{Verdict::Kind::relaunch}
+                     : failure(run, QStringLiteral("The launcher update could not be completed."));
+  }
+  switch (run.mode) {
+    case Mode::check:
+      if (succeeded && run.checkOutcome) {
+        return {Verdict::Kind::checked};
+      }
+      return {Verdict::Kind::checkFailed,
+              run.errorDetail.value_or(QStringLiteral("The update check could not be completed."))};
+    case Mode::update:
+      return succeeded ? Verdict{Verdict::Kind::checkAgain}
+                       : failure(run, QStringLiteral("The update could not be completed. Your "
+                                                     "installed game was preserved."));
+    case Mode::play:
+      break;
+  }
+  return judgePlay(run, succeeded);
+}
+
+FollowUp followUp(const CheckOutcome &outcome, bool automaticUpdatePending, bool playAfterCheck) {
+  const bool available = outcome.updateAvailable();
+  if (automaticUpdatePending && available) {
+    return {Mode::update, false, playAfterCheck};
+  }
+  return {playAfterCheck && !available ? std::optional(Mode::play) : std::nullopt, false, false};
+}
+
+}  // namespace tarvex

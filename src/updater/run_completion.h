@@ -1,0 +1,46 @@
+// The judgement on a run of the updater that has ended, and what follows from it.
+#pragma once
+
+#include <QString>
+#include <optional>
+
+#include "updater/check_report.h"
+#include "updater/mode.h"
+
+namespace tarvex {
+
+struct FinishedRun {
+  Mode mode = Mode::check;
+  int status = 0;  // the exit code, or the number of the fatal signal
+  bool sawLauncherInstalled = false;
+  bool sawGameStart = false;
+  std::optional<CheckOutcome> checkOutcome;  // of the last report
+  std::optional<QString> errorDetail;        // of the last error line; may be empty
+};
+
+struct Verdict {
+  enum class Kind {
+    relaunch,      // hand over to the launcher that was installed
+    failed,        // show the failure
+    checked,       // show what the check found
+    checkFailed,   // show that the check failed
+    checkAgain,    // the update succeeded; see what there is to do now
+    gameFinished,  // end the application
+  };
+  Kind kind;
+  QString message{};  // of the two failures
+};
+
+Verdict judgeRun(const FinishedRun &run);
+
+// What a check that succeeded leads to without a click.
+struct FollowUp {
+  std::optional<Mode> run;
+  // The one-shot wishes as they are from now on.
+  bool automaticUpdatePending = false;
+  bool playAfterCheck = false;
+};
+
+FollowUp followUp(const CheckOutcome &outcome, bool automaticUpdatePending, bool playAfterCheck);
+
+}  // namespace tarvex
