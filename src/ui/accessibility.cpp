@@ -1,0 +1,145 @@
+#include "ui/accessibility.h"
+
+#include <QAbstractItemView>
+#include <QAccessibleWidget>
+#include <QFontMetrics>
+#include <algorithm>
+
+#include "ui/label.h"
+#include "ui/progress_indicator.h"
+#include "ui/region_picker.h"
+
+namespace tarvex {
+namespace {
+
+// A widget with a text to read that is not its name. The text cannot be edited, and what is
+// selected in it is between the player and the pointer.
+class AccessibleText : public QAccessibleWidget, public QAccessibleTextInterface {
+ public:
+  using QAccessibleWidget::QAccessibleWidget;
+
+  virtual QString content() const = 0;
+
+  void *interface_cast(QAccessible::InterfaceType type) override {
+    return type == QAccessible::TextInterface ? static_cast<QAccessibleTextInterface *>(this)
+                                              : QAccessibleWidget::interface_cast(type);
+  }
+  QString text(QAccessible::Text type) const override {
+    const QString given = QAccessibleWidget::text(type);
+    return type == QAccessible::Value || (type == QAccessible::Name && given.isEmpty()) ? content()
+                                                                                        : given;
+  }
+
+  QString text(int begin, int end) const override { return content().mid(begin, end - begin); }
+  int characterCount() const override { return static_cast<int>(content().size()); }
+  QRect characterRect(int /*offset*/) const override { return rect(); }
+  int offsetAtPoint(const QPoint & /*point*/) const override { return 0; }
+  QString attributes(int /*offset*/, int *begin, int *end) const override {
+    *begin = 0;
+    *end = characterCount();
+    return {};
+  }
+  int cursorPosition() const override { return 0; }
+  void setCursorPosition(int /*position*/) override {}
+  int selectionCount() const override { return 0; }
+  void selection(int /*index*/, int *begin, int *end) const override { *begin = *end = 0; }
+  void addSelection(int /*begin*/, int /*end*/) override {}
+  void removeSelection(int /*index*/) override {}
+  void setSelection(int /*index*/, int /*begin*/, int /*end*/) override {}
+  void scrollToSubstring(int /*begin*/, int /*end*/) override {}
+};
+
+class AccessibleLabel final : public AccessibleText {
+ public:
+  explicit AccessibleLabel(Label &label)
+      : AccessibleText(&label, QAccessible::StaticText), m_label(label) {}
+
+  QString content() const override { return m_label.text(); }
+  QAccessible::State state() const override {
+    QAccessible::State state = AccessibleText::state();
+    state.readOnly = true;
+    return state;
+  }
+
+ private:
+  const Label &m_label;
+};
+
+class AccessibleRegionPicker final : public AccessibleText {
+ public:
+  explicit AccessibleRegionPicker(RegionPicker &picker)
+      : AccessibleText(&picker, QAccessible::ComboBox), m_picker(picker) {}
+
+  QString content() const override { return m_picker.currentText(); }
+  QAccessible::State state() const override {
+    QAccessible::State state = AccessibleText::state();
+    state.expandable = true;
+    state.hasPopup = true;
+    state.expanded = m_picker.view()->isVisible();
+    state.collapsed = !state.expanded;
+    return state;
+  }
+
+  int childCount() const override { return 1; }  // the list
+  QAccessibleInterface *child(int index) const override {
+    return index == 0 ? QAccessible::queryAccessibleInterface(m_picker.view()) : nullptr;
+  }
+  int indexOfChild(const QAccessibleInterface *child) const override {
+    return child->object() == m_picker.view() ? 0 : -1;
+  }
+
+  QStringList actionNames() const override { return {showMenuAction(), pressAction()}; }
+  void doAction(const QString &name) override {
+    if (m_picker.isEnabled() && actionNames().contains(name)) {
+      m_picker.view()->isVisible() ? m_picker.hidePopup() : m_picker.showPopup();
+    }
+  }
+
+ private:
+  RegionPicker &m_picker;
+};
+
+class AccessibleProgress final : public QAccessibleWidget, public QAccessibleValueInterface {
+ public:
+  explicit AccessibleProgress(ProgressIndicator &progress)
+      : QAccessibleWidget(&progress, QAccessible::ProgressBar), m_progress(progress) {}
+
+  void *interface_cast(QAccessible::InterfaceType type) override {
+    return type == QAccessible::ValueInterface ? static_cast<QAccessibleValueInterface *>(this)
+                                               : QAccessibleWidget::interface_cast(type);
+  }
+  QAccessible::State state() const override {
+    QAccessible::State state = QAccessibleWidget::state();
+    state.busy = m_progress.isIndeterminate();
+    return state;
+  }
+  QVariant currentValue() const override { return m_progress.value(); }
+  void setCurrentValue(const QVariant & /*value*/) override {}
+  QVariant minimumValue() const override { return ProgressIndicator::minimum; }
+  QVariant maximumValue() const override { return ProgressIndicator::maximum; }
+  QVariant minimumStepSize() const override { return 0.0; }
+
+ private:
+  const ProgressIndicator &m_progress;
+};
+
+QAccessibleInterface *interfaceOf(const QString & /*className*/, QObject *object) {
+  if (auto *const label = dynamic_cast<Label *>(object)) {
+    return new AccessibleLabel(*label);
+  }
+  if (auto *const picker = dynamic_cast<RegionPicker *>(object)) {
+    return new AccessibleRegionPicker(*picker);
+  }
+  if (auto *const progress = dynamic_cast<ProgressIndicator *>(object)) {
+    return new AccessibleProgress(*progress);
+  }
+  return nullptr;  // the toolkit's own
+}
+
+}  // namespace
+
+void installAccessibility() {
+  QAccessible::installFactory(interfaceOf);
+}
+
+}  // namespace tarvex

@@ -1,0 +1,39 @@
+#include "ui/backdrop_view.h"
+
+#include <QLinearGradient>
+#include <QPainter>
+#include <algorithm>
+#include <cmath>
+
+#include "ui/palette.h"
+
+namespace tarvex {
+namespace {
+
+constexpr double frameInset = 18;
+constexpr double frameRadius = 16;
+constexpr double frameWidth = 1;
+constexpr double frameAlpha = 0.055;
+
+}  // namespace
+
+void BackdropView::paintEvent(QPaintEvent * /*event*/) {
+  QPainter painter(this);
+  QLinearGradient gradient(0, 0, 0, height());
+  gradient.setColorAt(0, forestLight);
+  gradient.setColorAt(1, forest);
+  painter.fillRect(rect(), gradient);
+
+  // In device pixels, and on them: between two, a line this thin and faint would be a smear.
+  const double ratio = devicePixelRatioF();
+  const double line = std::max(std::round(frameWidth * ratio), 1.0);
+  const double edge = std::round(frameInset * ratio - line / 2) + line / 2;
+  const QSizeF pixels(std::round(width() * ratio), std::round(height() * ratio));
+  painter.scale(1 / ratio, 1 / ratio);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(QPen(withAlpha(Qt::white, frameAlpha), line));
+  painter.drawRoundedRect(QRectF(edge, edge, pixels.width() - 2 * edge, pixels.height() - 2 * edge),
+                          frameRadius * ratio, frameRadius * ratio);
+}
+
+}  // namespace tarvex

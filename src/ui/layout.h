@@ -1,0 +1,39 @@
+// The layout of the window: a column of controls, given as equalities between their anchors.
+#pragma once
+
+#include <QRect>
+#include <QSize>
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <optional>
+
+namespace tarvex {
+
+// In the order in which they lie above one another, the lowest first.
+enum class Control : std::size_t {
+  title,
+  subtitle,
+  regionCaption,
+  regionPicker,
+  status,
+  version,
+  progress,
+  playButton,
+  logButton,
+  footer,
+};
+inline constexpr std::size_t controlCount = 10;
+
+template <typename Value>
+using PerControl = std::array<Value, controlCount>;
+
+inline constexpr QSize contentSize{540, 365};
+
+// The size that a control wants; of its height at the given width, where that is settled.
+using IntrinsicSize = std::function<QSize(Control, std::optional<int> width)>;
+
+// The frames of all controls in the backdrop's coordinates, in device-independent pixels.
+PerControl<QRect> layOut(const IntrinsicSize &intrinsicSize);
+
+}  // namespace tarvex

@@ -1,0 +1,180 @@
+#include "ui/main_window.h"
+
+#include <QCloseEvent>
+#include <QContextMenuEvent>
+#include <QKeyEvent>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMouseEvent>
+#include <QScreen>
+#include <QWindow>
+#include <algorithm>
+
+#include "ui/accessibility.h"
+#include "ui/log_button.h"
+#include "ui/main_menu.h"
+#include "ui/palette.h"
+#include "ui/play_button.h"
+#include "ui/progress_indicator.h"
+#include "ui/region_picker.h"
+
+namespace tarvex {
+namespace {
+
+// What is not said stays as the toolkit has it.
+struct Look {
+  Control control;
+  int fontSize = 0;  // device-independent pixels
+  QFont::Weight weight = QFont::Normal;
+  QColor colour{};
+  const char *accessibleName = "";
+  const char *accessibleHelp = "";
+};
+
+const Look looks[] = {
+    {Control::title, 31, QFont::DemiBold, parchment, "Tarvex"},
+    {Control::subtitle, 11, QFont::Medium, gold},
+    {Control::regionCaption, 13, QFont::Medium, parchment},
+    {Control::regionPicker,
+     0,
+     QFont::Normal,
+     {},
+     "Region",
+     "Chooses the game environment and its compatible client"},
+    {Control::status, 16, QFont::Medium, parchment, "Launcher status"},
+    {Control::version, 12, QFont::Normal, muted, "Installed version"},
+    {Control::progress, 0, QFont::Normal, {}},
+    {Control::playButton, 15, QFont::DemiBold, QColor(calibrated(0.18, 0.13, 0.045))},
+    {Control::logButton, 11, QFont::Medium, muted},
+    {Control::footer, 10, QFont::Normal, withAlpha(muted, 0.7), "Launcher and game version"},
+};
+
+void dress(QWidget &control, const Look &look) {
+  if (look.fontSize > 0) {
+    QFont font = control.font();
+    font.setPixelSize(look.fontSize);
+    font.setWeight(look.weight);
+    control.setFont(font);
+  }
+  if (look.colour.isValid()) {
+    QPalette palette = control.palette();
+    palette.setColor(control.foregroundRole(), look.colour);
+    control.setPalette(palette);
+  }
+  control.setAccessibleName(QString::fromLatin1(look.accessibleName));
+  control.setAccessibleDescription(QString::fromLatin1(look.accessibleHelp));
+}
+
+constexpr int tallestPicker = 30;
+constexpr int footerMargin = 24;
+
+}  // namespace
+
+MainWindow::MainWindow(const WindowControls &controls, const QMenuBar &mainMenu,
+                       WindowDelegate &delegate)
+    : QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                           Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
+                           Qt::WindowCloseButtonHint),
+      m_controls{&m_title,
+                 &m_subtitle,
+                 &m_regionCaption,
+                 &controls.regionPicker,
+                 &controls.status,
+                 &controls.version,
+                 &controls.progress,
+                 &controls.playButton,
+                 &controls.logButton,
+                 &controls.footer},
+      m_playButton(controls.playButton),
+      m_mainMenu(mainMenu),
+      m_delegate(delegate) {
+  installAccessibility();
+  setWindowTitle(QStringLiteral("Tarvex"));
+  setFixedSize(contentSize);
+  addKeysOf(mainMenu, *this);
+  m_backdrop.setGeometry({{0, 0}, contentSize});
+  m_backdrop.installEventFilter(this);
+
+  for (Label *const label :
+       {&m_title, &m_subtitle, &controls.status, &controls.version, &controls.footer}) {
+    label->setAlignment(Qt::AlignCenter);
+  }
+  controls.version.setLines(2, Shortened::inMiddle);
+  controls.footer.setLines(1, Shortened::inMiddle);
+  controls.footer.setSelectable();
+  controls.progress.hide();
+  controls.logButton.hide();
+  for (const Look &look : looks) {
+    QWidget &control = *m_controls[static_cast<std::size_t>(look.control)];
+    dress(control, look);
+    control.setParent(&m_backdrop);  // above all that came before
+  }
+  for (QWidget *const control : m_controls) {
+    const bool waits = control == &controls.progress || control == &controls.logButton;
+    control->setVisible(!waits);
+  }
+  setTabOrder(&controls.regionPicker, &controls.playButton);
+  setTabOrder(&controls.playButton, &controls.logButton);
+  placeControls();
+}
+
+void MainWindow::makeKeyAndOrderFront() {
+  move(screen()->availableGeometry().center() - rect().center());
+  show();
+  raise();
+  activateWindow();
+}
+
+void MainWindow::closeEvent(QCloseEvent *event) {
+  event->setAccepted(m_delegate.windowShouldClose());
+}
+
+// Where no menu bar is in sight, this is the way to the menu.
+void MainWindow::contextMenuEvent(QContextMenuEvent *event) {
+  submenuOf(m_mainMenu)->popup(event->globalPos());
+}
+
+bool MainWindow::eventFilter(QObject *watched, QEvent *event) {
+  if (event->type() == QEvent::LayoutRequest) {  // a control wants another size
+    placeControls();
+  }
+  return QWidget::eventFilter(watched, event);
+}
+
+void MainWindow::keyPressEvent(QKeyEvent *event) {
+  const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+  // A key held down must not go from one action to the next.
+  if (isReturn && !event->isAutoRepeat()) {
+    m_playButton.click();
+    return;
+  }
+  QWidget::keyPressEvent(event);
+}
+
+// The whole background is the window's handle.
+void MainWindow::mouseMoveEvent(QMouseEvent *event) {
+  if (event->buttons() == Qt::LeftButton) {
+    windowHandle()->startSystemMove();
+  }
+}
+
+void MainWindow::placeControls() {
+  const auto intrinsicSize = [this](Control control, std::optional<int> width) {
+    const QWidget &widget = *m_controls[static_cast<std::size_t>(control)];
+    QSize size = widget.sizeHint();
+    if (width && widget.heightForWidth(*width) > 0) {
+      size.setHeight(widget.heightForWidth(*width));
+    }
+    if (control == Control::regionPicker) {
+      size.setHeight(std::min(size.height(), tallestPicker));
+    }
+    size.setWidth(std::min(size.width(), contentSize.width() - 2 * footerMargin));
+    return size;
+  };
+  const PerControl<QRect> frames = layOut(intrinsicSize);
+  for (std::size_t index = 0; index < controlCount; ++index) {
+    m_controls[index]->setGeometry(frames[index]);
+  }
+}
+
+}  // namespace tarvex

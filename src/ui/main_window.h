@@ -1,0 +1,65 @@
+// The one window: its controls, how they look and where they stand.
+#pragma once
+
+#include <QWidget>
+
+#include "ui/backdrop_view.h"
+#include "ui/label.h"
+#include "ui/layout.h"
+
+class QMenuBar;
+
+namespace tarvex {
+
+class LogButton;
+class PlayButton;
+class ProgressIndicator;
+class RegionPicker;
+
+class WindowDelegate {
+ public:
+  virtual ~WindowDelegate() = default;
+  virtual bool windowShouldClose() = 0;  // false: the window stays, or was hidden instead
+};
+
+// The controls that come to life outside of the window and keep changing. The window dresses and
+// places them; all must outlive it or be gone before it.
+struct WindowControls {
+  RegionPicker &regionPicker;
+  Label &status;
+  Label &version;
+  ProgressIndicator &progress;
+  PlayButton &playButton;
+  LogButton &logButton;
+  Label &footer;
+};
+
+class MainWindow : public QWidget {
+ public:
+  // The menu and the delegate must outlive the window.
+  MainWindow(const WindowControls &controls, const QMenuBar &mainMenu, WindowDelegate &delegate);
+
+  // Shows the window in the middle of the screen and gives it the keyboard.
+  void makeKeyAndOrderFront();
+
+ protected:
+  void closeEvent(QCloseEvent *event) override;
+  void contextMenuEvent(QContextMenuEvent *event) override;
+  bool eventFilter(QObject *watched, QEvent *event) override;
+  void keyPressEvent(QKeyEvent *event) override;
+  void mouseMoveEvent(QMouseEvent *event) override;
+
+ private:
+  void placeControls();
+
+  BackdropView m_backdrop{this};
+  Label m_title{QStringLiteral("Tarvex")};
+  Label m_subtitle{QStringLiteral("CHOOSE YOUR ADVENTURE")};
+  Label m_regionCaption{QStringLiteral("Region")};
+  PerControl<QWidget *> m_controls;
+  PlayButton &m_playButton;
+  const QMenuBar &m_mainMenu;
+  WindowDelegate &m_delegate;
+};
+
+}  // namespace tarvex

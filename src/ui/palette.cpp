@@ -1,0 +1,54 @@
+#include "ui/palette.h"
+
+#include <QApplication>
+#include <QPalette>
+#include <QToolTip>
+#include <initializer_list>
+#include <utility>
+
+namespace tarvex {
+
+QColor withAlpha(QColor colour, double alpha) {
+  colour.setAlphaF(static_cast<float>(alpha));
+  return colour;
+}
+
+QColor blended(const QColor &colour, double fraction, const QColor &other) {
+  const auto mix = [&](int one, int two) { return one * (1 - fraction) + two * fraction; };
+  return qRgb(qRound(mix(colour.red(), other.red())), qRound(mix(colour.green(), other.green())),
+              qRound(mix(colour.blue(), other.blue())));
+}
+
+void dressToolkit() {
+  // One style for all desktops: themes differ in their colours and in their metrics, and the column
+  // of controls is fixed.
+  QApplication::setStyle(QStringLiteral("Fusion"));
+  QPalette palette;
+  const std::initializer_list<std::pair<QPalette::ColorRole, QColor>> roles{
+      {QPalette::Window, forest},
+      {QPalette::WindowText, parchment},
+      {QPalette::Base, forestLight},
+      {QPalette::AlternateBase, forest},
+      {QPalette::Text, parchment},
+      {QPalette::Button, blended(forestLight, 0.08, Qt::white)},
+      {QPalette::ButtonText, parchment},
+      {QPalette::BrightText, Qt::white},
+      {QPalette::Highlight, gold},
+      {QPalette::HighlightedText, forest},
+      {QPalette::ToolTipBase, forestLight},
+      {QPalette::ToolTipText, parchment},
+      {QPalette::PlaceholderText, muted},
+      {QPalette::Link, gold},
+  };
+  for (const auto &[role, colour] : roles) {
+    palette.setColor(role, colour);
+  }
+  for (const QPalette::ColorRole role :
+       {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+    palette.setColor(QPalette::Disabled, role, muted);
+  }
+  QApplication::setPalette(palette);
+  QToolTip::setPalette(palette);
+}
+
+}  // namespace tarvex

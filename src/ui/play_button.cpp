@@ -1,0 +1,42 @@
+#include "ui/play_button.h"
+
+#include <QPainter>
+
+#include "ui/palette.h"
+
+namespace tarvex {
+namespace {
+
+constexpr double cornerRadius = 8;
+constexpr double inset = 1;
+constexpr double pressedShade = 0.18;
+constexpr double disabledTitleAlpha = 0.6;
+
+}  // namespace
+
+PlayButton::PlayButton(const QString &title, QWidget *parent) : QPushButton(title, parent) {}
+
+bool PlayButton::hitButton(const QPoint &position) const {
+  return rect().contains(position);
+}
+
+void PlayButton::paintEvent(QPaintEvent * /*event*/) {
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(Qt::NoPen);
+
+  // The layer behind: it shows as a rim of plain gold around the pressed button.
+  const QRectF bounds = rect();
+  painter.setBrush(gold);
+  painter.drawRoundedRect(bounds, cornerRadius, cornerRadius);
+
+  painter.setBrush(isDown() ? blended(gold, pressedShade, Qt::black) : gold);
+  painter.drawRoundedRect(bounds.adjusted(inset, inset, -inset, -inset), cornerRadius,
+                          cornerRadius);
+
+  painter.setPen(isEnabled() ? forest : withAlpha(forest, disabledTitleAlpha));
+  painter.setFont(font());
+  painter.drawText(bounds, Qt::AlignCenter | Qt::TextSingleLine, text());
+}
+
+}  // namespace tarvex

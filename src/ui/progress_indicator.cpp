@@ -1,0 +1,105 @@
+#include "ui/progress_indicator.h"
+
+#include <QAccessible>
+#include <QPainter>
+#include <algorithm>
+
+#include "ui/palette.h"
+
+namespace tarvex {
+namespace {
+
+constexpr int thickness = 6;
+constexpr int ownWidth = 100;
+constexpr double trackAlpha = 0.14;
+constexpr double movingShare = 0.3;  // of the bar's width
+constexpr int crossing = 1400;       // milliseconds
+
+}  // namespace
+
+ProgressIndicator::ProgressIndicator(QWidget *parent) : QWidget(parent) {
+  m_animation.setStartValue(0.0);
+  m_animation.setEndValue(1.0);
+  m_animation.setDuration(crossing);
+  m_animation.setLoopCount(-1);
+  connect(&m_animation, &QVariantAnimation::valueChanged, this, [this] { update(); });
+}
+
+void ProgressIndicator::setValue(double value) {
+  if (value == m_value) {
+    return;
+  }
+  m_value = value;
+  update();
+  if (QAccessible::isActive()) {
+    QAccessibleValueChangeEvent change(this, value);
+    QAccessible::updateAccessibility(&change);
+  }
+}
+
+void ProgressIndicator::setIndeterminate(bool indeterminate) {
+  if (indeterminate == m_indeterminate) {
+    return;
+  }
+  m_indeterminate = indeterminate;
+  updateAnimation();
+  update();
+  if (QAccessible::isActive()) {
+    QAccessible::State changed;
+    changed.busy = true;
+    QAccessibleStateChangeEvent change(this, changed);
+    QAccessible::updateAccessibility(&change);
+  }
+}
+
+void ProgressIndicator::setAnimating(bool animating) {
+  m_animating = animating;
+  updateAnimation();
+}
+
+QSize ProgressIndicator::sizeHint() const {
+  return {ownWidth, thickness};
+}
+
+void ProgressIndicator::hideEvent(QHideEvent * /*event*/) {
+  updateAnimation();
+}
+
+void ProgressIndicator::showEvent(QShowEvent * /*event*/) {
+  updateAnimation();
+}
+
+void ProgressIndicator::updateAnimation() {
+  const bool runs = m_indeterminate && m_animating && isVisible();
+  if (runs != (m_animation.state() == QAbstractAnimation::Running)) {
+    runs ? m_animation.start() : m_animation.stop();
+  }
+}
+
+void ProgressIndicator::paintEvent(QPaintEvent * /*event*/) {
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(Qt::NoPen);
+  const QRectF track = rect();
+  const double radius = track.height() / 2;
+  painter.setBrush(withAlpha(Qt::white, trackAlpha));
+  painter.drawRoundedRect(track, radius, radius);
+
+  QRectF part = track;
+  if (m_indeterminate) {
+    // From just outside on the left to just outside on the right.
+    const double length = track.width() * movingShare;
+    const double begin = m_animation.currentValue().toDouble() * (track.width() + length) - length;
+    part.setLeft(std::max(begin, 0.0));
+    part.setRight(std::min(begin + length, track.width()));
+  } else {
+    part.setWidth(track.width() * (m_value - minimum) / (maximum - minimum));
+  }
+  if (part.width() > 0) {
+    const double partRadius = std::min(radius, part.width() / 2);
+    painter.setBrush(gold);
+    painter.drawRoundedRect(part, partRadius, partRadius);
+  }
+}
+
+}  // namespace tarvex

@@ -1,0 +1,22 @@
+// The list of regions to choose from. It acts on a choice only: the list opens by click, Space or
+// an arrow key, and what is chosen there counts, also when it was chosen before. The mouse wheel
+// and the keys that step through a closed combo box do nothing here.
+//
+// The signal of a choice is QComboBox::activated; filling and setting it from the program is
+// silent.
+#pragma once
+
+#include <QComboBox>
+
+namespace tarvex {
+
+class RegionPicker : public QComboBox {
+ public:
+  using QComboBox::QComboBox;
+
+ protected:
+  void keyPressEvent(QKeyEvent *event) override;
+  void wheelEvent(QWheelEvent *event) override;
+};
+
+}  // namespace tarvex
