@@ -1,0 +1,39 @@
+# The application bundle: program, resources and Info.plist, in ${TARVEX_BUNDLE_PARENT}.
+set(TARVEX_BUNDLE "${TARVEX_BUNDLE_PARENT}/Tarvex Launcher.app")
+
+set(bundle_version "${TARVEX_BUNDLE_VERSION}")
+if(NOT bundle_version)
+  find_package(Git QUIET)
+  if(Git_FOUND)
+    execute_process(
+      COMMAND ${GIT_EXECUTABLE} rev-parse --verify HEAD
+      WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}
+      OUTPUT_VARIABLE commit ERROR_QUIET OUTPUT_STRIP_TRAILING_WHITESPACE)
+    string(SUBSTRING "${commit}" 0 16 bundle_version)
+  endif()
+endif()
+if(NOT bundle_version)
+  set(bundle_version 0)
+endif()
+configure_file(${CMAKE_SOURCE_DIR}/packaging/Info.plist.in
+               "${TARVEX_BUNDLE}/Contents/Info.plist" @ONLY)
+
+set_target_properties(tarvex-launcher PROPERTIES
+  RUNTIME_OUTPUT_DIRECTORY "${TARVEX_BUNDLE}/Contents/Linux")
+
+# The resources are the demo's, so that what is built works as it stands.
+set(bundle_resources "${TARVEX_BUNDLE}/Contents/Resources")
+add_custom_command(
+  OUTPUT "${CMAKE_BINARY_DIR}/bundle-resources.stamp"
+  COMMAND ${CMAKE_COMMAND} -E rm -rf "${bundle_resources}"
+  COMMAND ${CMAKE_COMMAND} -E make_directory "${bundle_resources}"
+  COMMAND ${CMAKE_COMMAND} -E copy "${CMAKE_SOURCE_DIR}/demo/client_updater.py"
+          "${CMAKE_SOURCE_DIR}/demo/launcher-config.json" "${bundle_resources}"
+  COMMAND ${CMAKE_COMMAND} -E copy_directory "${CMAKE_BINARY_DIR}/demo/releases"
+          "${bundle_resources}/releases"
+  COMMAND ${CMAKE_COMMAND} -E touch "${CMAKE_BINARY_DIR}/bundle-resources.stamp"
+  DEPENDS demo-releases "${CMAKE_BINARY_DIR}/demo/releases.stamp"
+          "${CMAKE_SOURCE_DIR}/demo/client_updater.py"
+          "${CMAKE_SOURCE_DIR}/demo/launcher-config.json"
+  VERBATIM)
+add_custom_target(bundle ALL DEPENDS "${CMAKE_BINARY_DIR}/bundle-resources.stamp" tarvex-launcher)

@@ -1,0 +1,62 @@
+#include "app/launch_options.h"
+
+#include "platform/identifiers.h"
+#include "platform/unicode_text.h"
+
+namespace tarvex {
+namespace {
+
+struct ValueOption {
+  const char *name;
+  const char16_t *form;
+  std::optional<QString> LaunchOptions::*field;
+};
+
+struct FlagOption {
+  const char *name;
+  bool LaunchOptions::*field;
+};
+
+constexpr ValueOption valueOptions[] = {
+    {"--region", regionIdForm, &LaunchOptions::region},
+    {"--relaunched-from", launcherVersionForm, &LaunchOptions::relaunchedFrom},
+};
+
+constexpr FlagOption flagOptions[] = {
+    {"--continue", &LaunchOptions::automaticContinue},
+    {"--no-self-update", &LaunchOptions::noSelfUpdate},
+};
+
+}  // namespace
+
+LaunchOptions LaunchOptions::parse(const std::vector<std::string> &arguments) {
+  LaunchOptions options;
+  for (std::size_t index = 1; index < arguments.size(); ++index) {
+    const std::string &argument = arguments[index];
+    if (argument == "--") {
+      options.gameArguments.assign(arguments.begin() + static_cast<std::ptrdiff_t>(index) + 1,
+                                   arguments.end());
+      break;
+    }
+    for (const FlagOption &flag : flagOptions) {
+      if (argument == flag.name) {
+        options.*flag.field = true;
+      }
+    }
+    for (const ValueOption &option : valueOptions) {
+      if (argument == option.name) {
+        ++index;  // the value goes with its option, whatever it is
+        if (index < arguments.size()) {
+          const QString value = decodedUtf8(arguments[index]);
+          if (matchesWhole(value, option.form)) {
+            options.*option.field = value;
+          }
+        }
+        break;
+      }
+    }
+  }
+  return options;
+}
+
+}  // namespace tarvex

@@ -1,0 +1,255 @@
+#include "app/launcher_controller.h"
+
+#include <QDesktopServices>
+#include <QMenuBar>
+#include <QUrl>
+#include <algorithm>
+
+#include "install/launcher_log.h"
+#include "install/locations.h"
+#include "platform/user_settings.h"
+#include "ui/main_menu.h"
+
+namespace tarvex {
+namespace {
+
+QString regionSetting() {
+  return QStringLiteral("selectedRegion");
+}
+
+}  // namespace
+
+LauncherController::LauncherController(Application &theApplication, Surroundings surroundings)
+    : application(theApplication),
+      bundle(std::move(surroundings.bundle)),
+      home(std::move(surroundings.home)),
+      options(LaunchOptions::parse(surroundings.arguments)) {}
+
+LauncherController::~LauncherController() = default;
+
+// The order is what the player relies on: the first check runs before the window is to be seen.
+void LauncherController::applicationDidFinishLaunching() {
+  createWindow();
+  prepareLog();
+  removeRetiredBundle();
+  automaticUpdatePending = options.automaticContinue;
+  loadRegions();
+  window->makeKeyAndOrderFront();
+}
+
+void LauncherController::createWindow() {
+  mainMenu.reset(createMainMenu(application));
+  window =
+      std::make_unique<MainWindow>(WindowControls{regionPicker, statusLabel, versionLabel, progress,
+                                                  playButton, logButton, launcherLabel},
+                                   *mainMenu, *this);
+  connect(&regionPicker, &QComboBox::activated, this, &LauncherController::regionChanged);
+  connect(&playButton, &QAbstractButton::clicked, this, &LauncherController::primaryAction);
+  connect(&logButton, &QAbstractButton::clicked, this, &LauncherController::openLog);
+  showButton(ButtonState::checking);
+  showFooter();
+}
+
+bool LauncherController::applicationShouldTerminateAfterLastWindowClosed() {
+  return true;
+}
+
+TerminateReply LauncherController::applicationShouldTerminate() {
+  return sawGameStart && runIsAlive() ? TerminateReply::cancel : TerminateReply::now;
+}
+
+bool LauncherController::windowShouldClose() {
+  if (!runIsAlive()) {
+    return true;
+  }
+  if (sawGameStart) {
+    window->hide();
+    return false;
+  }
+  process->terminate();
+  return true;
+}
+
+void LauncherController::applicationWillTerminate() {
+  if (runIsAlive() && !sawGameStart) {
+    process->terminate();
+  }
+  logHandle.reset();
+}
+
+bool LauncherController::runIsAlive() const {
+  return process != nullptr && process->isRunning();
+}
+
+void LauncherController::removeRetiredBundle() {
+  if (const auto retired = retiredBundleURL()) {
+    removeInBackground(*retired);
+  }
+}
+
+void LauncherController::loadRegions() {
+  const auto fail = [this] {
+    showFailure(QStringLiteral("The launcher region configuration is invalid."));
+    playButton.setEnabled(false);
+    regionPicker.setEnabled(false);
+  };
+  const auto folder = bundle.resourceFolder();
+  const auto bytes = folder ? readFile(*folder / updaterConfiguration) : std::nullopt;
+  auto catalogue = bytes ? parseRegions(*bytes) : std::nullopt;
+  if (!catalogue) {
+    fail();
+    return;
+  }
+  regions = std::move(catalogue->regions);
+  for (const Region &region : regions) {
+    regionPicker.addItem(region.name);
+  }
+  const auto first = initialRegion(
+      regions, {options.region, userSetting(regionSetting()), catalogue->defaultRegion});
+  if (!first) {
+    fail();
+    return;
+  }
+  regionPicker.setCurrentIndex(static_cast<int>(*first));
+  regionChanged();
+}
+
+void LauncherController::regionChanged() {
+  const Region *const region = selectedRegion();
+  if (process != nullptr || region == nullptr) {
+    return;
+  }
+  setUserSetting(regionSetting(), region->id);
+  showFooter();
+  startUpdater(Mode::check);
+}
+
+const Region *LauncherController::selectedRegion() const {
+  const auto index = static_cast<std::size_t>(regionPicker.currentIndex());
+  return index < regions.size() ? &regions[index] : nullptr;  // -1 is larger than any size
+}
+
+std::optional<QString> LauncherController::selectedRegionId() const {
+  const Region *const region = selectedRegion();
+  return region != nullptr ? std::optional(region->id) : std::nullopt;
+}
+
+std::optional<QString> LauncherController::selectedRegionName() const {
+  const Region *const region = selectedRegion();
+  return region != nullptr ? std::optional(region->name) : std::nullopt;
+}
+
+const std::filesystem::path &LauncherController::supportDirectory() {
+  if (!cachedSupportDirectory) {
+    cachedSupportDirectory = supportFolder(home);
+  }
+  return *cachedSupportDirectory;
+}
+
+std::optional<std::filesystem::path> LauncherController::launcherBundleURL() const {
+  return applicationBundle(bundle);
+}
+
+std::optional<std::filesystem::path> LauncherController::retiredBundleURL() const {
+  const auto current = launcherBundleURL();
+  return current ? std::optional(retiredBundle(*current)) : std::nullopt;
+}
+
+std::filesystem::path LauncherController::currentMetadataURL() {
+  return currentMetadata(supportDirectory(), selectedRegionId());
+}
+
+std::optional<QString> LauncherController::launcherVersion() const {
+  return bundleVersion(bundle);
+}
+
+std::optional<InstalledMetadata> LauncherController::installedMetadata() {
+  return readInstalledMetadata(currentMetadataURL());
+}
+
+void LauncherController::showFooter() {
+  const QString text = footerText(launcherVersion(), installedMetadata());
+  launcherLabel.setText(text);
+  launcherLabel.setToolTip(text);
+}
+
+void LauncherController::showInstalledVersion(const QString &prefix) {
+  if (const auto installed = installedMetadata()) {
+    versionLabel.setText(installedVersionText(prefix, *installed));
+    versionLabel.setToolTip(installedVersionToolTip(*installed));
+  }
+}
+
+void LauncherController::prepareLog() {
+  logHandle = openLauncherLog(supportDirectory());
+  appendLog(openingHeader(QDateTime::currentDateTimeUtc()));
+}
+
+void LauncherController::appendLog(std::string_view text) {
+  if (logHandle) {
+    logHandle->append(text);  // an entry that does not fit is dropped; the launcher goes on
+  }
+}
+
+void LauncherController::openLog() {
+  QDesktopServices::openUrl(
+      QUrl::fromLocalFile(QString::fromStdString(launcherLog(supportDirectory()))));
+}
+
+void LauncherController::showButton(ButtonState state) {
+  const ButtonLook &look = lookOf(state);
+  buttonState = state;
+  playButton.setText(look.title.toString());
+  playButton.setEnabled(look.isEnabled);
+  playButton.setAccessibleDescription(look.help.toString());
+  playButton.update();
+}
+
+// For the states that offer an action; the working states come with a run's start.
+void LauncherController::setButton(ButtonState state) {
+  showButton(state);
+}
+
+void LauncherController::primaryAction() {
+  switch (buttonState) {
+    case ButtonState::checking:
+    case ButtonState::updating:
+    case ButtonState::starting:
+      break;
+    case ButtonState::update:
+      startUpdater(Mode::update);
+      break;
+    case ButtonState::play:
+      // The game never starts unchecked.
+      playAfterCheck = true;
+      startUpdater(Mode::check);
+      break;
+    case ButtonState::retry:
+      startUpdater(Mode::check);
+      break;
+  }
+}
+
+void LauncherController::hideProgress() {
+  progress.setAnimating(false);
+  progress.setIndeterminate(false);
+  progress.setValue(0);
+  progress.hide();
+}
+
+void LauncherController::showFailure(const QString &message) {
+  showFailureAs(QStringLiteral("Couldn’t start the game"), message);
+}
+
+void LauncherController::showFailureAs(const QString &status, const QString &message) {
+  hideProgress();
+  statusLabel.setText(status);
+  versionLabel.setText(message);
+  versionLabel.setToolTip(message);
+  setButton(ButtonState::retry);
+  regionPicker.setEnabled(true);
+  logButton.setVisible(logHandle.has_value());
+  application.requestUserAttention();
+}
+
+}  // namespace tarvex

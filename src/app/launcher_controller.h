@@ -1,0 +1,132 @@
+// The launcher: all of its state, and every operation on it. One object for the life of the
+// program, on the main thread. What an operation decides is a plain function of the floors below;
+// the operation asks it and applies the answer to the fields and the controls.
+#pragma once
+
+#include <QObject>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/button_states.h"
+#include "app/launch_options.h"
+#include "install/installed_metadata.h"
+#include "install/region_catalogue.h"
+#include "platform/application.h"
+#include "platform/bundle.h"
+#include "platform/child_process.h"
+#include "platform/durable_file.h"
+#include "ui/label.h"
+#include "ui/log_button.h"
+#include "ui/main_window.h"
+#include "ui/play_button.h"
+#include "ui/progress_indicator.h"
+#include "ui/region_picker.h"
+#include "updater/check_report.h"
+#include "updater/mode.h"
+#include "updater/output_stream.h"
+
+class QMenuBar;
+
+namespace tarvex {
+
+class LauncherController : public QObject, public ApplicationDelegate, public WindowDelegate {
+ public:
+  // What the launcher finds around it; read once, when it starts.
+  struct Surroundings {
+    std::vector<std::string> arguments;  // the whole list, with the program's path at its head
+    Bundle bundle;
+    std::filesystem::path home;
+  };
+
+  // The application must outlive the controller.
+  LauncherController(Application &application, Surroundings surroundings);
+  ~LauncherController() override;
+
+  void applicationDidFinishLaunching() override;
+  bool applicationShouldTerminateAfterLastWindowClosed() override;
+  TerminateReply applicationShouldTerminate() override;
+  bool windowShouldClose() override;
+  void applicationWillTerminate() override;
+
+ private:
+  // launcher_controller.cpp: start-up, shut-down, regions, places, log, button and failure.
+  void createWindow();
+  void removeRetiredBundle();
+  void loadRegions();
+  void regionChanged();
+  const Region *selectedRegion() const;
+  std::optional<QString> selectedRegionId() const;
+  std::optional<QString> selectedRegionName() const;
+
+  const std::filesystem::path &supportDirectory();
+  std::optional<std::filesystem::path> launcherBundleURL() const;
+  std::optional<std::filesystem::path> retiredBundleURL() const;
+  std::filesystem::path currentMetadataURL();
+  std::optional<QString> launcherVersion() const;
+  std::optional<InstalledMetadata> installedMetadata();
+  void showFooter();
+  void showInstalledVersion(const QString &prefix);
+
+  void prepareLog();
+  void appendLog(std::string_view text);
+  void openLog();
+
+  void showButton(ButtonState state);
+  void setButton(ButtonState state);
+  void primaryAction();
+  void hideProgress();
+  void showFailure(const QString &message);
+  void showFailureAs(const QString &status, const QString &message);
+
+  bool runIsAlive() const;
+
+  // launcher_controller_runs.cpp: the life of a run of the updater.
+  void startUpdater(Mode requested);
+  void showWorking(const Region &region);
+  ChildProcess *launchUpdater(const Program &program);
+  void consume(std::string_view data);
+  void handleLine(const QString &line);
+  void handleOutputLine(const QString &line);
+  void processFinished(int status);
+  void showCheckResult(const CheckOutcome &outcome);
+  void relaunch(const std::function<void(bool started)> &completion);
+
+  Application &application;
+  const Bundle bundle;
+  const std::filesystem::path home;
+
+  std::unique_ptr<QMenuBar> mainMenu;
+  std::unique_ptr<MainWindow> window;
+  RegionPicker regionPicker;
+  std::vector<Region> regions;
+  Label statusLabel{QStringLiteral("Checking for updates…")};
+  Label versionLabel{QStringLiteral("Connecting securely…")};
+  Label launcherLabel;
+  ProgressIndicator progress;
+  PlayButton playButton{QStringLiteral("Checking…")};
+  LogButton logButton{QStringLiteral("View Log")};
+
+  ChildProcess *process = nullptr;  // the run that is alive; it deletes itself
+  LineAssembler outputBuffer;
+  std::optional<DurableFile> logHandle;  // absent: logging is off
+  bool sawGameStart = false;
+  bool sawLauncherInstalled = false;
+  std::optional<QString> lastErrorDetail;
+  Mode mode = Mode::check;  // of the current or last run
+  ButtonState buttonState = ButtonState::checking;
+  std::optional<CheckOutcome> checkOutcome;
+
+  // One-shot wishes that go from one run to the next.
+  bool automaticUpdatePending = false;  // update without a click when a check finds something
+  bool playAfterCheck = false;          // start the game when a check finds nothing
+
+  const LaunchOptions options;
+  std::optional<std::filesystem::path> cachedSupportDirectory;
+};
+
+}  // namespace tarvex
