@@ -29,5 +29,6 @@ int main(int argc, char **argv) {
   Application application(programAlone, argv);
   dressToolkit();
   LauncherController controller(application, {{argv, argv + argc}, Bundle::main(), homeFolder()});
-  return application.run(controller);
+  application.setDelegate(controller);
+  return application.run();
 }

@@ -67,8 +67,7 @@ Application::~Application() {
   theApplication = nullptr;
 }
 
-int Application::run(ApplicationDelegate &delegate) {
-  m_delegate = &delegate;
+int Application::run() {
   // The toolkit calls exit() when its display connection breaks.
   std::atexit([] {
     if (theApplication != nullptr) {

@@ -33,8 +33,9 @@ class Application : public QApplication {
   Application(int &argumentCount, char **arguments);
   ~Application() override;
 
-  // The delegate must outlive run().
-  int run(ApplicationDelegate &delegate);
+  // Before run() and before any window is shown. The delegate must outlive run().
+  void setDelegate(ApplicationDelegate &delegate) { m_delegate = &delegate; }
+  int run();
 
   void terminate();
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "ui/label.h"
+#include "ui/main_window.h"
 #include "ui/progress_indicator.h"
 #include "ui/region_picker.h"
 
@@ -132,6 +133,9 @@ QAccessibleInterface *interfaceOf(const QString & /*className*/, QObject *object
   }
   if (auto *const progress = dynamic_cast<ProgressIndicator *>(object)) {
     return new AccessibleProgress(*progress);
+  }
+  if (auto *const window = dynamic_cast<MainWindow *>(object)) {
+    return new QAccessibleWidget(window, QAccessible::Window);
   }
   return nullptr;  // the toolkit's own
 }

@@ -1,0 +1,209 @@
+"""A desktop of its own for trying the launcher as a player would: a virtual X display with a window
+manager, a session bus and the accessibility services, and the launcher's window read through AT-SPI
+and used with a real pointer and keyboard.
+
+Runs under /usr/bin/python3 with Debian's python3-gi and gir1.2-atspi-2.0. A process has one desktop
+at a time, because the accessibility client belongs to the process.
+"""
+
+import os
+import shutil
+import subprocess
+import tempfile
+import time
+from dataclasses import dataclass
+from pathlib import Path
+
+PATIENCE = 30  # seconds until something that should happen counts as not happening
+
+
+def wait_until(condition, what, patience=PATIENCE):
+    """Waits until condition() is true and returns its value."""
+    end = time.monotonic() + patience
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > end:
+            raise TimeoutError(f"waited {patience} s in vain for {what() if callable(what) else what}")
+        time.sleep(0.02)
+
+
+@dataclass(frozen=True)
+class Look:
+    """What the window shows, as a screen reader finds it."""
+
+    status: str
+    version: str
+    footer: str
+    region: str
+    region_enabled: bool
+    button: str
+    button_enabled: bool
+    button_help: str
+    log_button: bool
+    progress: float | None  # None: hidden
+    busy: bool
+
+
+class Desktop:
+    """To be used as a context manager. Everything that it starts ends with it."""
+
+    def __init__(self, screen="1024x768x24"):
+        self._screen = screen
+        self._processes = []
+
+    def __enter__(self):
+        self._runtime = tempfile.mkdtemp(prefix="tarvex-desktop-")
+        os.environ["XDG_RUNTIME_DIR"] = self._runtime
+        # The configuration and the toolkit's settings of whoever runs this are not part of the test.
+        for name in ("XDG_CONFIG_HOME", "XDG_DATA_HOME", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"):
+            os.environ.pop(name, None)
+        os.environ["DISPLAY"] = ":" + self._started(
+            ["Xvfb", "-displayfd", "{fd}", "-screen", "0", self._screen, "-nolisten", "tcp"])
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = self._started(
+            ["dbus-daemon", "--session", "--nofork", "--print-address={fd}"])
+        self._processes.append(subprocess.Popen(
+            ["openbox"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
+        wait_until(lambda: "window id" in run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"),
+                   "the window manager")
+        import gi
+
+        gi.require_version("Atspi", "2.0")
+        from gi.repository import Atspi
+
+        self.atspi = Atspi
+        Atspi.init()
+        return self
+
+    def __exit__(self, *exception):
+        self.atspi.exit()
+        for process in reversed(self._processes):
+            process.terminate()
+            process.wait()
+        shutil.rmtree(self._runtime, ignore_errors=True)
+
+    def _started(self, command):
+        """Starts a server that writes where it can be reached to the descriptor {fd}."""
+        reading, writing = os.pipe()
+        self._processes.append(subprocess.Popen(
+            [word.format(fd=writing) for word in command], pass_fds=[writing],
+            stderr=subprocess.DEVNULL))
+        os.close(writing)
+        with os.fdopen(reading) as answer:
+            return answer.readline().strip()
+
+    def launch(self, bundle, home, *arguments, environment=None):
+        return Launcher(self, Path(bundle), Path(home), arguments, environment or {})
+
+
+class Launcher:
+    """A running launcher and its window."""
+
+    def __init__(self, desktop, bundle, home, arguments, environment):
+        self.desktop = desktop
+        self.log = home / "Library/Application Support/Tarvex/launcher.log"
+        self.process = subprocess.Popen(
+            [bundle / "Contents/Linux/tarvex-launcher", *arguments],
+            env={**os.environ, "HOME": str(home), "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
+                 **environment})
+        self._frame = None
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exception):
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+
+    def frame(self):
+        """The window in the accessibility tree, or None before it is there."""
+        if self._frame is None:
+            root = self.desktop.atspi.get_desktop(0)
+            for index in range(root.get_child_count()):
+                application = root.get_child_at_index(index)
+                if application is not None and application.get_process_id() == self.process.pid:
+                    self._frame = application.get_child_at_index(0)
+        return self._frame
+
+    def controls(self):
+        """Every accessible object of the window, by role and name."""
+        found = {}
+        pending = [self.frame()]
+        while pending:
+            one = pending.pop()
+            one.clear_cache()
+            found.setdefault((one.get_role_name(), one.get_name()), one)
+            pending.extend(one.get_child_at_index(index)
+                           for index in range(one.get_child_count()))
+        return found
+
+    def look(self):
+        """What the window shows now, or None while it cannot be read."""
+        from gi.repository import GLib
+
+        try:
+            if self.frame() is None:
+                return None
+            found = self.controls()
+            state = self.desktop.atspi.StateType
+
+            def has(control, wanted):
+                return control.get_state_set().contains(wanted)
+
+            def text(role, name):
+                return self.desktop.atspi.Text.get_text(found[role, name], 0, -1)
+
+            [button] = [one for (role, name), one in found.items()
+                        if role == "push button" and name != "View Log"]
+            region = found["combo box", "Region"]
+            [progress] = [one for (role, _), one in found.items() if role == "progress bar"]
+            return Look(
+                status=text("label", "Launcher status"),
+                version=text("label", "Installed version"),
+                footer=text("label", "Launcher and game version"),
+                region=self.desktop.atspi.Text.get_text(region, 0, -1),
+                region_enabled=has(region, state.SENSITIVE),
+                button=button.get_name(),
+                button_enabled=has(button, state.SENSITIVE),
+                button_help=button.get_description(),
+                log_button=has(found["push button", "View Log"], state.SHOWING),
+                progress=progress.get_current_value() if has(progress, state.SHOWING) else None,
+                busy=has(progress, state.BUSY))
+        except (GLib.Error, KeyError, ValueError):
+            return None  # not there yet, or gone between two questions
+
+    def wait_for(self, **wanted):
+        """Waits until the window shows all of this and returns its look then."""
+        seen = None
+
+        def shows():
+            nonlocal seen
+            seen = self.look() or seen
+            return seen and all(getattr(seen, key) == value for key, value in wanted.items()) and seen
+
+        return wait_until(shows, lambda: f"{wanted}; the window shows {seen}")
+
+    def window(self):
+        """The X window, or None when none is mapped."""
+        found = run("xdotool", "search", "--all", "--onlyvisible", "--pid",
+                    str(self.process.pid), "--name", "^Tarvex$").split()
+        return found[-1] if found else None
+
+    def click(self, role, name, button=1):
+        """Clicks in the middle of a control with the pointer."""
+        place = self.controls()[role, name].get_extents(self.desktop.atspi.CoordType.SCREEN)
+        run("xdotool", "mousemove", str(place.x + place.width // 2),
+            str(place.y + place.height // 2), "click", str(button))
+
+    def press(self, *keys):
+        run("xdotool", "key", "--clearmodifiers", *keys)
+
+    def take_picture(self, path):
+        subprocess.run(["import", "-window", self.window(), path], check=True)
+
+
+def run(*command):
+    """What the command prints."""
+    return subprocess.run(command, capture_output=True, text=True, check=False).stdout
