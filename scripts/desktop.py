@@ -59,9 +59,10 @@ class Desktop:
         # The configuration and the toolkit's settings of whoever runs this are not part of the test.
         for name in ("XDG_CONFIG_HOME", "XDG_DATA_HOME", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"):
             os.environ.pop(name, None)
-        os.environ["DISPLAY"] = ":" + self._started(
+        display, _ = self.started(
             ["Xvfb", "-displayfd", "{fd}", "-screen", "0", self._screen, "-nolisten", "tcp"])
-        os.environ["DBUS_SESSION_BUS_ADDRESS"] = self._started(
+        os.environ["DISPLAY"] = f":{display}"
+        os.environ["DBUS_SESSION_BUS_ADDRESS"], _ = self.started(
             ["dbus-daemon", "--session", "--nofork", "--print-address={fd}"])
         self._processes.append(subprocess.Popen(
             ["openbox"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
@@ -83,15 +84,16 @@ class Desktop:
             process.wait()
         shutil.rmtree(self._runtime, ignore_errors=True)
 
-    def _started(self, command):
-        """Starts a server that writes where it can be reached to the descriptor {fd}."""
+    def started(self, command):
+        """Starts a server that writes where it can be reached to the descriptor {fd}. Returns that
+        and the process."""
         reading, writing = os.pipe()
-        self._processes.append(subprocess.Popen(
-            [word.format(fd=writing) for word in command], pass_fds=[writing],
-            stderr=subprocess.DEVNULL))
+        process = subprocess.Popen([word.format(fd=writing) for word in command],
+                                   pass_fds=[writing], stderr=subprocess.DEVNULL)
+        self._processes.append(process)
         os.close(writing)
         with os.fdopen(reading) as answer:
-            return answer.readline().strip()
+            return answer.readline().strip(), process
 
     def launch(self, bundle, home, *arguments, environment=None):
         return Launcher(self, Path(bundle), Path(home), arguments, environment or {})

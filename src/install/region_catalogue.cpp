@@ -41,7 +41,7 @@ std::optional<Regions> parseRegions(QByteArrayView json) {
     return std::nullopt;
   }
   const QJsonArray entries = list.toArray();
-  for (const QJsonValue &entry : entries) {
+  for (const QJsonValue entry : entries) {
     const QJsonValue id = entry[u"id"];
     const QJsonValue name = entry[u"name"];
     if (!id.isString() || !name.isString()) {

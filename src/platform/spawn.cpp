@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstring>
 
 namespace tarvex {
 namespace {
@@ -27,9 +28,11 @@ std::error_code spawn(const Program &program, std::optional<int> output, Session
   words.insert(words.end(), program.arguments.begin(), program.arguments.end());
 
   sigset_t none;
-  sigset_t all;
   sigemptyset(&none);
-  sigfillset(&all);
+  // sigfillset leaves out the two signals that glibc keeps to itself, and a child started without
+  // them would find them ignored.
+  sigset_t all;
+  std::memset(&all, 0xFF, sizeof all);
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   const int flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |

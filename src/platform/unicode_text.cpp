@@ -1,15 +1,13 @@
 #include "platform/unicode_text.h"
 
-#include <unicode/brkiter.h>
 #include <unicode/regex.h>
+#include <unicode/ubrk.h>
 #include <unicode/uchar.h>
-#include <unicode/utext.h>
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
 #include <algorithm>
 #include <limits>
-#include <memory>
 
 namespace tarvex {
 namespace {
@@ -28,14 +26,12 @@ bool areLineEnd(QChar before, QChar after) {
 }
 
 // Character boundaries of a short text, whose beginning must be one. Creating the iterator is dear.
-icu::BreakIterator &characterBreaks(QStringView text) {
+UBreakIterator *characterBreaks(QStringView text) {
   UErrorCode status = U_ZERO_ERROR;
-  thread_local const std::unique_ptr<icu::BreakIterator> breaks(
-      icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-  UText *source = utext_openUChars(nullptr, text.utf16(), text.size(), &status);
-  breaks->setText(source, status);  // takes a copy that refers to the text
-  utext_close(source);
-  return *breaks;
+  thread_local const icu::LocalUBreakIteratorPointer breaks(
+      ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status));
+  ubrk_setText(breaks.getAlias(), text.utf16(), static_cast<int32_t>(text.size()), &status);
+  return breaks.getAlias();
 }
 
 // The largest part of the text that begins and ends with the given indices or, where these would
@@ -60,7 +56,7 @@ qsizetype characterEnd(QStringView text, qsizetype begin) {
   }
   for (qsizetype reach = 32;; reach *= 2) {
     const QStringView window = wholeCodePoints(text, begin, std::min(begin + reach, text.size()));
-    const qsizetype length = characterBreaks(window).following(0);
+    const qsizetype length = ubrk_following(characterBreaks(window), 0);
     if (length < window.size() || begin + length == text.size()) {
       return begin + length;
     }
@@ -80,7 +76,7 @@ bool isBoundary(QStringView text, qsizetype index) {
   const qsizetype begin = std::max<qsizetype>(index - around, 0);
   const QStringView window = wholeCodePoints(text, begin, std::min(index + around, text.size()));
   const qsizetype offset = index - (window.utf16() - text.utf16());
-  return characterBreaks(window).isBoundary(static_cast<int32_t>(offset)) != 0;
+  return ubrk_isBoundary(characterBreaks(window), static_cast<int32_t>(offset)) != 0;
 }
 
 template <typename Predicate>
@@ -187,7 +183,7 @@ bool matchesWhole(QStringView text, QStringView pattern) {
     return false;
   }
   const auto alias = [](QStringView view) {
-    return icu::UnicodeString(false, view.utf16(), static_cast<int32_t>(view.size()));
+    return icu::UnicodeString(UBool{0}, view.utf16(), static_cast<int32_t>(view.size()));
   };
   UErrorCode status = U_ZERO_ERROR;
   UParseError position{};

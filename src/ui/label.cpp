@@ -7,7 +7,9 @@
 #include <QToolTip>
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <optional>
+#include <utility>
 
 #include "platform/unicode_text.h"
 
@@ -98,7 +100,7 @@ int lineHeight(const QFont &font) {
   return std::min(QFontMetrics(font).height(), static_cast<int>(font.pixelSize() * most));
 }
 
-Label::Label(const QString &text, QWidget *parent) : QLabel(parent), m_text(text) {
+Label::Label(QString text, QWidget *parent) : QLabel(parent), m_text(std::move(text)) {
   setTextFormat(Qt::PlainText);
 }
 

@@ -19,7 +19,7 @@ int lineHeight(const QFont &font);
 
 class Label : public QLabel {
  public:
-  explicit Label(const QString &text = {}, QWidget *parent = nullptr);
+  explicit Label(QString text = {}, QWidget *parent = nullptr);
 
   // The whole text, whatever part of it is visible. A change is announced to assistive technology.
   void setText(const QString &text);

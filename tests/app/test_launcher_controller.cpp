@@ -1,0 +1,630 @@
+#include <sys/stat.h>
+
+#include <QAbstractItemView>
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTest>
+#include <filesystem>
+
+#include "app/launcher_controller.h"
+#include "test_application.h"
+#include "ui/palette.h"
+
+using namespace tarvex;
+
+namespace {
+
+const char *const version = "0123456789abcdef";
+const char *const noReport = "UPDATE_CHECK launcher=current client=current";
+const char *const clientReport = "UPDATE_CHECK launcher=current client=available:r5";
+const char *const preserved =
+    "The update could not be completed. Your installed game was preserved.";
+
+QJsonArray printing(const QString &text) {
+  return {QJsonArray{"print", text}};
+}
+
+QString steps(const QJsonArray &steps) {
+  return QString::fromUtf8(QJsonDocument(steps).toJson(QJsonDocument::Compact));
+}
+
+}  // namespace
+
+// The controller with real children: the interpreter runs tests/child.py in the updater's place,
+// which does what plan.json says and notes down what it was called with.
+class TestLauncherController : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void initTestCase() { dressToolkit(); }
+
+  void init() {
+    folder = std::make_unique<QTemporaryDir>();
+    qputenv("XDG_CONFIG_HOME", (folder->path() + "/config").toUtf8());
+    QSettings().clear();
+    const QDir root(folder->path());
+    QVERIFY(root.mkpath("T.app/Contents/Resources") && root.mkpath("home"));
+    QVERIFY(QFile::copy(TARVEX_TEST_CHILD, resource("client_updater.py")));
+    write("launcher-config.json",
+          R"({"schemaVersion":2,"defaultRegion":"north","regions":[{"id":"north","name":"North"},)"
+          R"({"id":"south","name":"<b>South</b> & Co"},{"id":"far","name":"North"}]})");
+    terminations = 0;
+    clearRun();
+    plan({{"check", printing(noReport)}});
+  }
+
+  void cleanup() {
+    if (controller) {
+      controller->applicationWillTerminate();
+      controller.reset();
+    }
+    folder.reset();
+  }
+
+  // One run from a start, or two: what the child does, and what the window shows when all is quiet.
+  void endsOfRuns_data() {
+    QTest::addColumn<QString>("check");
+    QTest::addColumn<QString>("update");
+    QTest::addColumn<QString>("play");
+    QTest::addColumn<QStringList>("presses");  // on the button when it has this title
+    QTest::addColumn<QString>("expected");     // button, status, version line, its tooltip
+    QTest::addColumn<QString>("log");
+    struct Row {
+      const char *name;
+      QJsonArray check;
+      QJsonArray update;
+      QJsonArray play;
+      QStringList presses;
+      QString expected;
+      QString log;
+    };
+    const QJsonArray fails{QJsonArray{"exit", 7}};
+    const auto failing = [](const QString &text) {
+      return QJsonArray{QJsonArray{"print", text}, QJsonArray{"exit", 7}};
+    };
+    const QString checkLog = "Checking for updates.\n";
+    const QString foundLog = checkLog + clientReport + "\n";
+    const QString currentLog = checkLog + noReport + "\n";
+    const QString updateFailed = QString("Retry|Couldn’t start the game|%1|%1");
+    const Row rows[] = {
+        {"check finds nothing",
+         printing(noReport),
+         {},
+         {},
+         {},
+         "Play|Ready to play North|Your game is up to date.|",
+         currentLog},
+        {"check finds a client",
+         printing(clientReport),
+         {},
+         {},
+         {},
+         "Update|Update available|Version r5|",
+         foundLog},
+        {"check finds a launcher and a client",
+         printing(QString("UPDATE_CHECK launcher=available:%1 client=available:r5").arg(version)),
+         {},
+         {},
+         {},
+         QString("Update|Launcher update available|Launcher %1|").arg(version),
+         checkLog + "UPDATE_CHECK launcher=available:" + version + " client=available:r5\n"},
+        {"check says nothing",
+         {},
+         {},
+         {},
+         {},
+         "Retry|Couldn’t check for updates|The update check could not be completed.|The update "
+         "check "
+         "could not be completed.",
+         checkLog},
+        {"last report decides",
+         printing(QString(noReport) + "\nUPDATE_CHECK x\n"),
+         {},
+         {},
+         {},
+         "Retry|Couldn’t check for updates|The update check could not be completed.|The update "
+         "check "
+         "could not be completed.",
+         checkLog + noReport + "\nUPDATE_CHECK x\n"},
+        {"check fails and says why",
+         failing(QString(noReport) + "\n  Tarvex launcher error: <b>no</b> &amp; net\r\n\n"),
+         {},
+         {},
+         {},
+         "Retry|Couldn’t check for updates|<b>no</b> &amp; net|<b>no</b> &amp; net",
+         checkLog + noReport + "\nTarvex launcher error: <b>no</b> &amp; net\n"},
+        {"check fails with nothing to say",
+         failing("Tarvex launcher error:"),
+         {},
+         {},
+         {},
+         "Retry|Couldn’t check for updates||",
+         checkLog + "Tarvex launcher error:\n"},
+        {"progress means nothing in a check",
+         printing(QString("Downloading client: 5%\nStarting Tarvex…\n") + noReport),
+         {},
+         {},
+         {},
+         "Play|Ready to play North|Your game is up to date.|",
+         checkLog + "Downloading client: 5%\nStarting Tarvex…\n" + noReport + "\n"},
+        {"update fails",
+         printing(clientReport),
+         fails,
+         {},
+         {"Update"},
+         updateFailed.arg(preserved),
+         foundLog + "Starting update.\n"},
+        {"update fails and says why",
+         printing(clientReport),
+         failing("Tarvex launcher error: disk"),
+         {},
+         {"Update"},
+         updateFailed.arg("disk"),
+         foundLog + "Starting update.\nTarvex launcher error: disk\n"},
+        {"update that changes nothing is offered again",
+         printing(clientReport),
+         printing("Installed client r5"),
+         {},
+         {"Update"},
+         "Update|Update available|Version r5|",
+         foundLog + "Starting update.\nInstalled client r5\n" + foundLog},
+        {"launcher update fails",
+         printing(clientReport),
+         failing("Installed launcher x. Restarting…"),
+         {},
+         {"Update"},
+         updateFailed.arg("The launcher update could not be completed."),
+         foundLog + "Starting update.\nInstalled launcher x. Restarting…\n"},
+        {"updated launcher does not start",
+         printing(clientReport),
+         printing("Installed launcher x. Restarting…"),
+         {},
+         {"Update"},
+         updateFailed.arg("The updated launcher was installed but could not be started."),
+         foundLog + "Starting update.\nInstalled launcher x. Restarting…\n"
+                    "The updated launcher would not start (open exited 3).\n"},
+        {"game does not start",
+         printing(noReport),
+         {},
+         {},
+         {"Play"},
+         updateFailed.arg("The game closed before it finished starting."),
+         currentLog + currentLog + "Starting update check.\n"},
+        {"game crashes",
+         printing(noReport),
+         {},
+         failing("Starting Tarvex…"),
+         {"Play"},
+         updateFailed.arg("The game closed unexpectedly. You can try again."),
+         currentLog + currentLog + "Starting update check.\nStarting Tarvex…\n"},
+        {"play fails",
+         printing(noReport),
+         {},
+         fails,
+         {"Play"},
+         updateFailed.arg(preserved),
+         currentLog + currentLog + "Starting update check.\n"},
+        {"retry after a failure",
+         printing(noReport),
+         {},
+         fails,
+         {"Play", "Retry"},
+         "Play|Ready to play North|Your game is up to date.|",
+         currentLog + currentLog + "Starting update check.\n" + currentLog},
+    };
+    for (const Row &row : rows) {
+      QTest::newRow(row.name) << steps(row.check) << steps(row.update) << steps(row.play)
+                              << row.presses << row.expected << row.log;
+    }
+  }
+  void endsOfRuns() {
+    QFETCH(QString, check);
+    QFETCH(QString, update);
+    QFETCH(QString, play);
+    QFETCH(QStringList, presses);
+    QFETCH(QString, expected);
+    const auto array = [](const QString &json) {
+      return QJsonDocument::fromJson(json.toUtf8()).array();
+    };
+    plan({{"check", array(check)}, {"update", array(update)}, {"play", array(play)}});
+    start();
+    QCOMPARE(look(), "Checking…|Checking for updates…|Connecting securely to North|");
+    for (const QString &title : presses) {
+      QTRY_COMPARE(button().text(), title);
+      press();
+      QVERIFY(!button().isEnabled());
+      QCOMPARE(label("Launcher status").text(), "Checking for updates…");
+    }
+    QTRY_VERIFY(isQuiet());
+    QCOMPARE(look(), expected);
+    QFETCH(QString, log);
+    QCOMPARE(logged(), log);
+    const bool failed = expected.startsWith("Retry");
+    QCOMPARE(findButton("View Log").isVisible(), failed);
+    QVERIFY(button().isEnabled());
+    QVERIFY(picker().isEnabled());
+    QVERIFY(!progress().isVisible());
+    QCOMPARE(progress().value(), 0.0);
+    QVERIFY(!progress().isIndeterminate() && !progress().isAnimating());
+    QCOMPARE(terminations, 0);
+  }
+
+  void linesShowInTheWindow() {
+    plan({{"check", printing(clientReport)},
+          {"update",
+           QJsonArray{QJsonArray{"print", "Updating to client r5…\nDownloading client: 40%\n"},
+                      QJsonArray{"wait for", "on1"},
+                      QJsonArray{"print", "Verifying and installing client…\n"},
+                      QJsonArray{"wait for", "on2"}, QJsonArray{"print", "Installed client r5\n"},
+                      QJsonArray{"wait for", "on3"}}}});
+    start();
+    QTRY_COMPARE(button().text(), "Update");
+    press();
+    QVERIFY(progress().isVisible() && progress().isIndeterminate() && progress().isAnimating());
+    QTRY_COMPARE(look(), "Updating…|Downloading update — 40%|Version r5|");
+    QVERIFY(!progress().isIndeterminate() && !progress().isAnimating());
+    QCOMPARE(progress().value(), 40.0);
+    write("on1", "");
+    QTRY_COMPARE(look(), "Updating…|Preparing your game…|Version r5|");
+    QVERIFY(progress().isIndeterminate() && progress().isAnimating());
+    install("north", "r5");
+    write("on2", "");
+    QTRY_COMPARE(look(), "Updating…|Ready to play|Version r5  •  source abc|Source revision abc");
+    QCOMPARE(label("Launcher and game version").text(),
+             QString("Launcher %1 · Game r5").arg(version));
+    QCOMPARE(label("Launcher and game version").toolTip(),
+             label("Launcher and game version").text());
+    plan({{"check", printing(noReport)}});
+    write("on3", "");
+    QTRY_COMPARE(look(),
+                 "Play|Ready to play North|Installed r5  •  source abc|Source revision abc");
+  }
+
+  void everyRunHasItsArguments() {
+    plan({{"check", printing(noReport)}, {"play", printing("x")}});
+    qputenv("PYTHONUNBUFFERED", "no");
+    start({"--region", "south", "--relaunched-from", version, "--no-self-update", "--", "a b", ""});
+    QTRY_COMPARE(button().text(), "Play");
+    press();
+    QTRY_COMPARE(button().text(), "Retry");
+    qunsetenv("PYTHONUNBUFFERED");
+    const QStringList common{resource("client_updater.py"),
+                             "--config",
+                             resource("launcher-config.json"),
+                             "--region",
+                             "south",
+                             "--launcher-bundle",
+                             folder->filePath("T.app"),
+                             "--launcher-version",
+                             version,
+                             "--relaunched-from",
+                             version,
+                             "--no-self-update"};
+    const QList<QStringList> expected{common + QStringList{"--check"},
+                                      common + QStringList{"--check"},
+                                      common + QStringList{"--", "a b", ""}};
+    QList<QStringList> arguments;
+    for (const QJsonObject &call : calls()) {
+      arguments.append(QStringList{resource("client_updater.py")} +
+                       call["arguments"].toVariant().toStringList());
+      QCOMPARE(call["environment"]["PYTHONUNBUFFERED"].toString(), "1");
+    }
+    QCOMPARE(arguments, expected);
+  }
+
+  void automaticUpdateHappensOnce() {
+    plan({{"check", printing(clientReport)}, {"update", printing("x")}});
+    start({"--continue"});
+    QTRY_COMPARE(button().text(), "Update");
+    QCOMPARE(logged().count("Starting update."), 1);
+  }
+
+  void wishToPlaySurvivesAFailedCheck() {
+    plan({{"check", printing(noReport)}, {"play", printing("Tarvex launcher error: played")}});
+    start();
+    QTRY_COMPARE(button().text(), "Play");
+    plan({{"check", QJsonArray{}}, {"play", printing("x")}});
+    press();
+    QTRY_COMPARE(button().text(), "Retry");
+    QCOMPARE(logged().count("Starting update check."), 0);
+    plan({{"check", printing(noReport)}, {"play", printing("x")}});
+    press();
+    QTRY_COMPARE(logged().count("Starting update check."), 1);
+  }
+
+  void wishToPlayEndsWithAnUpdate() {
+    start();
+    QTRY_COMPARE(button().text(), "Play");
+    plan({{"check", printing(clientReport)}, {"update", QJsonArray{}}, {"play", QJsonArray{}}});
+    press();
+    QTRY_COMPARE(button().text(), "Update");
+    plan({{"check", printing(noReport)}, {"update", QJsonArray{}}, {"play", QJsonArray{}}});
+    press();
+    QTRY_COMPARE(button().text(), "Play");
+    QCOMPARE(logged().count("Starting update check."), 0);
+  }
+
+  void gameHidesTheWindowAndEndsTheLauncher() {
+    plan({{"check", printing(noReport)},
+          {"play",
+           QJsonArray{QJsonArray{"print", "Starting Tarvex…\n"}, QJsonArray{"wait for", "over"}}}});
+    start();
+    QTRY_COMPARE(button().text(), "Play");
+    QCOMPARE(controller->applicationShouldTerminate(), TerminateReply::now);
+    press();
+    QTRY_COMPARE(label("Launcher status").text(), "Launching North…");
+    QVERIFY(window().isVisible());
+    QVERIFY(!progress().isAnimating());
+    QCOMPARE(progress().value(), 100.0);
+    QCOMPARE(controller->applicationShouldTerminate(), TerminateReply::cancel);
+    QTRY_VERIFY(!window().isVisible());
+    QVERIFY(!controller->windowShouldClose());
+    controller->applicationWillTerminate();  // leaves the game alone
+    write("over", "");
+    QTRY_COMPARE(terminations, 1);
+  }
+
+  void closingTheWindowEndsTheRun() {
+    plan({{"check", QJsonArray{QJsonArray{"wait for", "never"}}}});
+    start();
+    QTRY_COMPARE(calls().size(), 1);
+    const QString child = QString("/proc/%1").arg(calls()[0]["pid"].toInt());
+    QVERIFY(QFile::exists(child));
+    QVERIFY(controller->windowShouldClose());
+    QTRY_VERIFY(!QFile::exists(child));
+  }
+
+  void closingDuringTheGameHidesTheWindow() {
+    plan({{"check", printing(noReport)},
+          {"play", QJsonArray{QJsonArray{"print", "Starting Tarvex…\n"},
+                              QJsonArray{"wait for", "over"}, QJsonArray{"exit", 1}}}});
+    start();
+    QTRY_COMPARE(button().text(), "Play");
+    press();
+    QTRY_COMPARE(label("Launcher status").text(), "Launching North…");
+    window().close();
+    QVERIFY(!window().isVisible());
+    QCOMPARE(terminations, 0);
+    write("over", "");
+    QTRY_COMPARE(label("Launcher status").text(), "Couldn’t start the game");
+    QVERIFY(!window().isVisible());
+    QCOMPARE(controller->applicationShouldTerminate(), TerminateReply::now);
+  }
+
+  void regionIsRememberedAndChecked() {
+    install("south", "r7");
+    start();
+    QTRY_COMPARE(button().text(), "Play");
+    QCOMPARE(picker().count(), 3);
+    QVERIFY(label("Launcher and game version").text().endsWith("Game not installed"));
+    choose(Qt::Key_Down);
+    QTRY_COMPARE(
+        look(),
+        "Play|Ready to play <b>South</b> & Co|Installed r7  •  source abc|Source revision abc");
+    QVERIFY(label("Launcher and game version").text().endsWith("Game r7"));
+    QCOMPARE(QSettings().value("selectedRegion").toString(), "south");
+    choose(Qt::Key_unknown);  // the same again is a choice, too
+    QTRY_COMPARE(calls().size(), 3);
+    QTRY_VERIFY(isQuiet());
+    for (const Qt::Key key : {Qt::Key_Home, Qt::Key_End, Qt::Key_F, Qt::Key_PageDown}) {
+      QTest::keyClick(&picker(), key);
+    }
+    QCOMPARE(picker().currentIndex(), 1);
+
+    restart({"--region", "nowhere"});
+    QCOMPARE(picker().currentIndex(), 1);
+    restart({"--region", "far"});
+    QCOMPARE(picker().currentIndex(), 2);
+    QCOMPARE(QSettings().value("selectedRegion").toString(), "far");
+    QSettings().setValue("selectedRegion", "gone");
+    restart({});
+    QCOMPARE(picker().currentIndex(), 0);
+  }
+
+  void brokenInstallationsAreToldApart_data() {
+    QTest::addColumn<QString>("breakIt");
+    QTest::addColumn<QString>("message");
+    const QString invalid = "The launcher region configuration is invalid.";
+    const QString incomplete = "The launcher installation is incomplete.";
+    QTest::newRow("no updater") << "client_updater.py" << incomplete;
+    QTest::newRow("no catalogue") << "launcher-config.json" << invalid;
+    QTest::newRow("invalid catalogue") << "!" << invalid;
+    QTest::newRow("no region to begin with") << "?" << invalid;
+  }
+  void brokenInstallationsAreToldApart() {
+    QFETCH(QString, breakIt);
+    QFETCH(QString, message);
+    if (breakIt == "!") {
+      write("launcher-config.json", "{}");
+    } else if (breakIt == "?") {
+      write("launcher-config.json",
+            R"({"schemaVersion":2,"defaultRegion":"x","regions":[{"id":"a","name":"A"}]})");
+    } else {
+      QVERIFY(QFile::remove(resource(breakIt)));
+    }
+    start();
+    QVERIFY(window().isVisible());
+    QCOMPARE(look(), QString("Retry|Couldn’t start the game|%1|%1").arg(message));
+    const bool forGood = message.contains("configuration");
+    QCOMPARE(button().isEnabled(), !forGood);
+    QCOMPARE(picker().isEnabled(), !forGood);
+    QVERIFY(findButton("View Log").isVisible());
+    QVERIFY(calls().isEmpty());
+    QCOMPARE(logged(), "");
+  }
+
+  void resourcesThatGoMissingAreNoticed() {
+    start();
+    QTRY_COMPARE(button().text(), "Play");
+    QVERIFY(QFile::rename(folder->filePath("T.app/Contents/Resources"), folder->filePath("gone")));
+    press();
+    QCOMPARE(look(),
+             "Retry|Couldn’t start the game|The launcher resources could not be found.|The "
+             "launcher resources could not be found.");
+    QVERIFY(QFile::rename(folder->filePath("gone"), folder->filePath("T.app/Contents/Resources")));
+    QVERIFY(QFile::remove(resource("launcher-config.json")));
+    press();
+    QCOMPARE(look(),
+             "Retry|Couldn’t start the game|The launcher installation is incomplete.|The "
+             "launcher installation is incomplete.");
+    QCOMPARE(calls().size(), 1);
+  }
+
+  void worksWithoutALog() {
+    QVERIFY(QFile(folder->filePath("home/Library")).open(QIODevice::WriteOnly));
+    plan({{"check", QJsonArray{}}});
+    start();
+    QTRY_COMPARE(button().text(), "Retry");
+    QVERIFY(!findButton("View Log").isVisible());
+  }
+
+  void whatAGrandchildSaysLaterIsLoggedOnly() {
+    plan({{"check",
+           QJsonArray{QJsonArray{"print", QString(QString(clientReport) + "\n")},
+                      QJsonArray{"daemon", "say it", "UPDATE_CHECK x\nStarting Tarvex…\nend"}}}});
+    start();
+    QTRY_COMPARE(button().text(), "Update");
+    write("say it", "");
+    QTRY_VERIFY(logged().endsWith("UPDATE_CHECK x\nStarting Tarvex…\nend\n"));
+    QCOMPARE(look(), "Update|Update available|Version r5|");
+  }
+
+  void unpackagedLauncherSaysSo() {
+    bundleVersion = "0";
+    start();
+    QTRY_COMPARE(button().text(), "Play");
+    QCOMPARE(label("Launcher and game version").text(), "Launcher unpackaged · Game not installed");
+    QVERIFY(!calls()[0]["arguments"].toVariant().toStringList().contains("--launcher-bundle"));
+  }
+
+ private:
+  // Counts what would be the end of the program.
+  struct Observer : ApplicationDelegate {
+    explicit Observer(TestLauncherController &owner) : test(owner) {}
+    void applicationDidFinishLaunching() override {}
+    bool applicationShouldTerminateAfterLastWindowClosed() override { return false; }
+    TerminateReply applicationShouldTerminate() override {
+      test.terminations += 1;
+      return TerminateReply::cancel;
+    }
+    void applicationWillTerminate() override {}
+    TestLauncherController &test;
+  };
+
+  QString resource(const QString &name) const {
+    return folder->filePath("T.app/Contents/Resources/" + name);
+  }
+  void write(const QString &name, const QByteArray &body) const {
+    QFile file(resource(name));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(body);
+  }
+  void plan(const QJsonObject &modes) const { write("plan.json", QJsonDocument(modes).toJson()); }
+  void install(const QString &region, const QString &release) const {
+    const QString at =
+        folder->filePath("home/Library/Application Support/Tarvex/client/regions/" + region);
+    QVERIFY(QDir().mkpath(at));
+    QFile file(at + "/current.json");
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QString(R"({"releaseId":"%1","sourceRevision":"abc"})").arg(release).toUtf8());
+  }
+
+  void start(const QStringList &arguments = {}) {
+    std::vector<std::string> list{"tarvex-launcher"};
+    for (const QString &argument : arguments) {
+      list.push_back(argument.toStdString());
+    }
+    const std::filesystem::path root = folder->path().toStdString();
+    auto &application = *static_cast<Application *>(qApp);
+    application.setDelegate(observer);
+    controller = std::make_unique<LauncherController>(
+        application, LauncherController::Surroundings{list,
+                                                      {root / "T.app",
+                                                       root / "T.app/Contents/Resources",
+                                                       {{"CFBundleVersion", bundleVersion}}},
+                                                      root / "home"});
+    controller->applicationDidFinishLaunching();
+  }
+  void restart(const QStringList &arguments) {
+    controller->applicationWillTerminate();
+    controller.reset();
+    start(arguments);
+    QTRY_COMPARE(button().text(), "Play");
+  }
+  void clearRun() {
+    controller.reset();
+    bundleVersion = version;
+  }
+
+  static QWidget &window() {
+    for (QWidget *const widget : QApplication::topLevelWidgets()) {
+      if (widget->windowTitle() == "Tarvex") {
+        return *widget;
+      }
+    }
+    qFatal("no window");
+  }
+  template <typename Widget>
+  static Widget &find(const QString &name) {
+    for (QWidget *const widget : window().findChildren<QWidget *>()) {
+      auto *const found = dynamic_cast<Widget *>(widget);
+      if (found != nullptr && (name.isEmpty() || found->accessibleName() == name)) {
+        return *found;
+      }
+    }
+    qFatal("no such control");
+  }
+  static PlayButton &button() { return find<PlayButton>({}); }
+  static RegionPicker &picker() { return find<RegionPicker>({}); }
+  static ProgressIndicator &progress() { return find<ProgressIndicator>({}); }
+  static Label &label(const QString &name) { return find<Label>(name); }
+  static LogButton &findButton(const QString & /*title*/) { return find<LogButton>({}); }
+
+  static void press() { QTest::keyClick(&window(), Qt::Key_Return); }
+  static void choose(Qt::Key key) {
+    QTest::keyClick(&picker(), Qt::Key_Space);
+    QTRY_VERIFY(picker().view()->isVisible());
+    if (key != Qt::Key_unknown) {
+      QTest::keyClick(picker().view(), key);
+    }
+    QTest::keyClick(picker().view(), Qt::Key_Return);
+  }
+  static QString look() {
+    const Label &second = label("Installed version");
+    return QStringList{button().text(), label("Launcher status").text(), second.text(),
+                       second.toolTip()}
+        .join('|');
+  }
+  static bool isQuiet() { return button().isEnabled(); }
+
+  QString logged() const {  // after the opening header
+    QFile file(folder->filePath("home/Library/Application Support/Tarvex/launcher.log"));
+    file.open(QIODevice::ReadOnly);
+    return QString::fromUtf8(file.readAll()).section("---\n", 1);
+  }
+  QList<QJsonObject> calls() const {
+    QList<QJsonObject> result;
+    QFile file(resource("calls.jsonl"));
+    if (file.open(QIODevice::ReadOnly)) {
+      for (const QByteArray &line : file.readAll().split('\n')) {
+        if (!line.isEmpty()) {
+          result.append(QJsonDocument::fromJson(line).object());
+        }
+      }
+    }
+    return result;
+  }
+
+  std::unique_ptr<QTemporaryDir> folder;
+  std::unique_ptr<LauncherController> controller;
+  std::string bundleVersion;
+  Observer observer{*this};
+  int terminations = 0;
+};
+
+TARVEX_TEST_MAIN(TestLauncherController)
+#include "test_launcher_controller.moc"

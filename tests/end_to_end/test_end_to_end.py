@@ -1,0 +1,221 @@
+"""The real program in a real window, used from outside. The desktop, and how the window is read, are
+those of scripts/desktop.py; the bundle to try comes in TARVEX_BUNDLE."""
+
+import json
+import os
+import re
+import shutil
+import signal
+import tempfile
+import unittest
+from pathlib import Path
+
+from desktop import Desktop, run, wait_until
+
+BUNDLE = Path(os.environ["TARVEX_BUNDLE"])
+CHILD = Path(__file__).parent.parent / "child.py"
+NO_UPDATE = ["print", "UPDATE_CHECK launcher=current client=current\n"]
+UPDATE = ["print", "UPDATE_CHECK launcher=current client=available:r5\n"]
+
+
+def setUpModule():
+    global desktop
+    desktop = unittest.enterModuleContext(Desktop())
+
+
+class LauncherTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory())).resolve()
+        self.home = self.folder / "home"
+        self.home.mkdir()
+        self.bundle = self.folder / BUNDLE.name
+        shutil.copytree(BUNDLE, self.bundle)
+        self.resources = self.bundle / "Contents/Resources"
+
+    def plan(self, **steps):
+        """Puts the child of the tests in the updater's place."""
+        shutil.copy(CHILD, self.resources / "client_updater.py")
+        (self.resources / "plan.json").write_text(json.dumps(steps), encoding="utf-8")
+
+    def launch(self, *arguments, **environment):
+        return self.enterContext(
+            desktop.launch(self.bundle, self.home, *arguments, environment=environment))
+
+    def children(self):
+        calls = (self.resources / "calls.jsonl").read_text(encoding="utf-8").splitlines()
+        return [json.loads(line) for line in calls]
+
+    def assert_ended(self, launcher, status=0):
+        self.assertEqual(launcher.process.wait(timeout=30), status)
+
+    def wait_for_end_of(self, pid):
+        wait_until(lambda: not Path(f"/proc/{pid}").exists(), f"the end of {pid}")
+
+
+class DemoTest(LauncherTest):
+    def test_from_the_first_start_to_the_end_of_the_game(self):
+        launcher = self.launch("--", "--seconds", "1", "two words")
+        found = launcher.wait_for(button="Update", status="Update available")
+        self.assertTrue(found.footer.endswith(" · Game not installed"))
+        self.assertEqual(found.progress, None)
+        launcher.click("push button", "Update")
+        wait_until(lambda: (look := launcher.look()) and 20 < (look.progress or 0) < 100
+                   and not look.busy, "a bar on its way")
+        ready = launcher.wait_for(button="Play", status="Ready to play Aurora Reach")
+        self.assertRegex(ready.version, r"^Installed 2026\.11\.1  •  source [0-9a-f]{8}$")
+        launcher.press("Return")
+        launcher.wait_for(status="Launching Aurora Reach…")
+        wait_until(lambda: launcher.window() is None, "the window to hide")
+        self.assertIsNone(launcher.process.poll())
+        self.assert_ended(launcher)
+        log = launcher.log.read_text(encoding="utf-8")
+        self.assertRegex(log, r"^\n--- Launcher opened \d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ ---\n"
+                              r"Checking for updates\.\nUPDATE_CHECK ")
+        self.assertIn("\nStarting Tarvex…\nGame arguments: [\"--seconds\", \"1\", \"two words\"]\n",
+                      log)
+
+    def test_broken_release_is_refused_and_retry_works(self):
+        release = next((self.resources / "releases/aurora-reach").glob("*.tar.gz"))
+        whole = release.read_bytes()
+        release.write_bytes(whole[:-1] + bytes([whole[-1] ^ 1]))
+        launcher = self.launch()
+        launcher.wait_for(button="Update")
+        launcher.press("Return")
+        failed = launcher.wait_for(button="Retry", status="Couldn’t start the game", log_button=True)
+        self.assertIn(f"Tarvex launcher error: {failed.version}\n", launcher.log.read_text())
+        self.assertEqual(failed.progress, None)
+        release.write_bytes(whole)
+        launcher.press("Return")
+        launcher.wait_for(button="Update", log_button=False)
+
+    def test_region_is_chosen_in_the_list_and_remembered(self):
+        launcher = self.launch()
+        launcher.wait_for(button="Update", version="Version 2026.11.1")
+        launcher.click("combo box", "Region")
+        launcher.press("Down", "Return")
+        launcher.wait_for(button="Update", region="Mossgate Hollow", version="Version 2026.10.3")
+        launcher.press("ctrl+q")
+        self.assert_ended(launcher)
+        again = self.launch()
+        again.wait_for(button="Update", region="Mossgate Hollow")
+
+
+class EndTest(LauncherTest):
+    WAITING = [["print", "x\n"], ["wait for", "never"]]
+    GAME = [["print", "Starting Tarvex…\n"], ["wait for", "over"]]
+
+    def started(self):
+        """A launcher whose check does not end, and the child's number."""
+        self.plan(check=self.WAITING)
+        launcher = self.launch()
+        launcher.wait_for(button="Checking…")
+        wait_until(lambda: launcher.log.read_text().endswith("x\n"), "the child's line")
+        return launcher, self.children()[0]["pid"]
+
+    def test_every_way_to_end_asks_the_child_to_end(self):
+        ways = {
+            "SIGTERM": lambda launcher: launcher.process.send_signal(signal.SIGTERM),
+            "SIGINT": lambda launcher: launcher.process.send_signal(signal.SIGINT),
+            "SIGHUP": lambda launcher: launcher.process.send_signal(signal.SIGHUP),
+            "key": lambda launcher: launcher.press("ctrl+q"),
+            "window": lambda launcher: launcher.press("alt+F4"),
+            "menu": self.quit_by_menu,
+        }
+        for name, end in ways.items():
+            with self.subTest(name):
+                launcher, child = self.started()
+                end(launcher)
+                self.assert_ended(launcher)
+                self.wait_for_end_of(child)
+                (self.resources / "calls.jsonl").unlink()
+
+    def quit_by_menu(self, launcher):
+        launcher.click("label", "Launcher status", button=3)
+        wait_until(lambda: run("xdotool", "search", "--all", "--onlyvisible", "--pid",
+                               str(launcher.process.pid), "--class", ".").count("\n") > 1,
+                   "the menu")
+        launcher.press("Down", "Return")
+
+    def test_game_keeps_the_launcher_until_it_fails(self):
+        self.plan(check=[NO_UPDATE], play=[*self.GAME, ["exit", 1]])
+        launcher = self.launch()
+        launcher.wait_for(button="Play")
+        launcher.press("Return")
+        wait_until(lambda: launcher.window() is None, "the window to hide")
+        for request in (signal.SIGTERM, signal.SIGHUP):
+            launcher.process.send_signal(request)
+        (self.resources / "over").touch()
+        launcher.wait_for(status="Couldn’t start the game",
+                          version="The game closed unexpectedly. You can try again.")
+        self.assertIsNone(launcher.window())
+        launcher.process.send_signal(signal.SIGTERM)
+        self.assert_ended(launcher)
+
+    def test_closing_during_the_game_leaves_the_game_alone(self):
+        self.plan(check=[NO_UPDATE], play=self.GAME)
+        launcher = self.launch()
+        launcher.wait_for(button="Play")
+        launcher.press("Return")
+        launcher.wait_for(status="Launching Aurora Reach…")
+        launcher.press("alt+F4")
+        wait_until(lambda: launcher.window() is None, "the window to hide")
+        launcher.process.send_signal(signal.SIGTERM)
+        self.assertTrue(Path(f"/proc/{self.children()[-1]['pid']}").exists())
+        (self.resources / "over").touch()
+        self.assert_ended(launcher)
+
+
+class RunTest(LauncherTest):
+    def test_arguments_environment_and_descriptors_of_a_run(self):
+        self.plan(check=[["descriptors"], ["print", "\n"], UPDATE])
+        launcher = self.launch("-platform", "minimal", "--region", "mossgate", "--no-self-update",
+                               "--relaunched-from", "0123456789abcdef", "--", "-style", "x",
+                               PYTHONUNBUFFERED="0", ODD="a=b")
+        launcher.wait_for(button="Update", region="Mossgate Hollow")
+        [call] = self.children()
+        arguments = call["arguments"]
+        expected = ["--config", str(self.resources / "launcher-config.json"), "--region", "mossgate"]
+        version = re.search(r"Launcher ([0-9a-f]{16}) ", launcher.look().footer)
+        if version:
+            expected += ["--launcher-bundle", str(self.bundle), "--launcher-version", version[1]]
+        expected += ["--relaunched-from", "0123456789abcdef", "--no-self-update", "--check"]
+        self.assertEqual(arguments, expected)
+        self.assertEqual(call["environment"].pop("PYTHONUNBUFFERED"), "1")
+        own = dict(entry.split("=", 1) for entry in Path(
+            f"/proc/{launcher.process.pid}/environ").read_text().split("\0") if entry)
+        own.pop("PYTHONUNBUFFERED")
+        call["environment"].pop("LC_CTYPE", None)  # Python's own
+        own.pop("LC_CTYPE", None)
+        self.assertEqual(call["environment"], own)
+        self.assertIn("\n0 1 2\nUPDATE_CHECK", launcher.log.read_text())
+
+    def test_flood_freezes_nothing_and_loses_nothing(self):
+        self.plan(check=[["flood", 60000], NO_UPDATE])
+        launcher = self.launch()
+        wait_until(lambda: launcher.log.exists() and "of a flood" in launcher.log.read_text(),
+                   "the flood")
+        self.assertEqual(launcher.wait_for(button="Checking…").progress, 0)
+        launcher.wait_for(button="Play")
+        lines = [line for line in launcher.log.read_text().splitlines() if "of a flood" in line]
+        self.assertEqual([int(line.split()[1]) for line in lines], list(range(60000)))
+
+    def test_markup_is_shown_literally(self):
+        self.plan(check=[["print", "Tarvex launcher error: <h1>&lt;a&gt;</h1>\n"], ["exit", 1]])
+        self.launch().wait_for(button="Retry", version="<h1>&lt;a&gt;</h1>")
+
+
+class DisplayTest(LauncherTest):
+    def test_display_that_goes_away_ends_the_child_too(self):
+        self.plan(check=EndTest.WAITING)
+        with tempfile.TemporaryDirectory() as runtime:
+            display, server = desktop.started(["Xvfb", "-displayfd", "{fd}", "-nolisten", "tcp"])
+            launcher = self.launch(DISPLAY=f":{display}", XDG_RUNTIME_DIR=runtime)
+            wait_until(lambda: launcher.log.exists() and launcher.log.read_text().endswith("x\n"),
+                       "the child's line")
+            server.terminate()
+            self.assertNotEqual(launcher.process.wait(timeout=30), 0)
+            self.wait_for_end_of(self.children()[0]["pid"])
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,206 @@
+#include <sys/stat.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include "install/installed_metadata.h"
+#include "install/launcher_log.h"
+#include "install/locations.h"
+#include "install/region_catalogue.h"
+
+using namespace tarvex;
+
+class TestInstall : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void catalogues_data() {
+    QTest::addColumn<QString>("json");
+    QTest::addColumn<QString>("ids");  // empty: rejected
+    const QString whole =
+        R"({"schemaVersion":3,"defaultRegion":"a","regions":[{"id":"a","name":"A"},{"id":"b-2","name":"A","x":1}],"more":{}})";
+    QTest::newRow("whole") << whole << "a b-2";
+    const auto changed = [&](const char *from, const QString &to, const char *ids = "") {
+      QString json = whole;
+      json.replace(from, to);
+      QTest::newRow((from + (" -> " + to)).toUtf8()) << json << ids;
+    };
+    changed("\"schemaVersion\":3", "\"schemaVersion\":2", "a b-2");
+    for (const char *schema :
+         {"1", "4", "3.5", "\"3\"", "true", "null", "[3]", "-3", "2e99", "18446744073709551619"}) {
+      changed("\"schemaVersion\":3", QStringLiteral("\"schemaVersion\":") + schema);
+    }
+    changed("\"defaultRegion\":\"a\"", "\"defaultRegion\":\"Z?\"", "a b-2");
+    for (const char *text : {"7", "null", "[\"a\"]"}) {
+      changed("\"defaultRegion\":\"a\"", QStringLiteral("\"defaultRegion\":") + text);
+      changed("\"name\":\"A\"}", QStringLiteral("\"name\":") + text + "}");
+      changed("\"id\":\"a\"", QStringLiteral("\"id\":") + text);
+    }
+    changed("\"id\":\"a\"", "\"id\":\"" + QString(32, u'z') + "\"",
+            qPrintable(QString(32, u'z') + " b-2"));
+    for (const QString &id :
+         {QString("b-2"), QString(""), QString("9a"), QString("-a"), QString("A"), QString("a_b"),
+          QString("a.b"), QString("a\\n"), QString("é"), QString(33, u'z')}) {
+      changed("\"id\":\"a\"", "\"id\":\"" + id + "\"");
+    }
+    changed("\"name\":\"A\"}", "\"name\":\"\"}", "a b-2");
+    for (const char *key :
+         {"schemaVersion", "defaultRegion", "regions", "\"id\":\"a\",", "\"name\":\"A\"},"}) {
+      changed(key, QString(key).toUpper());
+    }
+    changed("[{", "[7,{");
+    changed("\"regions\":[", "\"regions\":[],\"other\":[");
+    changed("}]", "}],}");
+    changed("{\"schema", "[{\"schema");
+    changed("\"more\":{}}", "\"more\":{}} x");
+    changed("\"more\"", "\"\\ud8\"");
+    QTest::newRow("empty") << ""
+                           << "";
+  }
+  void catalogues() {
+    QFETCH(QString, json);
+    QString ids;
+    if (const auto catalogue = parseRegions(json.toUtf8())) {
+      for (const Region &region : catalogue->regions) {
+        ids += (ids.isEmpty() ? "" : " ") + region.id;
+      }
+    }
+    QTEST(ids, "ids");
+  }
+
+  void firstCandidateThatNamesARegionWins() {
+    const std::vector<Region> regions{{"a", "A"}, {"b", "B"}, {"c", "B"}};
+    const auto index = [&](const std::vector<std::optional<QString>> &candidates) {
+      const auto found = initialRegion(regions, candidates);
+      return found ? static_cast<int>(*found) : -1;
+    };
+    QCOMPARE(index({"c", "b", "a"}), 2);
+    QCOMPARE(index({std::nullopt, "b", "a"}), 1);
+    QCOMPARE(index({"C", "", "a"}), 0);
+    QCOMPARE(index({"x", std::nullopt, "y"}), -1);
+  }
+
+  void metadata_data() {
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QString>("footer");
+    const auto row = [](const QByteArray &json, const char *footer) {
+      QTest::newRow(json) << json << QString(footer);
+    };
+    const char *const none = "Launcher unpackaged · Game not installed";
+    const char *const release = "Launcher unpackaged · Game r1";
+    row(R"({"releaseId":"r1","sourceRevision":"s","worldVersion":"1.4.2.0a1b2c3d4e5f"})",
+        "Launcher unpackaged · Game 1.4.2.0a1b2c3d4e5f (r1)");
+    row(R"({"releaseId":"","sourceRevision":""})", "Launcher unpackaged · Game ");
+    for (const char *world :
+         {"\"1.4.2.0A1B2C3D4E5F\"", "\"1.4.2\"", "\"1.4.2.0a1b2c3d4e5\"", "7", "null", "\"\"",
+          "\"1234567890.4.2.0a1b2c3d4e5f\"", "\"1.4.2.0a1b2c3d4e5f\\n\"", "[\"1\"]"}) {
+      row(QByteArray(R"({"releaseId":"r1","sourceRevision":"s","worldVersion":)") + world + "}",
+          release);
+    }
+    for (const char *json :
+         {"", "[]", "7", R"([{"releaseId":"r1","sourceRevision":"s"}])", R"({"releaseId":"r1"})",
+          R"({"sourceRevision":"s"})", R"({"releaseId":1,"sourceRevision":"s"})",
+          R"({"releaseId":"r1","sourceRevision":null})",
+          R"({"releaseId":"r1","sourceRevision":"s")",
+          R"({"releaseid":"r1","sourceRevision":"s"})"}) {
+      row(json, none);
+    }
+  }
+  void metadata() {
+    QFETCH(QByteArray, json);
+    QTEST(footerText(std::nullopt, parseInstalledMetadata(json)), "footer");
+  }
+
+  void installedVersion() {
+    const InstalledMetadata installed{"r1", "e\u0301123456789", {}};
+    QCOMPARE(installedVersionText("Installed", installed),
+             QString("Installed r1  •  source e\u03011234567"));
+    QCOMPARE(installedVersionToolTip(installed), QString("Source revision e\u0301123456789"));
+    QCOMPARE(installedVersionText("Version", {"r1", "abc", {}}),
+             QString("Version r1  •  source abc"));
+    QCOMPARE(footerText(QString("0123456789abcdef"), installed),
+             QString("Launcher 0123456789abcdef · Game r1"));
+  }
+
+  void places() {
+    const auto bundleAt = [](const char *path) { return applicationBundle({path, {}, {}}); };
+    QCOMPARE(*bundleAt("/o/A B.app"), std::filesystem::path("/o/A B.app"));
+    for (const char *other : {"/o/T.APP", "/o/T", "/o/app", "/o/.app", "/o/T.app.old"}) {
+      QVERIFY(!bundleAt(other));
+    }
+    QCOMPARE(retiredBundle("/o/T.app"), std::filesystem::path("/o/T.app.old"));
+    const std::filesystem::path support = supportFolder("/h");
+    QCOMPARE(support, std::filesystem::path("/h/Library/Application Support/Tarvex"));
+    QCOMPARE(currentMetadata(support, QString("eu-west")),
+             support / "client/regions/eu-west/current.json");
+    QCOMPARE(currentMetadata(support, {}), support / "client/regions/production/current.json");
+  }
+
+  void home() {
+    const QByteArray before = qgetenv("HOME");
+    qputenv("HOME", "/some where");
+    QCOMPARE(homeFolder(), std::filesystem::path("/some where"));
+    for (const bool empty : {true, false}) {
+      empty ? qputenv("HOME", "") : qunsetenv("HOME");
+      QVERIFY(homeFolder().is_absolute());
+      QVERIFY(homeFolder() != "/some where");
+    }
+    qputenv("HOME", before);
+  }
+
+  void versions() {
+    const auto version = [](const BundleInformation &information) {
+      return bundleVersion({{}, {}, information}).value_or("-");
+    };
+    QCOMPARE(version({{"CFBundleVersion", "0123456789abcdef"}}), "0123456789abcdef");
+    QCOMPARE(version({}), "-");
+    for (const char *other : {"0123456789ABCDEF", "0123456789abcde", "0123456789abcdef0", "1.0",
+                              "0", "0123456789abcdef\n", " 0123456789abcdef"}) {
+      QCOMPARE(version({{"CFBundleVersion", other}}), "-");
+    }
+  }
+
+  void logIsKeptUntilItIsTooLarge() {
+    QTemporaryDir folder;
+    const std::filesystem::path support = std::filesystem::path(folder.path().toStdString()) / "s";
+    QVERIFY(openLauncherLog(support)->append("kept\n"));
+    QVERIFY(openLauncherLog(support)->append("added\n"));
+    QCOMPARE(*readFile(launcherLog(support)), "kept\nadded\n");
+    std::filesystem::resize_file(launcherLog(support), 2'000'000);
+    QVERIFY(openLauncherLog(support));
+    QCOMPARE(std::filesystem::file_size(launcherLog(support)), 2'000'000U);
+    std::filesystem::resize_file(launcherLog(support), 2'000'001);
+    QVERIFY(openLauncherLog(support));
+    QCOMPARE(std::filesystem::file_size(launcherLog(support)), 0U);
+
+    std::filesystem::remove(launcherLog(support));
+    std::filesystem::create_directory(launcherLog(support));
+    QVERIFY(!openLauncherLog(support));
+    QVERIFY(createPrivateFile(support / "file"));
+    QVERIFY(!openLauncherLog(support / "file" / "below"));
+    QCOMPARE(
+        openingHeader(QDateTime::fromString("2026-11-16T16:03:03.999+02:00", Qt::ISODateWithMs)),
+        "\n--- Launcher opened 2026-11-16T14:03:03Z ---\n");
+  }
+
+  void retiredBundleGoes() {
+    QTemporaryDir folder;
+    const std::filesystem::path root = folder.path().toStdString();
+    const auto isGone = [](const std::filesystem::path &path) {
+      return !std::filesystem::exists(std::filesystem::symlink_status(path));
+    };
+    removeInBackground(root / "missing");
+    std::filesystem::create_directories(root / "tree" / "deep" / "deeper");
+    removeInBackground(root / "tree");
+    QTRY_VERIFY(isGone(root / "tree"));
+    std::filesystem::create_directory(root / "kept");
+    std::filesystem::create_symlink(root / "kept", root / "link");
+    removeInBackground(root / "link");
+    QTRY_VERIFY(isGone(root / "link"));
+    QVERIFY(!isGone(root / "kept"));
+  }
+};
+
+QTEST_APPLESS_MAIN(TestInstall)
+#include "test_install.moc"

@@ -1,0 +1,232 @@
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <QElapsedTimer>
+#include <QPointer>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+#include <csignal>
+#include <filesystem>
+
+#include "platform/child_process.h"
+#include "test_application.h"
+
+using namespace tarvex;
+
+namespace {
+
+// A child, and all that was heard of it.
+struct Run {
+  explicit Run(const QString &steps)
+      : Run(Program{"/usr/bin/python3",
+                    {TARVEX_TEST_CHILD, "--steps", steps.toStdString()},
+                    ownEnvironment()}) {}
+  explicit Run(const Program &program)
+      : process(ChildProcess::start(program,
+                                    {[this](std::string_view chunk) {
+                                       output.append(chunk.data(),
+                                                     static_cast<qsizetype>(chunk.size()));
+                                       ++chunks;
+                                     },
+                                     [this](int end) {
+                                       status = end;
+                                       beforeExit = output;
+                                     },
+                                     [this] { ended = true; }},
+                                    &parent, error)) {}
+
+  QObject parent;
+  std::error_code error;
+  QByteArray output;
+  QByteArray beforeExit;
+  int chunks = 0;
+  std::optional<int> status;
+  bool ended = false;
+  QPointer<ChildProcess> process;
+};
+
+std::ptrdiff_t openDescriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+}  // namespace
+
+class TestChildProcess : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void outputAndExit_data() {
+    QTest::addColumn<QString>("steps");
+    QTest::addColumn<QByteArray>("output");
+    QTest::addColumn<int>("status");
+    const auto row = [](const char *name, const char *steps, const QByteArray &output, int status) {
+      QTest::newRow(name) << QString::fromUtf8(steps) << output << status;
+    };
+    row("silent", "[]", "", 0);
+    row("both streams in order",
+        R"([["print","a"],["complain","b"],["print","c"],["complain","d"]])", "abcd", 0);
+    row("status 255", R"([["print","x"],["exit",255]])", "x", 255);
+    row("killed", R"([["print","x"],["kill",9]])", "x", 9);
+    row("dumped", R"([["kill",11]])", "", 11);
+    row("output closed early", R"([["print","x"],["close output"],["exit",3]])", "x", 3);
+    row("any byte", R"([["bytes","00ff0a0d00"]])", QByteArray("\0\xff\n\r\0", 5), 0);
+    row("no descriptor but three", R"([["descriptors"]])", "0 1 2", 0);
+  }
+  void outputAndExit() {
+    // One that whoever started us left open, as a terminal program might.
+    const int stray = ::open("/dev/null", O_RDONLY);
+    QFETCH(QString, steps);
+    Run run(steps);
+    QVERIFY(run.process);
+    QTRY_VERIFY(run.ended);
+    QTEST(run.output, "output");
+    QCOMPARE(run.beforeExit, run.output);
+    QTEST(*run.status, "status");
+    QTRY_VERIFY(!run.process);
+    ::close(stray);
+  }
+
+  void signalsAreAtTheirDefaults() {
+    sigset_t blocked;
+    sigset_t before;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    std::signal(SIGUSR2, SIG_IGN);
+    Run run(Program{"/usr/bin/cat", {"/proc/self/status"}, {}});
+    QTRY_VERIFY(run.ended);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    std::signal(SIGUSR2, SIG_DFL);
+    QVERIFY2(run.output.contains("SigBlk:\t0000000000000000"), run.output);
+    QVERIFY2(run.output.contains("SigIgn:\t0000000000000000"), run.output);
+  }
+
+  void environmentIsAsGiven() {
+    Run run(Program{"/usr/bin/env", {"-0"}, {"ONE=1", "TWO=a=b\nc"}});
+    QTRY_VERIFY(run.ended);
+    QCOMPARE(run.output, QByteArray("ONE=1\0TWO=a=b\nc\0", 16));
+  }
+
+  void exitDoesNotWaitForAGrandchild() {
+    QTemporaryDir folder;
+    const QString later = folder.filePath("later");
+    Run run(QStringLiteral(R"([["print","mine"],["daemon","%1","late"]])").arg(later));
+    QTRY_VERIFY(run.status);
+    QCOMPARE(run.beforeExit, QByteArray("mine"));
+    QVERIFY(!run.ended);
+    QVERIFY(!run.process->isRunning());
+    QVERIFY(QFile(later).open(QIODevice::WriteOnly));
+    QTRY_VERIFY(run.ended);
+    QCOMPARE(run.output, QByteArray("minelate"));
+  }
+
+  // The reader waits for us, and we get to do other things in between.
+  void floodLeavesTheEventLoopItsTurn() {
+    Run run(R"([["flood",200000]])");
+    int turns = 0;
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, this, [&] { ++turns; });
+    timer.start(0);
+    QTRY_VERIFY_WITH_TIMEOUT(run.ended, 30000);
+    QCOMPARE(run.output.count('\n'), 200000);
+    QVERIFY2(turns >= run.chunks / 2,
+             qPrintable(QString("%1 turns, %2 chunks").arg(turns).arg(run.chunks)));
+  }
+
+  void slowConsumerHoldsTheChildBack() {
+    QTemporaryDir folder;
+    const QString mark = folder.filePath("done");
+    Run run(QStringLiteral(R"([["flood",5000],["touch","%1"]])").arg(mark));
+    QTRY_VERIFY(run.chunks > 0);
+    // Without our event loop, what the child can get rid of is a pipe and a chunk.
+    QElapsedTimer patience;
+    patience.start();
+    while (!QFile::exists(mark) && patience.elapsed() < 300) {
+    }
+    QVERIFY(!QFile::exists(mark));
+    QTRY_VERIFY(run.ended);
+    QVERIFY(QFile::exists(mark));
+  }
+
+  void terminateAsksOnly() {
+    QTemporaryDir folder;
+    const QString ready = folder.filePath("ready");
+    const QString end = folder.filePath("end");
+    Run stubborn(QStringLiteral(R"([["ignore terminate"],["touch","%1"],["wait for","%2"]])")
+                     .arg(ready, end));
+    Run willing(QStringLiteral(R"([["wait for","%1"]])").arg(end));
+    QTRY_VERIFY(QFile::exists(ready));
+    stubborn.process->terminate();
+    willing.process->terminate();
+    QTRY_COMPARE(willing.status.value_or(0), SIGTERM);
+    QVERIFY(stubborn.process->isRunning());
+    QVERIFY(QFile(end).open(QIODevice::WriteOnly));
+    QTRY_COMPARE(stubborn.status.value_or(-1), 0);
+  }
+
+  void failedStartSaysWhyAndLeavesNothing() {
+    const std::ptrdiff_t before = openDescriptors();
+    std::error_code error;
+    const auto start = [&](const char *program) {
+      return ChildProcess::start({program, {}, {}}, {}, this, error);
+    };
+    QVERIFY(start("/nonexistent/python3") == nullptr);
+    QCOMPARE(error.value(), ENOENT);
+    QVERIFY(start("/etc/passwd") == nullptr);
+    QCOMPARE(error.value(), EACCES);
+
+    rlimit usual{};
+    ::getrlimit(RLIMIT_NOFILE, &usual);
+    for (rlim_t spare = 0; spare < 5; ++spare) {  // one after the other runs out
+      const rlimit tight{static_cast<rlim_t>(before) + spare, usual.rlim_max};
+      ::setrlimit(RLIMIT_NOFILE, &tight);
+      ChildProcess *const process = start("/usr/bin/true");
+      ::setrlimit(RLIMIT_NOFILE, &usual);
+      if (process == nullptr) {
+        QCOMPARE(error.value(), EMFILE);
+      }
+      delete process;
+    }
+    QCOMPARE(openDescriptors(), before);
+    while (::waitpid(-1, nullptr, 0) > 0) {  // those that started, and were given up
+    }
+  }
+
+  void nothingPilesUp() {
+    const std::ptrdiff_t before = openDescriptors();
+    for (int round = 0; round < 4; ++round) {
+      std::vector<std::unique_ptr<Run>> runs;
+      for (int index = 0; index < 50; ++index) {
+        runs.push_back(std::make_unique<Run>(Program{"/usr/bin/true", {}, {}}));
+      }
+      for (const auto &run : runs) {
+        QTRY_VERIFY(run->ended);
+        QTRY_VERIFY(!run->process);
+      }
+    }
+    QCOMPARE(openDescriptors(), before);
+    QCOMPARE(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}), threads);
+    QCOMPARE(::waitpid(-1, nullptr, WNOHANG), -1);  // no child, and no zombie
+  }
+
+  void goesWithItsParentInTheMiddleOfThings() {
+    for (int round = 0; round < 5; ++round) {
+      Run run(R"([["flood",100000]])");
+      QTRY_VERIFY(run.chunks >= round);
+    }
+    while (::waitpid(-1, nullptr, 0) > 0) {
+    }
+  }
+
+  void initTestCase() {
+    threads = std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+  }
+
+ private:
+  std::ptrdiff_t threads = 0;
+};
+
+TARVEX_TEST_MAIN(TestChildProcess)
+#include "test_child_process.moc"

@@ -1,0 +1,166 @@
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+#include <csignal>
+
+#include "platform/bundle.h"
+#include "platform/durable_file.h"
+#include "platform/user_settings.h"
+
+using namespace tarvex;
+
+namespace {
+
+mode_t modeOf(const std::filesystem::path &path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+}  // namespace
+
+class TestFiles : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void init() {
+    folder = std::make_unique<QTemporaryDir>();
+    root = folder->path().toStdString();
+  }
+
+  void entriesAreAddedAtTheEnd() {
+    QVERIFY(!DurableFile::open(root / "log"));
+    QVERIFY(createPrivateFile(root / "log"));
+    QVERIFY(!createPrivateFile(root / "log"));
+    auto file = DurableFile::open(root / "log");
+    QVERIFY(file->append("one\n"));
+    QVERIFY(DurableFile::open(root / "log")->append("two\n"));
+    QVERIFY(file->append(""));
+    QVERIFY(file->append(std::string("th\0ee", 5)));
+    QCOMPARE(*readFile(root / "log"), std::string("one\ntwo\nth\0ee", 13));
+    std::filesystem::resize_file(root / "log", 0);  // somebody empties it
+    QVERIFY(file->append("four"));
+    QCOMPARE(*readFile(root / "log"), "four");
+  }
+
+  void entryThatDoesNotFitIsTakenBack() {
+    createPrivateFile(root / "log");
+    auto file = DurableFile::open(root / "log");
+    rlimit usual{};
+    ::getrlimit(RLIMIT_FSIZE, &usual);
+    const rlimit tight{10, usual.rlim_max};
+    std::signal(SIGXFSZ, SIG_IGN);
+    ::setrlimit(RLIMIT_FSIZE, &tight);
+    const bool first = file->append("1234567\n");
+    const bool second = file->append("too long\n");
+    const bool third = file->append("\n");
+    ::setrlimit(RLIMIT_FSIZE, &usual);
+    QVERIFY(first && !second && third);
+    QCOMPARE(*readFile(root / "log"), "1234567\n\n");
+  }
+
+  void whatWeCreateIsThePlayersAlone() {
+    for (const mode_t mask : {0000U, 0022U, 0777U}) {
+      const std::filesystem::path deep = root / std::to_string(mask) / "a" / "b";
+      const mode_t before = ::umask(mask);
+      bool folders = createPrivateFolders(deep);
+      folders = createPrivateFolders(deep) && folders;  // there already
+      const bool file = createPrivateFile(deep / "f") && DurableFile::open(deep / "f")->append("x");
+      const bool replaced = createPrivateFile(deep / "g") && replaceByEmptyPrivateFile(deep / "g");
+      ::umask(before);
+      QVERIFY(folders && file && replaced);
+      for (const std::filesystem::path &one : {deep, deep.parent_path()}) {
+        QCOMPARE(modeOf(one), 0700U);
+      }
+      QCOMPARE(modeOf(deep / "f"), 0600U);
+      QCOMPARE(modeOf(deep / "g"), 0600U);
+    }
+    createPrivateFile(root / "plain");
+    QVERIFY(!createPrivateFolders(root / "plain"));
+    QVERIFY(!createPrivateFolders(root / "plain" / "sub"));
+    QVERIFY(!replaceByEmptyPrivateFile(root / "missing" / "f"));
+  }
+
+  // Each of these would make a careless program wait, or read without end.
+  void onlyRegularFilesAreOpened() {
+    const std::filesystem::path pipe = root / "pipe";
+    QCOMPARE(::mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::filesystem::path &path :
+         {pipe, root, std::filesystem::path("/dev/zero"), root / "missing"}) {
+      QVERIFY(!DurableFile::open(path));
+      QVERIFY(!readFile(path));
+    }
+  }
+
+  void bundleOfAnExecutable_data() {
+    QTest::addColumn<QString>("executable");
+    QTest::addColumn<QString>("bundle");
+    QTest::addColumn<QString>("resources");
+    const auto row = [](const char *executable, const char *bundle, const char *resources) {
+      QTest::newRow(executable) << executable << bundle << resources;
+    };
+    row("/o/T.app/Contents/Linux/t", "/o/T.app", "/o/T.app/Contents/Resources");
+    row("/o/T.app/Contents/MacOS/t", "/o/T.app", "/o/T.app/Contents/Resources");
+    row("/o/T/Contents/Linux/t", "/o/T", "/o/T/Contents/Resources");
+    row("/o/T.app/Contents/linux/t", "/o/T.app/Contents/linux", "/o/T.app/Contents/linux");
+    row("/o/T.app/contents/Linux/t", "/o/T.app/contents/Linux", "/o/T.app/contents/Linux");
+    row("/usr/bin/t", "/usr/bin", "/usr/bin");
+  }
+  void bundleOfAnExecutable() {
+    QFETCH(QString, executable);
+    const Bundle bundle = Bundle::ofExecutable(executable.toStdString());
+    QTEST(QString::fromStdString(bundle.path), "bundle");
+    QTEST(QString::fromStdString(bundle.resources), "resources");
+  }
+
+  void informationKeepsTextsOnly() {
+    const std::filesystem::path contents = root / "T.app" / "Contents";
+    std::filesystem::create_directories(contents / "Linux");
+    QFile list(QString::fromStdString(contents / "Info.plist"));
+    const auto information = [&](const QByteArray &body) {
+      list.open(QIODevice::WriteOnly);
+      list.write(body);
+      list.close();
+      return Bundle::ofExecutable(contents / "Linux" / "t").information;
+    };
+    const BundleInformation texts = information(
+        "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>A</key><string>x &amp; é</string>"
+        "<key>B</key><integer>7</integer><key>C</key><true/><key>D</key><string></string>"
+        "</dict></plist>");
+    QCOMPARE(texts, (BundleInformation{{"A", "x & é"}, {"D", ""}}));
+    for (const char *broken : {"", "text", "<plist><array/></plist>", "<plist><dict><key>A</key>",
+                               "bplist00", "<plist version=\"1.0\"><string>A</string></plist>"}) {
+      QVERIFY2(information(broken).empty(), broken);
+    }
+    QVERIFY(list.remove());
+    QVERIFY(Bundle::ofExecutable(contents / "Linux" / "t").information.empty());
+  }
+
+  void settingsKeepText() {
+    qputenv("XDG_CONFIG_HOME", folder->path().toUtf8());
+    QCoreApplication::setOrganizationName("Test");
+    QCoreApplication::setApplicationName("settings");
+    const auto write = [&](const QByteArray &body) {
+      std::filesystem::create_directories(root / "Test");
+      QFile file(folder->filePath("Test/settings.conf"));
+      file.open(QIODevice::WriteOnly);
+      file.write(body);
+    };
+    QVERIFY(!userSetting("key"));
+    setUserSetting("key", "a, b = \"ü\"");
+    QCOMPARE(*userSetting("key"), "a, b = \"ü\"");
+    write("[General]\nkey=a, b\n");  // a list
+    QVERIFY(!userSetting("key"));
+    write(QByteArray("\0[garbage\xFF\n=", 12));
+    QVERIFY(!userSetting("key"));
+  }
+
+ private:
+  std::unique_ptr<QTemporaryDir> folder;
+  std::filesystem::path root;
+};
+
+QTEST_GUILESS_MAIN(TestFiles)
+#include "test_files.moc"

@@ -1,0 +1,87 @@
+#include <QTest>
+
+#include "platform/unicode_text.h"
+
+using namespace tarvex;
+
+class TestUnicodeText : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void charactersAreWhatAReaderSees_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("characters");
+    const auto row = [](const char *name, const QStringList &characters) {
+      QTest::newRow(name) << characters.join(QString()) << characters;
+    };
+    row("none", {});
+    row("ASCII", {"a", "b", "\r\n", "\n"});
+    row("combining", {"e\u0301", "x", "n\u0303\u0323"});
+    row("families and flags", {"👨‍👩‍👧", "🇩🇪", "🇫🇷", "👍🏽"});
+    row("Hangul", {"각", "나"});
+    row("spacing marks", {"कि", "ந"});
+    row("many marks", {"o" + QString(100, QChar(0x301)), "z"});
+    row("pairs at every distance", {QString(31, u'\u0301').prepend(u'o'), "😀", "o\u0301"});
+  }
+  void charactersAreWhatAReaderSees() {
+    QFETCH(QString, text);
+    QFETCH(QStringList, characters);
+    QStringList found;
+    forEachCharacter(text, [&](QStringView character) {
+      found.append(character.toString());
+      return true;
+    });
+    QCOMPARE(found, characters);
+    for (int count = 0; count <= characters.size() + 1; ++count) {
+      QCOMPARE(firstCharacters(text, count).toString(),
+               QStringList(characters.mid(0, count)).join(QString()));
+    }
+  }
+
+  void beginningsAndEndsAreWholeCharacters() {
+    QVERIFY(beginsWith(u"abc", u"ab"));
+    QVERIFY(beginsWith(u"abc", u"abc"));
+    QVERIFY(!beginsWith(u"ab\u0301c", u"ab"));
+    QVERIFY(!beginsWith(u"ab\u200D", u"ab"));
+    QVERIFY(endsWith(u"abc", u"bc"));
+    QVERIFY(!endsWith(u"\u0600bc", u"bc"));  // a number sign that encloses what follows
+    QCOMPARE(replacedEverywhere(u"a-a-a\u0301-a", u"a", u"xy"), u"xy-xy-a\u0301-xy");
+    QCOMPARE(replacedEverywhere(u"aaa", u"aa", u""), u"a");
+  }
+
+  void numericCharacters() {
+    for (const QStringView numeric :
+         {u"0", u"9", u"²", u"½", u"٣", u"Ⅷ", u"三", u"𝟙", u"1\u20E3"}) {
+      QVERIFY2(isNumeric(numeric), numeric.toUtf8());
+    }
+    for (const QStringView other : {u".", u"-", u"%", u"a", u"😀", u" "}) {
+      QVERIFY2(!isNumeric(other), other.toUtf8());
+    }
+  }
+
+  void trimming() {
+    const QString inside = QStringLiteral("a \u2003 b");
+    for (const QStringView white : {u" ", u"\t", u"\n", u"\v", u"\f", u"\r", u"\u0085", u"\u00A0",
+                                    u"\u1680", u"\u2028", u"\u2029", u"\u202F", u"\u3000"}) {
+      const QString text = white + inside + white;
+      QCOMPARE(trimmed(text), inside);
+      const bool isSpace = white != u"\u2028" && white != u"\u2029" &&
+                           (white == u"\t" || white[0].unicode() == u' ' || white[0] > u'\u0085');
+      QCOMPARE(trimmedOfSpaces(text).size() == inside.size(), isSpace);
+    }
+    for (const QStringView black : {u"\u200B", u"\uFEFF", u"\0", u"\u0008"}) {
+      QCOMPARE(trimmed(black), black);
+    }
+    QVERIFY(trimmed(u" \u2003\n").isEmpty());
+  }
+
+  void wholeMatches() {
+    QVERIFY(matchesWhole(u"ab", u"\\A[ab]{2}\\z"));
+    for (const QStringView other : {u"ab\n", u"\nab", u"abb", u"AB", u""}) {
+      QVERIFY(!matchesWhole(other, u"\\A[ab]{2}\\z"));
+    }
+  }
+};
+
+QTEST_APPLESS_MAIN(TestUnicodeText)
+#include "test_unicode_text.moc"

@@ -1,0 +1,357 @@
+#include <QTest>
+
+#include "updater/check_report.h"
+#include "updater/invocation.h"
+#include "updater/output_stream.h"
+#include "updater/progress_lines.h"
+#include "updater/relaunch.h"
+#include "updater/run_completion.h"
+
+using namespace tarvex;
+
+namespace {
+
+std::string joined(const std::vector<std::string> &words) {
+  std::string all;
+  for (const std::string &word : words) {
+    all += (all.empty() ? "" : "|") + word;
+  }
+  return all;
+}
+
+QString told(const std::optional<QString> &text) {
+  return text ? *text : QStringLiteral("-");
+}
+
+QString told(const std::optional<CheckOutcome> &outcome) {
+  return outcome ? told(outcome->launcherVersion) + u' ' + told(outcome->clientRelease)
+                 : QStringLiteral("rejected");
+}
+
+}  // namespace
+
+class TestUpdater : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void argumentsFollowModeAndOptions_data() {
+    QTest::addColumn<UpdaterInvocation>("invocation");
+    QTest::addColumn<QString>("expected");
+    const LauncherIdentity launcher{"/opt/A B.app", QStringLiteral("0123456789abcdef")};
+    const UpdaterInvocation plain{"/r/u.py", "/r/c.json", QStringLiteral("eu-west"), {}, {},
+                                  false,     Mode::check, {"-x", "a b", "--", ""}};
+    UpdaterInvocation full = plain;
+    full.launcher = launcher;
+    full.relaunchedFrom = QStringLiteral("fedcba9876543210");
+    full.noSelfUpdate = true;
+    const QString common = QStringLiteral("/r/u.py|--config|/r/c.json|--region|eu-west");
+    const QString options = common +
+                            u"|--launcher-bundle|/opt/A B.app|--launcher-version|0123456789abcdef"
+                            u"|--relaunched-from|fedcba9876543210|--no-self-update";
+    const auto row = [](const char *name, UpdaterInvocation invocation, Mode mode,
+                        const QString &expected) {
+      invocation.mode = mode;
+      QTest::newRow(name) << invocation << expected;
+    };
+    row("plain check", plain, Mode::check, common + u"|--check");
+    row("plain update", plain, Mode::update, common + u"|--update-only");
+    row("plain play", plain, Mode::play, common + u"|--|-x|a b|--|");
+    row("full check", full, Mode::check, options + u"|--check");
+    row("full play", full, Mode::play, options + u"|--|-x|a b|--|");
+    full.gameArguments.clear();
+    row("play without arguments for the game", full, Mode::play, options);
+  }
+  void argumentsFollowModeAndOptions() {
+    QFETCH(UpdaterInvocation, invocation);
+    QTEST(QString::fromStdString(joined(updaterArguments(invocation))), "expected");
+  }
+
+  void environmentGetsOneEntry() {
+    QCOMPARE(joined(updaterEnvironment({"A=1", "PYTHONUNBUFFERED=0", "PYTHONUNBUFFEREDX=2"})),
+             "A=1|PYTHONUNBUFFEREDX=2|PYTHONUNBUFFERED=1");
+  }
+
+  void relaunchHandsOnWhatItHas() {
+    Relaunch relaunch{"/a.app", {}, {}, false, {}};
+    QCOMPARE(joined(relaunchArguments(relaunch)), "-n|/a.app|--args|--continue");
+    relaunch = {
+        "/a.app", QStringLiteral("north"), QStringLiteral("0123456789abcdef"), true, {"--", "a b"}};
+    QCOMPARE(joined(relaunchArguments(relaunch)),
+             "-n|/a.app|--args|--region|north|--continue|--relaunched-from|0123456789abcdef"
+             "|--no-self-update|--|--|a b");
+    QCOMPARE(relaunchLogEntry(0), "Started the updated launcher.\n");
+    QCOMPARE(relaunchLogEntry(-3), "The updated launcher would not start (open exited -3).\n");
+  }
+
+  void linesAreTheSameWhereverTheStreamIsCut_data() {
+    QTest::addColumn<QByteArray>("stream");
+    QTest::addColumn<QStringList>("expected");
+    using Lines = QStringList;
+    QTest::newRow("three lines") << QByteArray("a\nb\nc\n") << Lines{"a", "b", "c"};
+    QTest::newRow("no end") << QByteArray("a\nb") << Lines{"a", "b"};
+    QTest::newRow("carriage returns") << QByteArray("a\r\nb\rc\r\n") << Lines{"a", "b\rc"};
+    QTest::newRow("blank lines") << QByteArray("\n \t\n\r\n\xC2\xA0\xE2\x80\xA8\n\xC2\x85")
+                                 << Lines{};
+    QTest::newRow("trimmed") << QByteArray("\xE3\x80\x80 a b \v\n") << Lines{"a b"};
+    QTest::newRow("split characters") << QByteArray("…é😀\n") << Lines{QStringLiteral("…é😀")};
+    QTest::newRow("ill-formed") << QByteArray("a\xFF\xE2\x80z\xF0\x9F\x98\n")
+                                << Lines{QStringLiteral("a\uFFFD\uFFFDz\uFFFD")};
+    QTest::newRow("overlong and surrogate")
+        << QByteArray("\xC0\x80\xED\xA0\x80\n") << Lines{QString(5, QChar(0xFFFD))};
+    QTest::newRow("mark") << QByteArray("\xEF\xBB\xBFx\n") << Lines{QStringLiteral("\uFEFFx")};
+    QTest::newRow("NUL") << QByteArray("a\0b\n", 4)
+                         << Lines{QString(u'a') + QChar(0) + QChar(u'b')};
+  }
+  void linesAreTheSameWhereverTheStreamIsCut() {
+    QFETCH(QByteArray, stream);
+    QFETCH(QStringList, expected);
+    for (qsizetype size = 1; size <= stream.size(); ++size) {
+      LineAssembler assembler;
+      QStringList lines;
+      for (qsizetype at = 0; at < stream.size(); at += size) {
+        for (const QString &line : assembler.append(stream.mid(at, size).toStdString())) {
+          lines.append(line);
+        }
+      }
+      if (const auto last = assembler.flush()) {
+        lines.append(*last);
+      }
+      QCOMPARE(lines, expected);
+      QVERIFY(!assembler.flush());
+    }
+  }
+
+  void reports_data() {
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("expected");
+    const auto row = [](const QString &line, const QString &expected) {
+      QTest::newRow(line.toUtf8()) << QString(u"UPDATE_CHECK " + line) << expected;
+    };
+    const QString hex = QStringLiteral("0123456789abcdef");
+    row("launcher=current client=current", "- -");
+    row("launcher=unknown client=current world=unknown", "- -");
+    row("launcher=unpackaged client=available:r512.3", "- r512.3");
+    row("  launcher=unconfigured   client=available:A_-. ", "- A_-.");
+    row("launcher=available:" + hex + " client=available:7", hex + " 7");
+    row("launcher=available:" + hex + " client=current world=1.4.123456789.0a1b2c3d4e5f",
+        hex + " -");
+    row("launcher=current client=available:" + QString(64, u'x'), "- " + QString(64, u'x'));
+    for (const char *line : {"",
+                             "launcher=current",
+                             "client=current launcher=current",
+                             "launcher=current client=unknown",
+                             "launcher=current client=unpackaged",
+                             "launcher=Current client=current",
+                             "launcher=current client=CURRENT",
+                             "launcher= client=current",
+                             "launcher=available: client=current",
+                             "launcher=available:0123456789ABCDEF client=current",
+                             "launcher=available:0123456789abcde client=current",
+                             "launcher=available:0123456789abcdef0 client=current",
+                             "launcher=current client=available:.x",
+                             "launcher=current client=available:-x",
+                             "launcher=current client=available:_x",
+                             "launcher=current client=available:a/b",
+                             "launcher=current client=available:",
+                             "launcher=current client=available:é",
+                             "launcher=current\tclient=current",
+                             "launcher=current client=current extra",
+                             "launcher=current client=current world=1.4.2",
+                             "launcher=current client=current world=1.4.2.0A1B2C3D4E5F",
+                             "launcher=current client=current world=1.4.1234567890.0a1b2c3d4e5f",
+                             "launcher=current client=current world=1.4.2.0a1b2c3d4e5f0",
+                             "launcher=current client=current world=",
+                             "launcher=current client=current World=unknown",
+                             "launcher=current world=unknown",
+                             "launcher=current world=unknown client=current",
+                             "launcher=current client=current world=unknown world=unknown",
+                             "launcher=current client=current client=current"}) {
+      row(QString::fromUtf8(line), "rejected");
+    }
+    row("launcher=current client=available:" + QString(65, u'x'), "rejected");
+    QTest::newRow("another word") << QStringLiteral("UPDATE_CHECKS launcher=current client=current")
+                                  << QStringLiteral("rejected");
+  }
+  void reports() {
+    QFETCH(QString, line);
+    QTEST(told(parseCheck(line)), "expected");
+  }
+
+  // One text a line's effect: bar, status, version line, event.
+  void effects_data() {
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("expected");
+    const auto row = [](const char *line, const char *expected) {
+      QTest::newRow(line) << QString::fromUtf8(line) << QString::fromUtf8(expected);
+    };
+    row("Downloading launcher: 37%", "37 | Downloading launcher — 37% | - | none");
+    row("Downloading client: 007%", "7 | Downloading update — 7% | - | none");
+    row("Downloading client:150", "100 | Downloading update — 150% | - | none");
+    row("Downloading client: 12.5%", "100 | Downloading update — 125% | - | none");
+    row("Downloading client: 3 of 10 (30%)", "100 | Downloading update — 31030% | - | none");
+    row("Downloading client:", "0 | Downloading update — 0% | - | none");
+    row("Downloading client: 4²", "0 | Downloading update — 0% | - | none");
+    row("Downloading client: ½", "0 | Downloading update — 0% | - | none");
+    row("Downloading client: ٣", "0 | Downloading update — 0% | - | none");
+    row("Downloading client: 1\u20E3 2", "0 | Downloading update — 0% | - | none");
+    row("Downloading client: 9007199254740993",
+        "100 | Downloading update — 9007199254740992% | - | none");
+    row("Downloading client: 9223372036854775807",
+        "100 | Downloading update — 9223372036854775807% | - | none");
+    row("Updating launcher to abc…", "unchanged | Updating the launcher… | Launcher abc | none");
+    row("Updating to client r…5Updating to client 6…",
+        "unchanged | Downloading the latest update… | Version r5Version 6 | none");
+    row("Verifying and installing launcher…", "busy | Installing the launcher… | - | none");
+    row("Verifying and installing client…", "busy | Preparing your game… | - | none");
+    row("Installed launcher x. Restarting…",
+        "unchanged | Restarting the launcher… | The launcher was updated and is starting again. | "
+        "launcherInstalled");
+    row("Installed client r5", "unchanged | Ready to play | - | clientInstalled");
+    row("Client r5 is current.", "unchanged | Ready to play | - | clientInstalled");
+    row("Starting Tarvex…", "full | Launching North… | - | gameStarted");
+    row("Tarvex launcher error: a Tarvex launcher error:  b\u3000",
+        "unchanged | - | - | error:a   b");
+    row("Tarvex launcher error:", "unchanged | - | - | error:");
+    row("UPDATE_CHECK launcher=current client=available:r5", "unchanged | - | - | report:- r5");
+    row("UPDATE_CHECK nonsense", "unchanged | - | - | report:rejected");
+    for (const char *nothing : {"UPDATE_CHECK",
+                                "update_check launcher=current client=current",
+                                "UPDATE_CHECK \u0301launcher=current client=current",
+                                "Tarvex launcher error",
+                                "Tarvex launcher error:\u0301 x",
+                                "A Tarvex launcher error: x",
+                                "Downloading client",
+                                "downloading client: 1%",
+                                "Downloading client:\u0301 1",
+                                "Updating launcher to",
+                                "Updating to client",
+                                "Verifying and installing client...",
+                                "Verifying and installing client… now",
+                                "Verifying and installing launcher",
+                                "Installed launcher x. Restarting...",
+                                "Installed launcher x",
+                                "Installed client",
+                                "Client r5 is current",
+                                "Client is current.x",
+                                "Starting Tarvex...",
+                                "Starting Tarvex",
+                                "Starting Tarvex… ok",
+                                "\u0600 Client r5 is current."}) {
+      row(nothing, "unchanged | - | - | none");
+    }
+  }
+  void effects() {
+    QFETCH(QString, line);
+    static constexpr const char *bars[] = {"unchanged", "", "busy", "full"};
+    static constexpr const char *events[] = {
+        "none", "report:", "error:", "launcherInstalled", "clientInstalled", "gameStarted"};
+    const auto describe = [&](Mode mode) {
+      const LineEffect effect = interpretLine(line, mode, QStringLiteral("North"));
+      const QString bar = effect.bar == LineEffect::Bar::percentage
+                              ? QString::number(effect.percentage)
+                              : QString::fromLatin1(bars[static_cast<int>(effect.bar)]);
+      QString event = QString::fromLatin1(events[static_cast<int>(effect.event)]);
+      if (effect.event == LineEffect::Event::checkReport) {
+        event += told(effect.checkOutcome);
+      }
+      return QStringList{bar, told(effect.status), told(effect.versionLine),
+                         event + effect.errorDetail}
+          .join(QStringLiteral(" | "));
+    };
+    QTEST(describe(Mode::update), "expected");
+    QTEST(describe(Mode::play), "expected");
+    QFETCH(QString, expected);
+    const bool countsInCheck = expected.contains(u"error:") || expected.contains(u"report:");
+    QCOMPARE(describe(Mode::check),
+             countsInCheck ? expected : QStringLiteral("unchanged | - | - | none"));
+  }
+
+  void digitRunsOfAnyLengthAreHarmless() {
+    for (const qsizetype length : {19, 20, 400, 1000000}) {
+      const LineEffect effect = interpretLine(
+          QString(u"Downloading client: " + QString(length, u'9')), Mode::update, std::nullopt);
+      QCOMPARE(effect.percentage, 100.0);
+      QCOMPARE(*effect.status, u"Downloading update — 9223372036854775807%");
+    }
+    QCOMPARE(*interpretLine(u"Starting Tarvex…", Mode::play, std::nullopt).status,
+             u"Launching Tarvex…");
+  }
+
+  void verdicts_data() {
+    QTest::addColumn<FinishedRun>("run");
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<QString>("message");
+    using Kind = Verdict::Kind;
+    const auto row = [](const char *name, const FinishedRun &run, Kind kind,
+                        const char *message = "") {
+      QTest::newRow(name) << run << static_cast<int>(kind) << QString::fromUtf8(message);
+    };
+    const std::optional<QString> detail = QStringLiteral("why");
+    const std::optional<CheckOutcome> report = CheckOutcome{};
+    const char *const update =
+        "The update could not be completed. Your installed game was preserved.";
+    row("launcher installed", {Mode::update, 0, true, false, {}, detail}, Kind::relaunch);
+    row("launcher installed, in play", {Mode::play, 0, true, true, {}, {}}, Kind::relaunch);
+    row("launcher failed", {Mode::play, 1, true, true, {}, {}}, Kind::failed,
+        "The launcher update could not be completed.");
+    row("launcher failed, why", {Mode::update, 1, true, false, {}, detail}, Kind::failed, "why");
+    row("check", {Mode::check, 0, false, false, report, detail}, Kind::checked);
+    row("check without report", {Mode::check, 0, false, false, {}, {}}, Kind::checkFailed,
+        "The update check could not be completed.");
+    row("check with status", {Mode::check, 15, false, false, report, {}}, Kind::checkFailed,
+        "The update check could not be completed.");
+    row("check failed, empty detail", {Mode::check, 1, false, false, report, QString()},
+        Kind::checkFailed, "");
+    row("update", {Mode::update, 0, false, true, {}, detail}, Kind::checkAgain);
+    row("update failed", {Mode::update, -1, false, false, {}, {}}, Kind::failed, update);
+    row("update failed, why", {Mode::update, 255, false, false, {}, detail}, Kind::failed, "why");
+    row("game", {Mode::play, 0, false, true, {}, detail}, Kind::gameFinished);
+    row("game crashed", {Mode::play, 11, false, true, {}, detail}, Kind::failed,
+        "The game closed unexpectedly. You can try again.");
+    row("no game", {Mode::play, 0, false, false, {}, detail}, Kind::failed,
+        "The game closed before it finished starting.");
+    row("play failed", {Mode::play, 1, false, false, {}, {}}, Kind::failed, update);
+    row("play failed, why", {Mode::play, 1, false, false, {}, detail}, Kind::failed, "why");
+  }
+  void verdicts() {
+    QFETCH(FinishedRun, run);
+    const Verdict verdict = judgeRun(run);
+    QTEST(static_cast<int>(verdict.kind), "kind");
+    QTEST(verdict.message, "message");
+  }
+
+  void followUps_data() {
+    QTest::addColumn<QString>("state");  // update available, automatic, play
+    QTest::addColumn<QString>("expected");
+    for (const auto &[state, expected] :
+         std::initializer_list<std::pair<const char *, const char *>>{{"000", "- 00"},
+                                                                      {"001", "play 00"},
+                                                                      {"010", "- 00"},
+                                                                      {"011", "play 00"},
+                                                                      {"100", "- 00"},
+                                                                      {"101", "- 00"},
+                                                                      {"110", "update 00"},
+                                                                      {"111", "update 01"}}) {
+      QTest::newRow(state) << QString::fromLatin1(state) << QString::fromLatin1(expected);
+    }
+  }
+  void followUps() {
+    QFETCH(QString, state);
+    CheckOutcome outcome;
+    if (state[0] == u'1') {
+      outcome.clientRelease = QStringLiteral("r");
+    }
+    const FollowUp next = followUp(outcome, state[1] == u'1', state[2] == u'1');
+    const QString run = !next.run                 ? QStringLiteral("-")
+                        : *next.run == Mode::play ? QStringLiteral("play")
+                                                  : QStringLiteral("update");
+    QTEST(QStringLiteral("%1 %2%3")
+              .arg(run)
+              .arg(next.automaticUpdatePending ? 1 : 0)
+              .arg(next.playAfterCheck ? 1 : 0),
+          "expected");
+  }
+};
+
+QTEST_APPLESS_MAIN(TestUpdater)
+#include "test_updater.moc"
