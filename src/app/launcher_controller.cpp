@@ -21,6 +21,7 @@ QString regionSetting() {
 
 LauncherController::LauncherController(Application &theApplication, Surroundings surroundings)
     : application(theApplication),
+      environment(std::move(surroundings.environment)),
       bundle(std::move(surroundings.bundle)),
       home(std::move(surroundings.home)),
       options(LaunchOptions::parse(surroundings.arguments)) {}

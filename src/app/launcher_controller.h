@@ -38,7 +38,8 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
  public:
   // What the launcher finds around it; read once, when it starts.
   struct Surroundings {
-    std::vector<std::string> arguments;  // the whole list, with the program's path at its head
+    std::vector<std::string> arguments;    // the whole list, with the program's path at its head
+    std::vector<std::string> environment;  // handed on to children; see platform/spawn.h
     Bundle bundle;
     std::filesystem::path home;
   };
@@ -97,6 +98,7 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   void relaunch(const std::function<void(bool started)> &completion);
 
   Application &application;
+  const std::vector<std::string> environment;
   const Bundle bundle;
   const std::filesystem::path home;
 

@@ -59,7 +59,7 @@ void LauncherController::startUpdater(Mode requested) {
   showWorking(*region);
 
   process = launchUpdater(
-      {updaterInterpreter, updaterArguments(invocation), updaterEnvironment(ownEnvironment())});
+      {updaterInterpreter, updaterArguments(invocation), updaterEnvironment(environment)});
   if (process == nullptr) {
     showFailure(QStringLiteral("The update service could not be started."));
     return;
@@ -245,7 +245,7 @@ void LauncherController::relaunch(const std::function<void(bool started)> &compl
   }
   openBundle(relaunchArguments({*ownBundle, selectedRegionId(), launcherVersion(),
                                 options.noSelfUpdate, options.gameArguments}),
-             this, [this, completion](int status) {
+             environment, this, [this, completion](int status) {
                appendLog(relaunchLogEntry(status));
                completion(status == 0);
              });

@@ -1,6 +1,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <utility>
+
 #include "app/launcher_controller.h"
 #include "install/locations.h"
 #include "platform/application.h"
@@ -25,10 +28,14 @@ void openMissingStandardDescriptors() {
 int main(int argc, char **argv) {
   using namespace tarvex;
   openMissingStandardDescriptors();
+  // Before the toolkit, which takes entries out of the environment that it means to have consumed.
+  LauncherController::Surroundings surroundings{
+      {argv, argv + argc}, ownEnvironment(), Bundle::main(), homeFolder()};
+  ::setenv("HOME", surroundings.home.c_str(), 1);  // the only home that the toolkit's settings know
   int programAlone = argc > 0 ? 1 : 0;
   Application application(programAlone, argv);
   dressToolkit();
-  LauncherController controller(application, {{argv, argv + argc}, Bundle::main(), homeFolder()});
+  LauncherController controller(application, std::move(surroundings));
   application.setDelegate(controller);
   return application.run();
 }

@@ -18,7 +18,8 @@ int failed(Status status, const std::string &why) {
 
 // In our own process, not in a tool's: an update may have moved or deleted the folder that a tool
 // would lie in. The arguments are copied into the new process; nothing of it stays with us.
-int startInstance(const std::vector<std::string> &arguments) {
+int startInstance(const std::vector<std::string> &arguments,
+                  const std::vector<std::string> &environment) {
   constexpr std::size_t fixedArguments = 3;
   if (arguments.size() < fixedArguments || arguments[0] != "-n" || arguments[2] != "--args") {
     return failed(notUnderstood, "usage: open -n BUNDLE --args [ARGUMENT]...");
@@ -31,7 +32,7 @@ int startInstance(const std::vector<std::string> &arguments) {
   }
   const Program program{contents / bundleProgramFolder / name->second,
                         {arguments.begin() + fixedArguments, arguments.end()},
-                        ownEnvironment()};
+                        environment};
   pid_t child = -1;
   if (const std::error_code error = spawn(program, std::nullopt, Session::ownOfItsOwn, child)) {
     return failed(notStarted, program.executable + ": " + error.message());
@@ -41,10 +42,11 @@ int startInstance(const std::vector<std::string> &arguments) {
 
 }  // namespace
 
-void openBundle(const std::vector<std::string> &arguments, QObject *receiver,
+void openBundle(const std::vector<std::string> &arguments,
+                const std::vector<std::string> &environment, QObject *receiver,
                 std::function<void(int status)> exited) {
-  handToMain(receiver,
-             [status = startInstance(arguments), exited = std::move(exited)] { exited(status); });
+  handToMain(receiver, [status = startInstance(arguments, environment),
+                        exited = std::move(exited)] { exited(status); });
 }
 
 }  // namespace tarvex

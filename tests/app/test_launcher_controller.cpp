@@ -543,6 +543,7 @@ class TestLauncherController : public QObject {
     application.setDelegate(observer);
     controller = std::make_unique<LauncherController>(
         application, LauncherController::Surroundings{list,
+                                                      ownEnvironment(),
                                                       {root / "T.app",
                                                        root / "T.app/Contents/Resources",
                                                        {{"CFBundleVersion", bundleVersion}}},
