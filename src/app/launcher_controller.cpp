@@ -64,7 +64,7 @@ bool LauncherController::windowShouldClose() {
     return true;
   }
   if (sawGameStart) {
-    window->hide();
+    window->orderOut();
     return false;
   }
   process->terminate();
@@ -250,7 +250,7 @@ void LauncherController::showFailureAs(const QString &status, const QString &mes
   setButton(ButtonState::retry);
   regionPicker.setEnabled(true);
   logButton.setVisible(logHandle.has_value());
-  application.requestUserAttention();
+  application.requestUserAttention(status, message);
 }
 
 }  // namespace tarvex

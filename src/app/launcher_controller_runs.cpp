@@ -162,7 +162,7 @@ void LauncherController::handleOutputLine(const QString &line) {
     case LineEffect::Event::gameStarted: {
       constexpr std::chrono::milliseconds untilHidden{250};
       sawGameStart = true;
-      QTimer::singleShot(untilHidden, this, [this] { window->hide(); });
+      QTimer::singleShot(untilHidden, this, [this] { window->orderOut(); });
       break;
     }
   }

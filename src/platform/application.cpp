@@ -3,6 +3,7 @@
 #include <QSessionManager>
 #include <QSocketNotifier>
 #include <QWidget>
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -10,6 +11,7 @@
 #include <utility>
 
 #include "platform/event_descriptors.h"
+#include "platform/notification.h"
 
 namespace tarvex {
 namespace {
@@ -28,10 +30,15 @@ void onQuitSignal(int /*signal*/) {
 
 }  // namespace
 
+QString quitTitle() {
+  return QStringLiteral("Quit Tarvex Launcher");
+}
+
 Application::Application(int &argumentCount, char **arguments)
     : QApplication(argumentCount, arguments), m_quitSignal(eventDescriptor()) {
   setOrganizationName(QStringLiteral("Tarvex"));
   setApplicationName(QStringLiteral("tarvex-launcher"));
+  setDesktopFileName(QStringLiteral("com.tarvex.launcher"));
   setQuitOnLastWindowClosed(false);
   connect(this, &QGuiApplication::lastWindowClosed, this, [this] {
     if (m_delegate->applicationShouldTerminateAfterLastWindowClosed()) {
@@ -92,11 +99,15 @@ void Application::willTerminate() {
   }
 }
 
-void Application::requestUserAttention() {
-  for (QWidget *window : topLevelWidgets()) {
-    if (window->isVisible()) {
-      alert(window);
-    }
+void Application::requestUserAttention(const QString &summary, const QString &body) {
+  const QWidgetList all = topLevelWidgets();
+  const auto window = std::find_if(all.begin(), all.end(), [](const QWidget *widget) {
+    return widget->isWindow() && widget->isVisible();
+  });
+  if (window != all.end()) {
+    alert(*window);
+  } else {
+    showNotification({summary, body, quitTitle()}, this, [this] { terminate(); });
   }
 }
 

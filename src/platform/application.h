@@ -11,6 +11,9 @@ class QSocketNotifier;
 
 namespace tarvex {
 
+// What the wish to end the application is called, wherever it can be chosen.
+QString quitTitle();
+
 enum class TerminateReply { cancel, now };
 
 // What the application asks of its one delegate, always on the main thread.
@@ -39,8 +42,9 @@ class Application : public QApplication {
 
   void terminate();
 
-  // Draws the player's attention until a window of ours becomes active.
-  void requestUserAttention();
+  // Draws the player's attention to what these two lines say, until a window of ours becomes
+  // active. While none is to be seen, a desktop notification shows the lines and offers to quit.
+  void requestUserAttention(const QString &summary, const QString &body);
 
  protected:
   bool event(QEvent *event) override;

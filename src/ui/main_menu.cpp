@@ -12,8 +12,8 @@ namespace tarvex {
 QMenuBar *createMainMenu(Application &application) {
   auto *const bar = new QMenuBar;
   QMenu *const menu = bar->addMenu(QString());
-  menu->addAction(QStringLiteral("Quit Tarvex Launcher"), QKeySequence(Qt::CTRL | Qt::Key_Q),
-                  &application, &Application::terminate);
+  menu->addAction(quitTitle(), QKeySequence(Qt::CTRL | Qt::Key_Q), &application,
+                  &Application::terminate);
   return bar;
 }
 

@@ -7,10 +7,13 @@
 #include <QMenuBar>
 #include <QMouseEvent>
 #include <QScreen>
+#include <QSystemTrayIcon>
 #include <QWindow>
 #include <algorithm>
 
+#include "platform/title_bar.h"
 #include "ui/accessibility.h"
+#include "ui/focus_ring.h"
 #include "ui/log_button.h"
 #include "ui/main_menu.h"
 #include "ui/palette.h"
@@ -65,6 +68,14 @@ void dress(QWidget &control, const Look &look) {
   control.setAccessibleDescription(QString::fromLatin1(look.accessibleHelp));
 }
 
+QIcon applicationIcon() {
+  QIcon icon;
+  for (const int size : {16, 24, 32, 48, 64, 128}) {
+    icon.addFile(QStringLiteral(":/icons/com.tarvex.launcher-%1.png").arg(size));
+  }
+  return icon;
+}
+
 constexpr int tallestPicker = 30;
 constexpr int footerMargin = 24;
 
@@ -74,7 +85,7 @@ MainWindow::MainWindow(const WindowControls &controls, const QMenuBar &mainMenu,
                        WindowDelegate &delegate)
     : QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                            Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
-                           Qt::WindowCloseButtonHint),
+                           Qt::WindowCloseButtonHint | Qt::MSWindowsFixedSizeDialogHint),
       m_controls{&m_title,
                  &m_subtitle,
                  &m_regionCaption,
@@ -90,6 +101,7 @@ MainWindow::MainWindow(const WindowControls &controls, const QMenuBar &mainMenu,
       m_delegate(delegate) {
   installAccessibility();
   setWindowTitle(QStringLiteral("Tarvex"));
+  setWindowIcon(applicationIcon());
   setFixedSize(contentSize);
   addKeysOf(mainMenu, *this);
   m_backdrop.setGeometry({{0, 0}, contentSize});
@@ -115,14 +127,28 @@ MainWindow::MainWindow(const WindowControls &controls, const QMenuBar &mainMenu,
   }
   setTabOrder(&controls.regionPicker, &controls.playButton);
   setTabOrder(&controls.playButton, &controls.logButton);
+  new FocusRing(&m_backdrop);
   placeControls();
 }
 
+MainWindow::~MainWindow() = default;
+
 void MainWindow::makeKeyAndOrderFront() {
   move(screen()->availableGeometry().center() - rect().center());
+  winId();
+  askForDarkTitleBar(*windowHandle());
   show();
   raise();
   activateWindow();
+}
+
+void MainWindow::orderOut() {
+  hide();
+  // Not before it is needed: asking for the desktop's status area takes its time.
+  m_statusIcon = std::make_unique<QSystemTrayIcon>(applicationIcon());
+  m_statusIcon->setContextMenu(submenuOf(m_mainMenu));
+  m_statusIcon->setToolTip(windowTitle());
+  m_statusIcon->show();
 }
 
 void MainWindow::closeEvent(QCloseEvent *event) {

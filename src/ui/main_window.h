@@ -2,12 +2,14 @@
 #pragma once
 
 #include <QWidget>
+#include <memory>
 
 #include "ui/backdrop_view.h"
 #include "ui/label.h"
 #include "ui/layout.h"
 
 class QMenuBar;
+class QSystemTrayIcon;
 
 namespace tarvex {
 
@@ -38,9 +40,14 @@ class MainWindow : public QWidget {
  public:
   // The menu and the delegate must outlive the window.
   MainWindow(const WindowControls &controls, const QMenuBar &mainMenu, WindowDelegate &delegate);
+  ~MainWindow() override;
 
   // Shows the window in the middle of the screen and gives it the keyboard.
   void makeKeyAndOrderFront();
+
+  // Hides the window. The menu then stays within reach through a status icon, on desktops that have
+  // a place for one.
+  void orderOut();
 
  protected:
   void closeEvent(QCloseEvent *event) override;
@@ -57,6 +64,7 @@ class MainWindow : public QWidget {
   Label m_subtitle{QStringLiteral("CHOOSE YOUR ADVENTURE")};
   Label m_regionCaption{QStringLiteral("Region")};
   PerControl<QWidget *> m_controls;
+  std::unique_ptr<QSystemTrayIcon> m_statusIcon;  // while the window is hidden
   PlayButton &m_playButton;
   const QMenuBar &m_mainMenu;
   WindowDelegate &m_delegate;

@@ -1,0 +1,109 @@
+#include "platform/notification.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QFile>
+#include <QObject>
+#include <QVariantMap>
+#include <utility>
+
+namespace tarvex {
+namespace {
+
+const QString service = QStringLiteral("org.freedesktop.Notifications");
+const QString path = QStringLiteral("/org/freedesktop/Notifications");
+const QString chosenKey = QStringLiteral("chosen");
+
+// Asking for a bus that is not there would make the bus library try to start one, and wait for it.
+bool hasSessionBus() {
+  return qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
+         QFile::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/bus");
+}
+
+// Lives until its notification is closed.
+class ShownNotification : public QObject {
+  Q_OBJECT
+
+ public:
+  ShownNotification(Notification notification, QObject *parent, std::function<void()> chosen)
+      : QObject(parent), m_notification(std::move(notification)), m_chosen(std::move(chosen)) {
+    // Servers that read markup would take the body for some; the others would show the escapes.
+    call(QStringLiteral("GetCapabilities"), {}, [this](const QDBusPendingCall &answer) {
+      const QDBusPendingReply<QStringList> capabilities = answer;
+      if (capabilities.isError()) {
+        deleteLater();
+        return;
+      }
+      notify(capabilities.value().contains(QStringLiteral("body-markup")));
+    });
+  }
+
+ private Q_SLOTS:
+  void invoked(uint id, const QString &key) {
+    if (id == m_id && key == chosenKey) {
+      m_chosen();
+    }
+  }
+  void closed(uint id, uint /*reason*/) {
+    if (id == m_id) {
+      deleteLater();
+    }
+  }
+
+ private:
+  template <typename Answer>
+  void call(const QString &method, const QVariantList &arguments, Answer answer) {
+    QDBusMessage message = QDBusMessage::createMethodCall(service, path, service, method);
+    message.setArguments(arguments);
+    auto *const watcher =
+        new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(message), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [watcher, answer] {
+      answer(*watcher);
+      watcher->deleteLater();
+    });
+  }
+
+  void notify(bool readsMarkup) {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    bus.connect(service, path, service, QStringLiteral("ActionInvoked"), this,
+                SLOT(invoked(uint, QString)));
+    bus.connect(service, path, service, QStringLiteral("NotificationClosed"), this,
+                SLOT(closed(uint, uint)));
+    constexpr uchar urgent = 2;
+    constexpr int stays = 0;
+    const QString body = readsMarkup ? m_notification.body.toHtmlEscaped() : m_notification.body;
+    call(QStringLiteral("Notify"),
+         {QStringLiteral("Tarvex Launcher"), 0U, QStringLiteral("com.tarvex.launcher"),
+          m_notification.summary, body, QStringList{chosenKey, m_notification.action},
+          QVariantMap{{QStringLiteral("urgency"), QVariant::fromValue(urgent)},
+                      {QStringLiteral("desktop-entry"), QStringLiteral("com.tarvex.launcher")}},
+          stays},
+         [this](const QDBusPendingCall &answer) {
+           const QDBusPendingReply<uint> id = answer;
+           if (id.isError()) {
+             deleteLater();
+             return;
+           }
+           m_id = id.value();
+         });
+  }
+
+  Notification m_notification;
+  std::function<void()> m_chosen;
+  uint m_id = 0;  // the service's ids begin with 1
+};
+
+}  // namespace
+
+void showNotification(const Notification &notification, QObject *parent,
+                      std::function<void()> chosen) {
+  if (hasSessionBus()) {
+    new ShownNotification(notification, parent, std::move(chosen));
+  }
+}
+
+}  // namespace tarvex
+
+#include "notification.moc"

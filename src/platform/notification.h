@@ -1,0 +1,24 @@
+// Desktop notifications, after the Desktop Notifications Specification 1.2
+// (org.freedesktop.Notifications on the session bus).
+#pragma once
+
+#include <QString>
+#include <functional>
+
+class QObject;
+
+namespace tarvex {
+
+struct Notification {
+  QString summary;
+  QString body;    // plain text, shown literally
+  QString action;  // the title of the one button
+};
+
+// Shows an urgent notification that stays until the player dismisses it, and runs `chosen` on the
+// main thread when its button is pressed, unless the parent is gone by then. Never waits; on a
+// desktop without the service, or without a session bus, nothing happens.
+void showNotification(const Notification &notification, QObject *parent,
+                      std::function<void()> chosen);
+
+}  // namespace tarvex

@@ -1,0 +1,33 @@
+#include "platform/title_bar.h"
+
+#include <xcb/xcb.h>
+
+#include <QGuiApplication>
+#include <QWindow>
+#include <cstdlib>
+#include <cstring>
+
+namespace tarvex {
+
+void askForDarkTitleBar(const QWindow &window) {
+  const auto *const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+  if (x11 == nullptr) {
+    return;  // Wayland: our own colours make the toolkit's decorations dark
+  }
+  xcb_connection_t *const connection = x11->connection();
+  const auto atom = [&](const char *name) {
+    const auto cookie =
+        xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name);
+    xcb_intern_atom_reply_t *const reply = xcb_intern_atom_reply(connection, cookie, nullptr);
+    const xcb_atom_t result = reply != nullptr ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+    std::free(reply);  // NOLINT(*-no-malloc): the library's contract
+    return result;
+  };
+  constexpr const char *dark = "dark";
+  constexpr uint8_t bitsOfAnElement = 8;
+  xcb_change_property(connection, XCB_PROP_MODE_REPLACE, static_cast<xcb_window_t>(window.winId()),
+                      atom("_GTK_THEME_VARIANT"), atom("UTF8_STRING"), bitsOfAnElement,
+                      static_cast<uint32_t>(std::strlen(dark)), dark);
+}
+
+}  // namespace tarvex

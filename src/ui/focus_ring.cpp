@@ -1,0 +1,80 @@
+#include "ui/focus_ring.h"
+
+#include <QEvent>
+#include <QPainter>
+
+#include "ui/palette.h"
+
+namespace tarvex {
+namespace {
+
+constexpr int distance = 4;
+constexpr double lineWidth = 2;
+constexpr double cornerRadius = 11;
+
+}  // namespace
+
+FocusRing::FocusRing(QWidget *parent) : QWidget(parent) {
+  setAttribute(Qt::WA_TransparentForMouseEvents);
+  hide();
+  for (QWidget *const control :
+       parent->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
+    if ((control->focusPolicy() & Qt::TabFocus) != 0) {
+      control->installEventFilter(this);
+    }
+  }
+}
+
+bool FocusRing::eventFilter(QObject *watched, QEvent *event) {
+  auto *const control = static_cast<QWidget *>(watched);
+  switch (event->type()) {
+    case QEvent::FocusOut:
+      if (!control->isEnabled()) {
+        m_disabledWithFocus = control;
+      }
+      follow();
+      break;
+    case QEvent::EnabledChange:
+      if (control->isEnabled() && control == m_disabledWithFocus &&
+          window()->focusWidget() == nullptr) {
+        control->setFocus();
+      }
+      follow();
+      break;
+    case QEvent::FocusIn:
+      m_disabledWithFocus = nullptr;
+      follow();
+      break;
+    case QEvent::Move:
+    case QEvent::Resize:
+      follow();
+      break;
+    default:
+      break;
+  }
+  return QWidget::eventFilter(watched, event);
+}
+
+void FocusRing::follow() {
+  const QWidget *const control = window()->focusWidget();
+  const bool shows = control != nullptr && control->hasFocus() &&
+                     control->parentWidget() == parentWidget() &&
+                     (control->focusPolicy() & Qt::TabFocus) != 0 &&
+                     window()->testAttribute(Qt::WA_KeyboardFocusChange);
+  if (shows) {
+    setGeometry(control->geometry().adjusted(-distance, -distance, distance, distance));
+    raise();
+  }
+  setVisible(shows);
+}
+
+void FocusRing::paintEvent(QPaintEvent * /*event*/) {
+  constexpr double inside = lineWidth / 2;
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(QPen(parchment, lineWidth));
+  painter.drawRoundedRect(QRectF(rect()).adjusted(inside, inside, -inside, -inside), cornerRadius,
+                          cornerRadius);
+}
+
+}  // namespace tarvex
