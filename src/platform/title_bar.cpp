@@ -11,10 +11,10 @@ namespace tarvex {
 
 void askForDarkTitleBar(const QWindow &window) {
   const auto *const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-  if (x11 == nullptr) {
+  xcb_connection_t *const connection = x11 != nullptr ? x11->connection() : nullptr;
+  if (connection == nullptr) {
     return;  // Wayland: our own colours make the toolkit's decorations dark
   }
-  xcb_connection_t *const connection = x11->connection();
   const auto atom = [&](const char *name) {
     const auto cookie =
         xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name);
