@@ -8,7 +8,7 @@ namespace {
 
 struct ValueOption {
   const char *name;
-  const char16_t *form;
+  Form form;
   std::optional<QString> LaunchOptions::*field;
 };
 
@@ -48,7 +48,7 @@ LaunchOptions LaunchOptions::parse(const std::vector<std::string> &arguments) {
         ++index;  // the value goes with its option, whatever it is
         if (index < arguments.size()) {
           const QString value = decodedUtf8(arguments[index]);
-          if (matchesWhole(value, option.form)) {
+          if (hasForm(value, option.form)) {
             options.*option.field = value;
           }
         }

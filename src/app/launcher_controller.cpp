@@ -1,14 +1,12 @@
 #include "app/launcher_controller.h"
 
 #include <QDesktopServices>
-#include <QMenuBar>
 #include <QUrl>
 #include <algorithm>
 
 #include "install/launcher_log.h"
 #include "install/locations.h"
 #include "platform/user_settings.h"
-#include "ui/main_menu.h"
 
 namespace tarvex {
 namespace {
@@ -39,7 +37,7 @@ void LauncherController::applicationDidFinishLaunching() {
 }
 
 void LauncherController::createWindow() {
-  mainMenu.reset(createMainMenu(application));
+  mainMenu = std::make_unique<MainMenu>(application);
   window =
       std::make_unique<MainWindow>(WindowControls{regionPicker, statusLabel, versionLabel, progress,
                                                   playButton, logButton, launcherLabel},

@@ -22,6 +22,7 @@
 #include "platform/durable_file.h"
 #include "ui/label.h"
 #include "ui/log_button.h"
+#include "ui/main_menu.h"
 #include "ui/main_window.h"
 #include "ui/play_button.h"
 #include "ui/progress_indicator.h"
@@ -29,8 +30,6 @@
 #include "updater/check_report.h"
 #include "updater/mode.h"
 #include "updater/output_stream.h"
-
-class QMenuBar;
 
 namespace tarvex {
 
@@ -102,7 +101,7 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   const Bundle bundle;
   const std::filesystem::path home;
 
-  std::unique_ptr<QMenuBar> mainMenu;
+  std::unique_ptr<MainMenu> mainMenu;
   std::unique_ptr<MainWindow> window;
   RegionPicker regionPicker;
   std::vector<Region> regions;

@@ -8,6 +8,7 @@
 #include "install/locations.h"
 #include "platform/application.h"
 #include "platform/bundle.h"
+#include "platform/font_preload.h"
 #include "ui/palette.h"
 
 namespace {
@@ -28,12 +29,14 @@ void openMissingStandardDescriptors() {
 int main(int argc, char **argv) {
   using namespace tarvex;
   openMissingStandardDescriptors();
+  preloadFontConfiguration();
   // Before the toolkit, which takes entries out of the environment that it means to have consumed.
   LauncherController::Surroundings surroundings{
       {argv, argv + argc}, ownEnvironment(), Bundle::main(), homeFolder()};
   ::setenv("HOME", surroundings.home.c_str(), 1);  // the only home that the toolkit's settings know
   int programAlone = argc > 0 ? 1 : 0;
   Application application(programAlone, argv);
+  preloadFonts();
   dressToolkit();
   LauncherController controller(application, std::move(surroundings));
   application.setDelegate(controller);

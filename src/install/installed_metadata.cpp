@@ -17,8 +17,7 @@ std::optional<InstalledMetadata> parseInstalledMetadata(QByteArrayView json) {
     return std::nullopt;
   }
   InstalledMetadata installed{release.toString(), revision.toString(), std::nullopt};
-  if (const QString world = object[u"worldVersion"].toString();
-      matchesWhole(world, worldVersionForm)) {
+  if (const QString world = object[u"worldVersion"].toString(); hasForm(world, worldVersionForm)) {
     installed.world = world;
   }
   return installed;

@@ -54,7 +54,7 @@ std::optional<QString> bundleVersion(const Bundle &bundle) {
     return std::nullopt;
   }
   const QString version = decodedUtf8(found->second);
-  if (!matchesWhole(version, launcherVersionForm)) {
+  if (!hasForm(version, launcherVersionForm)) {
     return std::nullopt;
   }
   return version;

@@ -7,7 +7,6 @@
 #include <algorithm>
 
 #include "platform/identifiers.h"
-#include "platform/unicode_text.h"
 
 namespace tarvex {
 namespace {
@@ -24,7 +23,7 @@ bool isValid(const Regions &catalogue) {
   return std::all_of(catalogue.regions.begin(), catalogue.regions.end(), [&](const Region &region) {
     const bool isNew = !seen.contains(region.id);
     seen.insert(region.id);
-    return isNew && matchesWhole(region.id, regionIdForm);
+    return isNew && hasForm(region.id, regionIdForm);
   });
 }
 

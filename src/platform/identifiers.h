@@ -1,13 +1,40 @@
-// The forms that identifiers have, on the command line, in the catalogue, in the updater's report
-// and in what is installed: regular expressions for matchesWhole.
+// The forms that identifiers have: on the command line, in the catalogue, in the updater's report,
+// and in what is installed.
 #pragma once
+
+#include <QStringView>
+#include <span>
 
 namespace tarvex {
 
-inline constexpr char16_t regionIdForm[] = u"\\A[a-z][a-z0-9-]{0,31}\\z";
-inline constexpr char16_t launcherVersionForm[] = u"\\A[0-9a-f]{16}\\z";
-inline constexpr char16_t clientReleaseForm[] = u"\\A[A-Za-z0-9][A-Za-z0-9._-]{0,63}\\z";
-inline constexpr char16_t worldVersionForm[] =
-    u"\\A[0-9]{1,9}\\.[0-9]{1,9}\\.[0-9]{1,9}\\.[0-9a-f]{12}\\z";
+// A run of characters out of a set (ASCII), as many as there are, `least` to `most` of them.
+struct Run {
+  QStringView characters;
+  int least;
+  int most;
+};
+
+// Runs that follow one another and make up the whole text. A form is written so that taking as many
+// characters as a run may have never takes one that the next run needs.
+using Form = std::span<const Run>;
+
+bool hasForm(QStringView text, Form form);
+
+inline constexpr QStringView hexadecimal = u"0123456789abcdef";
+inline constexpr QStringView digits = u"0123456789";
+
+inline constexpr Run regionIdForm[] = {
+    {u"abcdefghijklmnopqrstuvwxyz", 1, 1},
+    {u"abcdefghijklmnopqrstuvwxyz0123456789-", 0, 31},
+};
+inline constexpr Run launcherVersionForm[] = {{hexadecimal, 16, 16}};
+inline constexpr Run clientReleaseForm[] = {
+    {u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", 1, 1},
+    {u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-", 0, 63},
+};
+inline constexpr Run worldVersionForm[] = {
+    {digits, 1, 9}, {u".", 1, 1}, {digits, 1, 9},        {u".", 1, 1},
+    {digits, 1, 9}, {u".", 1, 1}, {hexadecimal, 12, 12},
+};
 
 }  // namespace tarvex

@@ -1,13 +1,11 @@
 #include "platform/unicode_text.h"
 
-#include <unicode/regex.h>
 #include <unicode/ubrk.h>
 #include <unicode/uchar.h>
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
 #include <algorithm>
-#include <limits>
 
 namespace tarvex {
 namespace {
@@ -176,18 +174,6 @@ bool isNumeric(QStringView character) {
   qsizetype index = 0;
   U16_NEXT(character.utf16(), index, character.size(), codePoint);
   return u_getIntPropertyValue(codePoint, UCHAR_NUMERIC_TYPE) != U_NT_NONE;
-}
-
-bool matchesWhole(QStringView text, QStringView pattern) {
-  if (text.size() > std::numeric_limits<int32_t>::max()) {
-    return false;
-  }
-  const auto alias = [](QStringView view) {
-    return icu::UnicodeString(UBool{0}, view.utf16(), static_cast<int32_t>(view.size()));
-  };
-  UErrorCode status = U_ZERO_ERROR;
-  UParseError position{};
-  return icu::RegexPattern::matches(alias(pattern), alias(text), position, status) != 0;
 }
 
 }  // namespace tarvex

@@ -32,7 +32,4 @@ QStringView firstCharacters(QStringView text, int count);
 // Whether the character's first code point has a numeric type (decimal, digit or numeric).
 bool isNumeric(QStringView character);
 
-// Whether the whole text matches the regular expression (ICU syntax, case-sensitive).
-bool matchesWhole(QStringView text, QStringView pattern);
-
 }  // namespace tarvex

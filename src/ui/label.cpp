@@ -188,11 +188,20 @@ void Label::resizeEvent(QResizeEvent *event) {
   refit();
 }
 
+void Label::showEvent(QShowEvent *event) {
+  QLabel::showEvent(event);
+  refit();
+}
+
 QString Label::fitted(int width) const {
   return fittedText(m_text, font(), width, m_maximumLines, m_shortened);
 }
 
+// What is not to be seen is not fitted: most fonts are dear to load.
 void Label::refit() {
+  if (!isVisible()) {
+    return;
+  }
   if (const QString shown = fitted(width()); shown != QLabel::text()) {
     QLabel::setText(shown);
   }

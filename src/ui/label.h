@@ -37,6 +37,7 @@ class Label : public QLabel {
   void changeEvent(QEvent *event) override;
   void paintEvent(QPaintEvent *event) override;
   void resizeEvent(QResizeEvent *event) override;
+  void showEvent(QShowEvent *event) override;
 
  private:
   QString fitted(int width) const;

@@ -2,27 +2,21 @@
 
 #include <QAction>
 #include <QKeySequence>
-#include <QMenu>
 #include <QMenuBar>
 
 #include "platform/application.h"
 
 namespace tarvex {
 
-QMenuBar *createMainMenu(Application &application) {
-  auto *const bar = new QMenuBar;
-  QMenu *const menu = bar->addMenu(QString());
-  menu->addAction(quitTitle(), QKeySequence(Qt::CTRL | Qt::Key_Q), &application,
-                  &Application::terminate);
-  return bar;
+MainMenu::MainMenu(Application &application) {
+  m_submenu.addAction(quitTitle(), QKeySequence(Qt::CTRL | Qt::Key_Q), &application,
+                      &Application::terminate);
+  if (QGuiApplication::platformName() == u"cocoa") {
+    m_bar = std::make_unique<QMenuBar>();
+    m_bar->addMenu(&m_submenu);
+  }
 }
 
-QMenu *submenuOf(const QMenuBar &mainMenu) {
-  return mainMenu.actions().front()->menu();
-}
-
-void addKeysOf(const QMenuBar &mainMenu, QWidget &window) {
-  window.addActions(submenuOf(mainMenu)->actions());
-}
+MainMenu::~MainMenu() = default;
 
 }  // namespace tarvex

@@ -1,24 +1,28 @@
-// The application's menu: one submenu with one entry, "Quit Tarvex Launcher".
+// The application's menu, with one entry: "Quit Tarvex Launcher", Ctrl+Q (Command-Q on macOS).
 #pragma once
 
-class QMenu;
+#include <QMenu>
+#include <memory>
+
 class QMenuBar;
-class QWidget;
 
 namespace tarvex {
 
 class Application;
 
-// The menu bar of the whole application, which the desktops that have one show at the top of the
-// screen; elsewhere it stays unseen, and its submenu and its key are what the window offers.
-// Without a parent: the caller owns it. The entry asks the application, which must outlive the
-// menu, to end.
-QMenuBar *createMainMenu(Application &application);
+class MainMenu {
+ public:
+  // The entry asks the application, which must outlive the menu, to end.
+  explicit MainMenu(Application &application);
+  ~MainMenu();
 
-// The one submenu.
-QMenu *submenuOf(const QMenuBar &mainMenu);
+  // The one submenu. Where the desktop has a place for an application's menu bar, it is there; in
+  // any case the window and the status icon offer it.
+  QMenu &submenu() { return m_submenu; }
 
-// Makes the entry's key work in the window.
-void addKeysOf(const QMenuBar &mainMenu, QWidget &window);
+ private:
+  QMenu m_submenu;
+  std::unique_ptr<QMenuBar> m_bar;
+};
 
 }  // namespace tarvex

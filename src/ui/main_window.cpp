@@ -3,8 +3,6 @@
 #include <QCloseEvent>
 #include <QContextMenuEvent>
 #include <QKeyEvent>
-#include <QMenu>
-#include <QMenuBar>
 #include <QMouseEvent>
 #include <QScreen>
 #include <QSystemTrayIcon>
@@ -70,7 +68,7 @@ void dress(QWidget &control, const Look &look) {
 
 QIcon applicationIcon() {
   QIcon icon;
-  for (const int size : {16, 24, 32, 48, 64, 128}) {
+  for (const int size : {16, 24, 32, 48, 64}) {
     icon.addFile(QStringLiteral(":/icons/com.tarvex.launcher-%1.png").arg(size));
   }
   return icon;
@@ -81,8 +79,7 @@ constexpr int footerMargin = 24;
 
 }  // namespace
 
-MainWindow::MainWindow(const WindowControls &controls, const QMenuBar &mainMenu,
-                       WindowDelegate &delegate)
+MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, WindowDelegate &delegate)
     : QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                            Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
                            Qt::WindowCloseButtonHint | Qt::MSWindowsFixedSizeDialogHint),
@@ -103,7 +100,7 @@ MainWindow::MainWindow(const WindowControls &controls, const QMenuBar &mainMenu,
   setWindowTitle(QStringLiteral("Tarvex"));
   setWindowIcon(applicationIcon());
   setFixedSize(contentSize);
-  addKeysOf(mainMenu, *this);
+  addActions(mainMenu.submenu().actions());  // for their keys
   m_backdrop.setGeometry({{0, 0}, contentSize});
   m_backdrop.installEventFilter(this);
 
@@ -121,14 +118,9 @@ MainWindow::MainWindow(const WindowControls &controls, const QMenuBar &mainMenu,
     dress(control, look);
     control.setParent(&m_backdrop);  // above all that came before
   }
-  for (QWidget *const control : m_controls) {
-    const bool waits = control == &controls.progress || control == &controls.logButton;
-    control->setVisible(!waits);
-  }
   setTabOrder(&controls.regionPicker, &controls.playButton);
   setTabOrder(&controls.playButton, &controls.logButton);
   new FocusRing(&m_backdrop);
-  placeControls();
 }
 
 MainWindow::~MainWindow() = default;
@@ -137,6 +129,7 @@ void MainWindow::makeKeyAndOrderFront() {
   move(screen()->availableGeometry().center() - rect().center());
   winId();
   askForDarkTitleBar(*windowHandle());
+  placeControls();
   show();
   raise();
   activateWindow();
@@ -146,7 +139,7 @@ void MainWindow::orderOut() {
   hide();
   // Not before it is needed: asking for the desktop's status area takes its time.
   m_statusIcon = std::make_unique<QSystemTrayIcon>(applicationIcon());
-  m_statusIcon->setContextMenu(submenuOf(m_mainMenu));
+  m_statusIcon->setContextMenu(&m_mainMenu.submenu());
   m_statusIcon->setToolTip(windowTitle());
   m_statusIcon->show();
 }
@@ -157,7 +150,7 @@ void MainWindow::closeEvent(QCloseEvent *event) {
 
 // Where no menu bar is in sight, this is the way to the menu.
 void MainWindow::contextMenuEvent(QContextMenuEvent *event) {
-  submenuOf(m_mainMenu)->popup(event->globalPos());
+  m_mainMenu.submenu().popup(event->globalPos());
 }
 
 bool MainWindow::eventFilter(QObject *watched, QEvent *event) {

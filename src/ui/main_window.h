@@ -8,12 +8,12 @@
 #include "ui/label.h"
 #include "ui/layout.h"
 
-class QMenuBar;
 class QSystemTrayIcon;
 
 namespace tarvex {
 
 class LogButton;
+class MainMenu;
 class PlayButton;
 class ProgressIndicator;
 class RegionPicker;
@@ -39,7 +39,7 @@ struct WindowControls {
 class MainWindow : public QWidget {
  public:
   // The menu and the delegate must outlive the window.
-  MainWindow(const WindowControls &controls, const QMenuBar &mainMenu, WindowDelegate &delegate);
+  MainWindow(const WindowControls &controls, MainMenu &mainMenu, WindowDelegate &delegate);
   ~MainWindow() override;
 
   // Shows the window in the middle of the screen and gives it the keyboard.
@@ -66,7 +66,7 @@ class MainWindow : public QWidget {
   PerControl<QWidget *> m_controls;
   std::unique_ptr<QSystemTrayIcon> m_statusIcon;  // while the window is hidden
   PlayButton &m_playButton;
-  const QMenuBar &m_mainMenu;
+  MainMenu &m_mainMenu;
   WindowDelegate &m_delegate;
 };
 

@@ -5,7 +5,6 @@
 #include <array>
 
 #include "platform/identifiers.h"
-#include "platform/unicode_text.h"
 
 namespace tarvex {
 namespace {
@@ -19,9 +18,9 @@ std::optional<QStringView> valueOf(QStringView token, QStringView key) {
 }
 
 // The text after "available:" when it has the form. `offered` is for nothing else.
-bool isAvailable(QStringView value, QStringView form, std::optional<QString> &offered) {
+bool isAvailable(QStringView value, Form form, std::optional<QString> &offered) {
   const std::optional<QStringView> text = valueOf(value, u"available:");
-  if (!text || !matchesWhole(*text, form)) {
+  if (!text || !hasForm(*text, form)) {
     return false;
   }
   offered = text->toString();
@@ -40,7 +39,7 @@ std::optional<CheckOutcome> parseCheck(QStringView line) {
   QList<QStringView> tokens = line.split(u' ', Qt::SkipEmptyParts);
   if (tokens.size() == 4) {
     const std::optional<QStringView> world = valueOf(tokens.back(), u"world=");
-    if (world && *world != u"unknown" && !matchesWhole(*world, worldVersionForm)) {
+    if (world && *world != u"unknown" && !hasForm(*world, worldVersionForm)) {
       return std::nullopt;
     }
     if (world) {

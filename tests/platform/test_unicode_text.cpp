@@ -74,13 +74,6 @@ class TestUnicodeText : public QObject {
     }
     QVERIFY(trimmed(u" \u2003\n").isEmpty());
   }
-
-  void wholeMatches() {
-    QVERIFY(matchesWhole(u"ab", u"\\A[ab]{2}\\z"));
-    for (const QStringView other : {u"ab\n", u"\nab", u"abb", u"AB", u""}) {
-      QVERIFY(!matchesWhole(other, u"\\A[ab]{2}\\z"));
-    }
-  }
 };
 
 QTEST_APPLESS_MAIN(TestUnicodeText)

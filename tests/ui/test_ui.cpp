@@ -1,6 +1,4 @@
 #include <QAccessible>
-#include <QMenu>
-#include <QMenuBar>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -39,7 +37,7 @@ class TestUi : public QObject, public WindowDelegate {
   void initTestCase() { dressToolkit(); }
 
   void init() {
-    menu.reset(createMainMenu(*static_cast<Application *>(qApp)));
+    menu = std::make_unique<MainMenu>(*static_cast<Application *>(qApp));
     controls = std::make_unique<Controls>();
     window = std::make_unique<MainWindow>(
         WindowControls{controls->picker, controls->status, controls->version, controls->progress,
@@ -226,10 +224,10 @@ class TestUi : public QObject, public WindowDelegate {
   }
 
   void menuHasOneEntry() {
-    QMenu *const submenu = submenuOf(*menu);
-    QCOMPARE(submenu->actions().size(), 1);
-    QCOMPARE(submenu->actions()[0]->text(), "Quit Tarvex Launcher");
-    QCOMPARE(submenu->actions()[0]->shortcut(), QKeySequence("Ctrl+Q"));
+    const QList<QAction *> entries = menu->submenu().actions();
+    QCOMPARE(entries.size(), 1);
+    QCOMPARE(entries[0]->text(), "Quit Tarvex Launcher");
+    QCOMPARE(entries[0]->shortcut(), QKeySequence("Ctrl+Q"));
   }
 
   void closeCanBeRefused() {
@@ -251,7 +249,7 @@ class TestUi : public QObject, public WindowDelegate {
     PlayButton play{"Checking…"};
     LogButton log{"View Log"};
   };
-  std::unique_ptr<QMenuBar> menu;
+  std::unique_ptr<MainMenu> menu;
   std::unique_ptr<Controls> controls;
   std::unique_ptr<MainWindow> window;
   bool mayClose = true;
