@@ -133,6 +133,7 @@ void MainWindow::makeKeyAndOrderFront() {
   show();
   raise();
   activateWindow();
+  setFocus();  // or the toolkit would pick a control, which nobody asked for
 }
 
 void MainWindow::orderOut() {

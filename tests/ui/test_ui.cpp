@@ -1,8 +1,13 @@
 #include <QAccessible>
+#include <QDirIterator>
+#include <QFontDatabase>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
+#include <cmath>
 
 #include "test_application.h"
+#include "ui/focus_ring.h"
 #include "ui/log_button.h"
 #include "ui/main_menu.h"
 #include "ui/main_window.h"
@@ -14,10 +19,6 @@
 using namespace tarvex;
 
 namespace {
-
-QString told(const QRect &rect) {
-  return QString("%1,%2 %3x%4").arg(rect.x()).arg(rect.y()).arg(rect.width()).arg(rect.height());
-}
 
 QFont fontOfSize(int pixels) {
   QFont font;
@@ -34,7 +35,16 @@ class TestUi : public QObject, public WindowDelegate {
   bool windowShouldClose() override { return mayClose; }
 
  private slots:
-  void initTestCase() { dressToolkit(); }
+  void initTestCase() {
+    dressToolkit();
+    QDirIterator fonts(TARVEX_TEST_FONTS, QDirIterator::Subdirectories);
+    while (fonts.hasNext()) {
+      const QString font = fonts.next();
+      if (font.contains(QRegularExpression("(NotoSans|Inter|Cantarell|LiberationSans)-"))) {
+        QFontDatabase::addApplicationFont(font);
+      }
+    }
+  }
 
   void init() {
     menu = std::make_unique<MainMenu>(*static_cast<Application *>(qApp));
@@ -51,19 +61,131 @@ class TestUi : public QObject, public WindowDelegate {
     window.reset();
   }
 
-  // Heights that do not depend on the font: the column can be computed by hand.
-  void columnFollowsTheTable() {
-    const auto frames = layOut([](Control control, std::optional<int> width) {
-      return control == Control::version ? QSize(1, *width == 444 ? 30 : 0) : QSize(100, 20);
-    });
-    const QStringList expected{
-        "220,42 100x20", "220,66 100x20",  "97,108 100x20",  "209,108 170x20", "48,149 444x20",
-        "48,176 444x30", "120,223 300x20", "184,260 172x42", "220,309 100x20", "220,333 100x20"};
-    QStringList found;
-    for (const QRect &frame : frames) {
-      found.append(told(frame));
+  // Measured on the window itself: a control's anchor, the other's, and the distance.
+  void controlsStandWhereTheyShould() {
+    enum Anchor { left, right, top, bottom, midX, midY, width, height };
+    using Frame = QRectF;
+    const auto at = [](const Frame &frame, Anchor anchor) {
+      const double values[] = {frame.left(),   frame.right(),      frame.top(),
+                               frame.bottom(), frame.center().x(), frame.center().y(),
+                               frame.width(),  frame.height()};
+      return values[anchor];
+    };
+    controls->progress.show();
+    controls->log.show();
+    QTest::qWait(0);
+    const Frame backdrop(window->rect());
+    const Frame origin;
+    const auto named = [&](const char *text) -> Frame {
+      for (const Label *const label : window->findChildren<Label *>()) {
+        if (label->text() == text) {
+          return label->geometry();
+        }
+      }
+      return {};
+    };
+    const Frame title = named("Tarvex");
+    const Frame subtitle = named("CHOOSE YOUR ADVENTURE");
+    const Frame caption = named("Region");
+    const Frame picker = controls->picker.geometry();
+    const Frame status = controls->status.geometry();
+    const Frame versions = controls->version.geometry();
+    const Frame progress = controls->progress.geometry();
+    const Frame play = controls->play.geometry();
+    const Frame log = controls->log.geometry();
+    const Frame footer = controls->footer.geometry();
+    struct Row {
+      const Frame &view;
+      Anchor anchor;
+      const Frame &other;
+      Anchor otherAnchor;
+      int distance;
+    };
+    const Row rows[] = {
+        {title, top, backdrop, top, 42},
+        {title, midX, backdrop, midX, 0},
+        {subtitle, top, title, bottom, 4},
+        {subtitle, midX, backdrop, midX, 0},
+        {picker, top, subtitle, bottom, 22},
+        {picker, midX, backdrop, midX, 24},
+        {picker, width, origin, left, 170},
+        {caption, right, picker, left, -12},
+        {caption, midY, picker, midY, 0},
+        {status, top, picker, bottom, 21},
+        {status, left, backdrop, left, 48},
+        {status, right, backdrop, right, -48},
+        {versions, top, status, bottom, 7},
+        {versions, left, backdrop, left, 48},
+        {versions, right, backdrop, right, -48},
+        {progress, top, versions, bottom, 17},
+        {progress, midX, backdrop, midX, 0},
+        {progress, width, origin, left, 300},
+        {play, top, progress, bottom, 17},
+        {play, midX, backdrop, midX, 0},
+        {play, width, origin, left, 172},
+        {play, height, origin, left, 42},
+        {log, top, play, bottom, 7},
+        {log, midX, backdrop, midX, 0},
+        {footer, bottom, backdrop, bottom, -12},
+        {footer, midX, backdrop, midX, 0},
+    };
+    QCOMPARE(backdrop, Frame(0, 0, 540, 365));
+    for (const Row &row : rows) {
+      const double off = at(row.view, row.anchor) - at(row.other, row.otherAnchor) - row.distance;
+      // An odd width has no middle on the grid.
+      const bool isMiddle = row.anchor == midX || row.anchor == midY;
+      QVERIFY2(std::abs(off) <= (isMiddle ? 0.5 : 0),
+               qPrintable(QString("row %1 is off by %2").arg(&row - rows + 1).arg(off)));
     }
-    QCOMPARE(found, expected);
+  }
+
+  void everyFontFits_data() {
+    QTest::addColumn<QString>("family");
+    QTest::addColumn<double>("textScale");
+    for (const char *family :
+         {"DejaVu Sans", "Noto Sans", "Inter", "Cantarell", "Liberation Sans"}) {
+      for (const double scale : {1.0, 1.25, 1.5, 2.0}) {
+        QTest::addRow("%s at %g", family, scale) << family << scale;
+      }
+    }
+  }
+  void everyFontFits() {
+    QFETCH(QString, family);
+    QFETCH(double, textScale);
+    QVERIFY2(QFontDatabase::families().contains(family), "not among the test's fonts");
+    cleanup();
+    const QFont before = QApplication::font();
+    QApplication::setFont(QFont(family, static_cast<int>(10 * textScale)));
+    init();
+    controls->picker.addItems(
+        {QString("Region of very many letters ").repeated(4), "بحر الشمال", "🌲"});
+    const QString release(64, u'W');
+    controls->footer.setText("Launcher 0123456789abcdef · Game 1.2.3.0123456789ab (" + release +
+                             ")");
+    controls->status.setText("Launching " + controls->picker.itemText(0) + "…");
+    controls->version.setText("The update could not be completed. " + release + " " + release);
+    const bool failed[] = {true, false};
+    for (const bool isFailure : failed) {
+      controls->log.setVisible(isFailure);
+      controls->progress.setVisible(!isFailure);
+      QTest::qWait(0);
+      const QList<QWidget *> all =
+          controls->play.parentWidget()->findChildren<QWidget *>(Qt::FindDirectChildrenOnly);
+      for (const QWidget *const one : all) {
+        QVERIFY2(!one->isVisible() || window->rect().contains(one->geometry()),
+                 qPrintable(one->accessibleName()));
+        for (const QWidget *const other : all) {
+          QVERIFY2(one == other || !one->isVisible() || !other->isVisible() ||
+                       !one->geometry().intersects(other->geometry()),
+                   qPrintable(one->accessibleName() + " and " + other->accessibleName()));
+        }
+      }
+      for (const Label *const label : {&controls->status, &controls->version, &controls->footer}) {
+        QVERIFY(QFontMetrics(label->font()).size(0, label->QLabel::text()).width() <=
+                label->width() + 1);
+      }
+    }
+    QApplication::setFont(before);
   }
 
   void columnMakesRoomForASecondLine() {
@@ -115,19 +237,30 @@ class TestUi : public QObject, public WindowDelegate {
   void pixels() {
     controls->play.setText({});
     const QImage image = window->grab().toImage();
-    const auto at = [&](int x, int y) { return image.pixelColor(x, y); };
+    const double ratio = image.devicePixelRatio();
     const auto near = [](const QColor &one, const QColor &two) {
       return qAbs(one.red() - two.red()) <= 1 && qAbs(one.green() - two.green()) <= 1 &&
              qAbs(one.blue() - two.blue()) <= 1;
     };
-    QVERIFY(near(at(270, 0), forestLight));
-    QVERIFY(near(at(270, 364), forest));
-    QVERIFY(at(18, 180).lightness() > at(17, 180).lightness() + 3);
-    QVERIFY(at(18, 180).lightness() > at(19, 180).lightness() + 3);
-    QVERIFY(near(at(17, 17), at(270, 17)));  // the frame's corners are round
+    const int middle = image.width() / 2;
+    const auto column = [&](int x) { return image.pixelColor(x, image.height() / 2).lightness(); };
+    QVERIFY(near(image.pixelColor(middle, 0), forestLight));
+    QVERIFY(near(image.pixelColor(middle, image.height() - 1), forest));
+
+    // The frame line is as wide as it should be, and between its pixels and the others is no third.
+    const int line = std::max(1, static_cast<int>(std::lround(ratio)));
+    const int edge = static_cast<int>(std::round(18 * ratio - line / 2.0));
+    for (int x = edge - 2; x < edge + line + 2; ++x) {
+      const bool isLine = x >= edge && x < edge + line;
+      QCOMPARE(column(x) - column(edge - 3) > 5, isLine);
+      QVERIFY(isLine || column(x) == column(edge - 3));
+    }
+    const int corner = static_cast<int>(17 * ratio);
+    QVERIFY(near(image.pixelColor(corner, corner), image.pixelColor(middle, corner)));
 
     const auto button = [&](int x, int y) {
-      return controls->play.grab().toImage().pixelColor(x, y);
+      return controls->play.grab().toImage().pixelColor(static_cast<int>(x * ratio),
+                                                        static_cast<int>(y * ratio));
     };
     QCOMPARE(button(86, 21), QColor(212, 163, 64));
     QCOMPARE(button(86, 0), QColor(212, 163, 64));
@@ -137,6 +270,38 @@ class TestUi : public QObject, public WindowDelegate {
     controls->play.setDown(false);
     controls->play.setEnabled(false);
     QCOMPARE(button(86, 21), QColor(212, 163, 64));
+  }
+
+  void focusIsSeenAndFindsItsWayBack() {
+    controls->picker.addItem("a");
+    controls->log.show();
+    window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(window.get()));
+    const FocusRing *const ring = [&] {
+      for (QWidget *const one : window->findChildren<QWidget *>()) {
+        if (auto *const found = dynamic_cast<FocusRing *>(one)) {
+          return found;
+        }
+      }
+      qFatal("no focus ring");
+    }();
+    QVERIFY(!ring->isVisible());
+    const auto focused = [&] { return QApplication::focusWidget(); };
+    for (QWidget *const next :
+         std::initializer_list<QWidget *>{&controls->picker, &controls->play, &controls->log,
+                                          &controls->picker, &controls->play}) {
+      QTest::keyClick(window.get(), Qt::Key_Tab);
+      QCOMPARE(focused(), next);
+      QVERIFY(ring->isVisible() && ring->geometry().contains(next->geometry()));
+    }
+    controls->log.hide();
+    controls->picker.setEnabled(false);
+    controls->play.setEnabled(false);
+    QVERIFY(focused() != &controls->play);
+    QVERIFY(!ring->isVisible());
+    controls->play.setEnabled(true);
+    QCOMPARE(focused(), &controls->play);
+    QVERIFY(ring->isVisible());
   }
 
   void keysReachThePrimaryButton() {
@@ -170,8 +335,9 @@ class TestUi : public QObject, public WindowDelegate {
     QVERIFY(progress.isIndeterminate());
     progress.setIndeterminate(false);
     const QImage still = progress.grab().toImage();
-    QCOMPARE(still.pixelColor(170, 3), QColor(212, 163, 64));
-    QVERIFY(still.pixelColor(190, 3) != QColor(212, 163, 64));
+    const int y = still.height() / 2;
+    QCOMPARE(still.pixelColor(still.width() * 55 / 100, y), QColor(212, 163, 64));
+    QVERIFY(still.pixelColor(still.width() * 65 / 100, y) != QColor(212, 163, 64));
   }
 
   void assistiveTechnologyReads_data() {
