@@ -95,20 +95,21 @@ class Desktop:
         with os.fdopen(reading) as answer:
             return answer.readline().strip(), process
 
-    def launch(self, bundle, home, *arguments, environment=None):
-        return Launcher(self, Path(bundle), Path(home), arguments, environment or {})
+    def launch(self, bundle, home, *arguments, environment=None, preexec_fn=None):
+        return Launcher(self, Path(bundle), Path(home), arguments, environment or {}, preexec_fn)
 
 
 class Launcher:
     """A running launcher and its window."""
 
-    def __init__(self, desktop, bundle, home, arguments, environment):
+    def __init__(self, desktop, bundle, home, arguments, environment, preexec_fn):
         self.desktop = desktop
         self.log = home / "Library/Application Support/Tarvex/launcher.log"
         self.process = subprocess.Popen(
             [bundle / "Contents/Linux/tarvex-launcher", *arguments],
             env={**os.environ, "HOME": str(home), "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
-                 **environment})
+                 **environment},
+            preexec_fn=preexec_fn)
         self._frame = None
 
     def __enter__(self):

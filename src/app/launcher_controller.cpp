@@ -101,7 +101,7 @@ void LauncherController::loadRegions() {
   }
   regions = std::move(catalogue->regions);
   for (const Region &region : regions) {
-    regionPicker.addItem(region.name);
+    regionPicker.addRegion(region.name);
   }
   const auto first = initialRegion(
       regions, {options.region, userSetting(regionSetting()), catalogue->defaultRegion});

@@ -91,6 +91,7 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   ChildProcess *launchUpdater(const Program &program);
   void consume(std::string_view data);
   void handleLine(const QString &line);
+  void logLine(const QString &line);
   void handleOutputLine(const QString &line);
   void processFinished(int status);
   void showCheckResult(const CheckOutcome &outcome);

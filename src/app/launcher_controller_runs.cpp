@@ -83,7 +83,7 @@ ChildProcess *LauncherController::launchUpdater(const Program &program) {
   // Whoever the updater leaves behind with its pipe may go on writing when the run is over. Those
   // lines belong in the log, but they do not speak for a run any more.
   const auto afterwards = std::make_shared<std::optional<LineAssembler>>();
-  const auto log = [this](const QString &line) { appendLog(line.toStdString() + '\n'); };
+  const auto log = [this](const QString &line) { logLine(line); };
   ChildProcess::Handlers handlers;
   handlers.output = [this, afterwards, log](std::string_view chunk) {
     if (!*afterwards) {
@@ -114,8 +114,14 @@ void LauncherController::consume(std::string_view data) {
 }
 
 void LauncherController::handleLine(const QString &line) {
-  appendLog(line.toStdString() + '\n');
+  logLine(line);
   handleOutputLine(line);
+}
+
+void LauncherController::logLine(const QString &line) {
+  QByteArray entry = line.toUtf8();
+  entry.append('\n');
+  appendLog({entry.constData(), static_cast<std::size_t>(entry.size())});
 }
 
 void LauncherController::handleOutputLine(const QString &line) {

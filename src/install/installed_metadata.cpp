@@ -1,24 +1,22 @@
 #include "install/installed_metadata.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-
+#include "install/json.h"
 #include "platform/durable_file.h"
 #include "platform/identifiers.h"
 #include "platform/unicode_text.h"
 
 namespace tarvex {
 
-std::optional<InstalledMetadata> parseInstalledMetadata(QByteArrayView json) {
-  const QJsonObject object = QJsonDocument::fromJson(json.toByteArray()).object();
-  const QJsonValue release = object[u"releaseId"];
-  const QJsonValue revision = object[u"sourceRevision"];
-  if (!release.isString() || !revision.isString()) {
+std::optional<InstalledMetadata> parseInstalledMetadata(std::string_view json) {
+  const auto object = parseObject(json);
+  const auto release = object ? stringMember(*object, "releaseId") : std::nullopt;
+  const auto revision = object ? stringMember(*object, "sourceRevision") : std::nullopt;
+  if (!release || !revision) {
     return std::nullopt;
   }
-  InstalledMetadata installed{release.toString(), revision.toString(), std::nullopt};
-  if (const QString world = object[u"worldVersion"].toString(); hasForm(world, worldVersionForm)) {
-    installed.world = world;
+  InstalledMetadata installed{*release, *revision, stringMember(*object, "worldVersion")};
+  if (installed.world && !hasForm(*installed.world, worldVersionForm)) {
+    installed.world.reset();
   }
   return installed;
 }

@@ -2,10 +2,10 @@
 // show it. The updater writes the file; the launcher only reads it.
 #pragma once
 
-#include <QByteArrayView>
 #include <QString>
 #include <filesystem>
 #include <optional>
+#include <string_view>
 
 namespace tarvex {
 
@@ -17,7 +17,7 @@ struct InstalledMetadata {
 
 // Nothing unless the bytes are a JSON object (UTF-8) whose "releaseId" and "sourceRevision" are
 // strings. A "worldVersion" that is not of its form is left out.
-std::optional<InstalledMetadata> parseInstalledMetadata(QByteArrayView json);
+std::optional<InstalledMetadata> parseInstalledMetadata(std::string_view json);
 
 // Reads the file anew on each call. Nothing when it is missing, unreadable or not usable.
 std::optional<InstalledMetadata> readInstalledMetadata(const std::filesystem::path &file);

@@ -21,7 +21,8 @@ bool isReadable(const std::filesystem::path &path) {
 std::filesystem::path homeFolder() {
   const char *home = std::getenv("HOME");
   if (home != nullptr && *home != '\0') {
-    return home;
+    std::error_code error;
+    return std::filesystem::absolute(home, error);
   }
   const passwd *entry = ::getpwuid(::getuid());
   return entry != nullptr ? entry->pw_dir : "/";

@@ -1,11 +1,10 @@
 #include "install/region_catalogue.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QSet>
 #include <algorithm>
+#include <cmath>
 
+#include "install/json.h"
 #include "platform/identifiers.h"
 
 namespace tarvex {
@@ -13,6 +12,14 @@ namespace {
 
 constexpr qint64 oldestSchema = 2;
 constexpr qint64 newestSchema = 3;
+
+// JSON has one kind of number: 3.0 is a whole one. 0 for those that are not; no schema is 0.
+qint64 wholeNumber(const nlohmann::json &number) {
+  const double value = number.get<double>();
+  return value >= oldestSchema && value <= newestSchema && value == std::floor(value)
+             ? static_cast<qint64>(value)
+             : 0;
+}
 
 bool isValid(const Regions &catalogue) {
   if (catalogue.schemaVersion < oldestSchema || catalogue.schemaVersion > newestSchema ||
@@ -29,24 +36,26 @@ bool isValid(const Regions &catalogue) {
 
 }  // namespace
 
-std::optional<Regions> parseRegions(QByteArrayView json) {
-  const QJsonObject object = QJsonDocument::fromJson(json.toByteArray()).object();
-  const QJsonValue schema = object[u"schemaVersion"];
-  const QJsonValue defaultRegion = object[u"defaultRegion"];
-  const QJsonValue list = object[u"regions"];
-  // 0 for all that is not a whole number, and no schema is 0.
-  Regions catalogue{schema.toInteger(0), defaultRegion.toString(), {}};
-  if (!defaultRegion.isString() || !list.isArray()) {
+std::optional<Regions> parseRegions(std::string_view json) {
+  const auto object = parseObject(json);
+  if (!object) {
     return std::nullopt;
   }
-  const QJsonArray entries = list.toArray();
-  for (const QJsonValue entry : entries) {
-    const QJsonValue id = entry[u"id"];
-    const QJsonValue name = entry[u"name"];
-    if (!id.isString() || !name.isString()) {
+  const auto schema = object->find("schemaVersion");
+  const auto defaultRegion = stringMember(*object, "defaultRegion");
+  const auto list = object->find("regions");
+  if (schema == object->end() || !schema->is_number() || !defaultRegion || list == object->end() ||
+      !list->is_array()) {
+    return std::nullopt;
+  }
+  Regions catalogue{wholeNumber(*schema), *defaultRegion, {}};
+  for (const nlohmann::json &entry : *list) {
+    const auto id = stringMember(entry, "id");
+    const auto name = stringMember(entry, "name");
+    if (!id || !name) {
       return std::nullopt;
     }
-    catalogue.regions.push_back({id.toString(), name.toString()});
+    catalogue.regions.push_back({*id, *name});
   }
   if (!isValid(catalogue)) {
     return std::nullopt;

@@ -2,10 +2,10 @@
 // (UTF-8) with "schemaVersion", "defaultRegion" and "regions". Other members are the updater's.
 #pragma once
 
-#include <QByteArrayView>
 #include <QString>
 #include <cstddef>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 namespace tarvex {
@@ -25,7 +25,7 @@ struct Regions {
 
 // The catalogue, or nothing when any rule is broken: a member is missing or of another type, the
 // schema is not 2 or 3, there is no region, an id is not of its form or occurs twice.
-std::optional<Regions> parseRegions(QByteArrayView json);
+std::optional<Regions> parseRegions(std::string_view json);
 
 // The index of the region to begin with: the one that the first candidate names that names any, in
 // the order given. Absent candidates are passed over.

@@ -18,6 +18,28 @@ namespace {
 
 constexpr std::array quitSignals{SIGINT, SIGTERM, SIGHUP};
 
+// Whoever starts us may leave any signal blocked or ignored. We need those that tell us to quit;
+// the exit status of children, which is lost while SIGCHLD is ignored; and to live on when a write
+// fails: that is an error like any other, and no reason to die.
+void settleSignals(void (*onQuit)(int)) {
+  const auto set = [](int signal, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    ::sigaction(signal, &action, nullptr);
+  };
+  set(SIGCHLD, SIG_DFL);
+  set(SIGPIPE, SIG_IGN);
+  set(SIGXFSZ, SIG_IGN);
+  sigset_t wanted;
+  sigemptyset(&wanted);
+  for (const int signal : quitSignals) {
+    set(signal, onQuit);
+    sigaddset(&wanted, signal);
+  }
+  ::pthread_sigmask(SIG_UNBLOCK, &wanted, nullptr);
+}
+
 // Signal and exit handlers get no argument; there is one application.
 Application *theApplication = nullptr;
 const Descriptor *quitSignalEvent = nullptr;
@@ -59,12 +81,7 @@ Application::Application(int &argumentCount, char **arguments)
     takeEvent(m_quitSignal);
     terminate();
   });
-  struct sigaction action {};
-  action.sa_handler = onQuitSignal;
-  action.sa_flags = SA_RESTART;
-  for (const int signal : quitSignals) {
-    ::sigaction(signal, &action, nullptr);
-  }
+  settleSignals(onQuitSignal);
 }
 
 Application::~Application() {
@@ -75,10 +92,12 @@ Application::~Application() {
 }
 
 int Application::run() {
-  // The toolkit calls exit() when its display connection breaks.
+  // The toolkit calls exit() when its display connection breaks, in the middle of anything. After
+  // the last step there is nothing to tidy up, and other threads may still be at work.
   std::atexit([] {
     if (theApplication != nullptr) {
       theApplication->willTerminate();
+      std::_Exit(EXIT_FAILURE);
     }
   });
   handToMain(this, [this] { m_delegate->applicationDidFinishLaunching(); });

@@ -21,13 +21,12 @@
 namespace tarvex {
 namespace {
 
-// A chunk's size follows the time that the main thread takes for one, so that a slow log disk does
-// not cost the window its answers, nor small chunks a fast one its speed.
-constexpr std::size_t smallestChunk = 256;
-constexpr std::size_t firstChunk = 4096;
-constexpr std::size_t largestChunk = 65536;
-constexpr std::chrono::milliseconds longTurn{8};
-constexpr std::chrono::milliseconds shortTurn{3};
+constexpr int statusUnknown = -1;
+constexpr std::size_t mostRead = 65536;
+
+// A line costs a flush of the log, from some microseconds to some milliseconds: the turns are
+// measured, not the bytes.
+constexpr std::chrono::milliseconds turn{8};
 
 std::error_code lastError() {
   return {errno, std::system_category()};
@@ -36,10 +35,7 @@ std::error_code lastError() {
 }  // namespace
 
 ChildProcess::ChildProcess(Handlers handlers, QObject *parent)
-    : QObject(parent),
-      m_handlers(std::move(handlers)),
-      m_buffer(largestChunk),
-      m_chunkSize(firstChunk) {}
+    : QObject(parent), m_handlers(std::move(handlers)), m_buffer(mostRead) {}
 
 ChildProcess *ChildProcess::start(const Program &program, Handlers handlers, QObject *parent,
                                   std::error_code &error) {
@@ -96,9 +92,14 @@ std::error_code ChildProcess::startWatching() {
 
 int ChildProcess::reap() {
   int status = 0;
-  while (::waitpid(m_child, &status, 0) < 0 && errno == EINTR) {
-  }
+  pid_t reaped = -1;
+  do {
+    reaped = ::waitpid(m_child, &status, 0);
+  } while (reaped < 0 && errno == EINTR);
   m_child = -1;
+  if (reaped < 0) {
+    return statusUnknown;  // somebody has set SIGCHLD so that the system throws it away
+  }
   return WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
 }
 
@@ -143,7 +144,7 @@ void ChildProcess::watch() {
       exitSeen = true;
       handToMain(this, [this] { m_handlers.exited(reap()); });
     } else if (readable.revents != 0) {
-      passOn(largestChunk);
+      passOn(mostRead);
     }
   }
   handToMain(this, [this] {
@@ -155,7 +156,7 @@ void ChildProcess::watch() {
 // Reads at most `most` bytes, hands them over and waits until the main thread is done with them.
 // Returns their number; at the end of the output it closes the pipe.
 std::size_t ChildProcess::passOn(std::size_t most) {
-  const ssize_t count = ::read(m_pipe.get(), m_buffer.data(), std::min(most, m_chunkSize));
+  const ssize_t count = ::read(m_pipe.get(), m_buffer.data(), std::min(most, m_buffer.size()));
   if (count < 0 && errno == EINTR) {
     return 0;
   }
@@ -163,29 +164,33 @@ std::size_t ChildProcess::passOn(std::size_t most) {
     m_pipe.reset();
     return 0;
   }
-  const std::string_view chunk(m_buffer.data(), static_cast<std::size_t>(count));
-  handToMain(this, [this, chunk] { deliver(chunk); });
+  m_undelivered = {m_buffer.data(), static_cast<std::size_t>(count)};
+  handToMain(this, [this] { deliver(); });
   m_taken.acquire();
-  return chunk.size();
+  return static_cast<std::size_t>(count);
 }
 
-void ChildProcess::deliver(std::string_view chunk) {
-  const auto begin = std::chrono::steady_clock::now();
-  m_handlers.output(chunk);
-  const auto taken = std::chrono::steady_clock::now() - begin;
-  if (taken > longTurn) {
-    m_chunkSize = std::max(m_chunkSize / 2, smallestChunk);
-  } else if (taken < shortTurn) {
-    m_chunkSize = std::min(m_chunkSize * 2, largestChunk);
+void ChildProcess::deliver() {
+  const auto end = std::chrono::steady_clock::now() + turn;
+  while (!m_undelivered.empty() && std::chrono::steady_clock::now() < end) {
+    const std::size_t lineFeed = m_undelivered.find('\n');
+    const std::string_view chunk =
+        m_undelivered.substr(0, lineFeed == std::string_view::npos ? lineFeed : lineFeed + 1);
+    m_undelivered.remove_prefix(chunk.size());
+    m_handlers.output(chunk);
   }
-  // Not at once: a posted event that follows on the heels of another is still handled in the same
-  // turn of the event loop, and a flood would shut out the window. A timer waits for its own turn.
+  // Also when nothing is left: an event that is posted on the heels of another is still handled in
+  // the same turn of the event loop, and a flood would shut out the window. A timer waits.
   startTimer(0);
 }
 
 void ChildProcess::timerEvent(QTimerEvent *event) {
   killTimer(event->timerId());
-  m_taken.release();
+  if (m_undelivered.empty()) {
+    m_taken.release();
+  } else {
+    deliver();
+  }
 }
 
 }  // namespace tarvex

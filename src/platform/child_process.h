@@ -3,9 +3,9 @@
 // Standard output and standard error go to the write end of one pipe, so that they arrive in the
 // order in which they were written; for the rest of the start see platform/spawn.h.
 //
-// A thread of its own reads the pipe and watches for the end. It hands one chunk at a time to the
-// main thread and reads on only when the event loop has had a turn after that chunk: memory stays
-// bounded whatever the child writes, and the window stays alive.
+// A thread of its own reads the pipe and watches for the end. It reads on only when the main thread
+// is done with what was read before, and the main thread works on it for a few milliseconds in each
+// turn of the event loop: memory stays bounded whatever the child writes, and the window alive.
 #pragma once
 
 #include <sys/types.h>
@@ -28,14 +28,15 @@ namespace tarvex {
 class ChildProcess : public QObject {
  public:
   // All are called on the main thread, from the event loop, in the order of the events: each chunk
-  // (never empty), then the exit once everything that the child wrote before it ended has been
-  // handed over. The exit does not wait for others who hold the pipe, a daemon that the child left
-  // behind for instance; what they still write follows in further chunks. outputEnded comes last,
-  // when the last writer has closed the pipe.
-  // A handler may do anything but delete the ChildProcess.
+  // (never empty, with at most one line feed, at its end), then the exit once everything that the
+  // child wrote before it ended has been handed over. The exit does not wait for others who hold
+  // the pipe, a daemon that the child left behind for instance; what they still write follows in
+  // further chunks. outputEnded comes last, when the last writer has closed the pipe. A handler may
+  // do anything but delete the ChildProcess.
   struct Handlers {
     std::function<void(std::string_view chunk)> output;
-    std::function<void(int status)> exited;  // the exit code, or the number of the fatal signal
+    // The exit code, or the number of the fatal signal; negative when the system does not tell.
+    std::function<void(int status)> exited;
     std::function<void()> outputEnded;
   };
 
@@ -62,7 +63,7 @@ class ChildProcess : public QObject {
   std::error_code startWatching();
   void watch();                          // the reading thread
   std::size_t passOn(std::size_t most);  // the reading thread
-  void deliver(std::string_view chunk);
+  void deliver();
   int reap();
 
   Handlers m_handlers;
@@ -70,9 +71,9 @@ class ChildProcess : public QObject {
   Descriptor m_pipe;   // read end; the reading thread's own
   Descriptor m_ended;  // polls readable once the child has ended
   Descriptor m_stop;   // polls readable once the reading thread shall return
-  // The reading thread's own, except that it waits while the main thread works on a chunk.
+  // The reading thread's own while the second is empty, and the main thread's while it is not.
   std::vector<char> m_buffer;
-  std::size_t m_chunkSize;
+  std::string_view m_undelivered;
   std::counting_semaphore<> m_taken{0};
   std::atomic<bool> m_stopping = false;
   std::thread m_thread;

@@ -83,7 +83,10 @@ bool createPrivateFolders(const std::filesystem::path &folder) {
   if (parent == folder || !createPrivateFolders(parent)) {
     return false;
   }
-  return ::mkdir(folder.c_str(), ownersFolder) == 0 && ::chmod(folder.c_str(), ownersFolder) == 0;
+  if (::mkdir(folder.c_str(), ownersFolder) != 0) {
+    return std::filesystem::is_directory(folder, error);  // another launcher was quicker
+  }
+  return ::chmod(folder.c_str(), ownersFolder) == 0;
 }
 
 std::optional<std::string> readFile(const std::filesystem::path &path) {

@@ -6,17 +6,24 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
+#include <numeric>
 
 namespace tarvex {
 namespace {
 
+constexpr unsigned firstNotAscii = 0x80;
 constexpr char16_t carriageReturn = u'\r';
 constexpr char16_t lineFeed = u'\n';
-// No code point below this one extends a character or draws the next one in.
+// No code point below this one extends a character or draws the next one in, and the ellipsis,
+// which the updater's lines are full of, does not either.
 constexpr char16_t firstCombining = 0x300;
+constexpr char16_t ellipsis = u'…';
 
 bool areSimple(QChar before, QChar after) {
-  return before.unicode() < firstCombining && after.unicode() < firstCombining;
+  const auto isSimple = [](QChar character) {
+    return character.unicode() < firstCombining || character.unicode() == ellipsis;
+  };
+  return isSimple(before) && isSimple(after);
 }
 
 bool areLineEnd(QChar before, QChar after) {
@@ -96,6 +103,13 @@ bool hasCategory(QChar character, uint32_t mask) {
 }  // namespace
 
 QString decodedUtf8(std::string_view bytes) {
+  // Most lines, and the longest, are ASCII, for which there are faster ways.
+  const auto bits = std::accumulate(bytes.begin(), bytes.end(), 0U, [](unsigned all, char byte) {
+    return all | static_cast<unsigned char>(byte);
+  });
+  if (bits < firstNotAscii) {
+    return QString::fromLatin1(bytes.data(), static_cast<qsizetype>(bytes.size()));
+  }
   const auto *source = reinterpret_cast<const uint8_t *>(bytes.data());
   const auto length = static_cast<qsizetype>(bytes.size());
   QString text(length, Qt::Uninitialized);  // never fewer bytes than code units

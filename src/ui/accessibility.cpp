@@ -13,6 +13,13 @@
 namespace tarvex {
 namespace {
 
+// Messages on the accessibility bus have a limit, and what exceeds it is cut off from the bus for
+// good; and its texts end at a NUL.
+QString forTheBus(const QString &text) {
+  constexpr qsizetype longest = 65536;
+  return text.left(longest).replace(QChar(), QChar(QChar::ReplacementCharacter));
+}
+
 // A widget with a text to read that is not its name. The text cannot be edited, and what is
 // selected in it is between the player and the pointer.
 class AccessibleText : public QAccessibleWidget, public QAccessibleTextInterface {
@@ -26,7 +33,7 @@ class AccessibleText : public QAccessibleWidget, public QAccessibleTextInterface
                                               : QAccessibleWidget::interface_cast(type);
   }
   QString text(QAccessible::Text type) const override {
-    const QString given = QAccessibleWidget::text(type);
+    const QString given = forTheBus(QAccessibleWidget::text(type));
     return type == QAccessible::Value || (type == QAccessible::Name && given.isEmpty()) ? content()
                                                                                         : given;
   }
@@ -55,7 +62,7 @@ class AccessibleLabel final : public AccessibleText {
   explicit AccessibleLabel(Label &label)
       : AccessibleText(&label, QAccessible::StaticText), m_label(label) {}
 
-  QString content() const override { return m_label.text(); }
+  QString content() const override { return forTheBus(m_label.text()); }
   QAccessible::State state() const override {
     QAccessible::State state = AccessibleText::state();
     state.readOnly = true;
@@ -71,7 +78,7 @@ class AccessibleRegionPicker final : public AccessibleText {
   explicit AccessibleRegionPicker(RegionPicker &picker)
       : AccessibleText(&picker, QAccessible::ComboBox), m_picker(picker) {}
 
-  QString content() const override { return m_picker.currentText(); }
+  QString content() const override { return forTheBus(m_picker.currentName()); }
   QAccessible::State state() const override {
     QAccessible::State state = AccessibleText::state();
     state.expandable = true;
@@ -141,6 +148,18 @@ QAccessibleInterface *interfaceOf(const QString & /*className*/, QObject *object
 }
 
 }  // namespace
+
+void announceText(Label &label, const QString &before) {
+  if (!QAccessible::isActive()) {
+    return;
+  }
+  QAccessibleTextUpdateEvent change(&label, 0, forTheBus(before), forTheBus(label.text()));
+  QAccessible::updateAccessibility(&change);
+  if (label.accessibleName().isEmpty()) {
+    QAccessibleEvent named(&label, QAccessible::NameChanged);
+    QAccessible::updateAccessibility(&named);
+  }
+}
 
 void installAccessibility() {
   QAccessible::installFactory(interfaceOf);

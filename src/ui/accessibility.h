@@ -3,7 +3,14 @@
 // moment is their text. The progress bar has a value, and is busy while it is indeterminate.
 #pragma once
 
+class QString;
+
 namespace tarvex {
+
+class Label;
+
+// Tells that the label's text has changed, from `before`.
+void announceText(Label &label, const QString &before);
 
 void installAccessibility();  // once is enough; more does no harm
 

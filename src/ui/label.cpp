@@ -1,6 +1,5 @@
 #include "ui/label.h"
 
-#include <QAccessible>
 #include <QHelpEvent>
 #include <QPainter>
 #include <QTextLayout>
@@ -12,6 +11,7 @@
 #include <utility>
 
 #include "platform/unicode_text.h"
+#include "ui/accessibility.h"
 
 namespace tarvex {
 namespace {
@@ -22,6 +22,7 @@ constexpr QStringView ellipsis = u"…";
 // the window's breath away.
 constexpr qsizetype longestShown = 2048;
 
+// Characters that would break the line, or show as nothing.
 QString onOneLine(QStringView text) {
   QString result = text.toString();
   for (QChar &character : result) {
@@ -111,14 +112,7 @@ void Label::setText(const QString &text) {
   const QString before = std::exchange(m_text, text);
   refit();
   updateGeometry();
-  if (QAccessible::isActive()) {
-    QAccessibleTextUpdateEvent change(this, 0, before, text);
-    QAccessible::updateAccessibility(&change);
-    if (accessibleName().isEmpty()) {
-      QAccessibleEvent named(this, QAccessible::NameChanged);
-      QAccessible::updateAccessibility(&named);
-    }
-  }
+  announceText(*this, before);
 }
 
 void Label::setLines(int maximum, Shortened shortened) {
@@ -152,8 +146,9 @@ bool Label::event(QEvent *event) {
     // Left to itself, the toolkit would take what looks like HTML for HTML.
     const QStringView all = toolTip();
     const QString shown = all.first(std::min(all.size(), longestShown)).toString();
-    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
-                       u"<span>" + shown.toHtmlEscaped() + u"</span>", this);
+    QToolTip::showText(
+        static_cast<QHelpEvent *>(event)->globalPos(),
+        u"<span style=\"white-space: pre-wrap\">" + shown.toHtmlEscaped() + u"</span>", this);
     return true;
   }
   return QLabel::event(event);

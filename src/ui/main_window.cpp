@@ -164,7 +164,8 @@ bool MainWindow::eventFilter(QObject *watched, QEvent *event) {
 void MainWindow::keyPressEvent(QKeyEvent *event) {
   const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
   // A key held down must not go from one action to the next.
-  if (isReturn && !event->isAutoRepeat()) {
+  const bool isPlain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
+  if (isReturn && isPlain && !event->isAutoRepeat()) {
     m_playButton.click();
     return;
   }

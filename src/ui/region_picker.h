@@ -14,8 +14,13 @@ class RegionPicker : public QComboBox {
  public:
   using QComboBox::QComboBox;
 
+  // The name may be any text; what does not fit into the list is shortened for display.
+  void addRegion(const QString &name);
+  QString currentName() const { return currentData().toString(); }  // whole
+
  protected:
   void keyPressEvent(QKeyEvent *event) override;
+  void paintEvent(QPaintEvent *event) override;
   void wheelEvent(QWheelEvent *event) override;
 };
 

@@ -4,10 +4,12 @@ those of scripts/desktop.py; the bundle to try comes in TARVEX_BUNDLE."""
 import json
 import os
 import re
+import resource
 import shutil
 import signal
 import tempfile
 import unittest
+import urllib.parse
 from pathlib import Path
 
 from desktop import Desktop, run, wait_until
@@ -198,6 +200,41 @@ class RunTest(LauncherTest):
         launcher.wait_for(button="Play")
         lines = [line for line in launcher.log.read_text().splitlines() if "of a flood" in line]
         self.assertEqual([int(line.split()[1]) for line in lines], list(range(60000)))
+
+    def test_signals_left_blocked_or_ignored_by_the_parent_do_no_harm(self):
+        def hostile():
+            for ignored in (signal.SIGCHLD, signal.SIGPIPE, signal.SIGXFSZ):
+                signal.signal(ignored, signal.SIG_DFL)
+            signal.signal(signal.SIGCHLD, signal.SIG_IGN)
+            signal.pthread_sigmask(signal.SIG_BLOCK,
+                                   [signal.SIGTERM, signal.SIGINT, signal.SIGHUP])
+
+        self.plan(check=[["wait for", "on"], ["print", "x" * 300 + "\nshort\n"], NO_UPDATE,
+                         ["exit", 3]])
+        launcher = self.enterContext(
+            desktop.launch(self.bundle, self.home, preexec_fn=hostile))
+        launcher.wait_for(button="Checking…")
+        resource.prlimit(launcher.process.pid, resource.RLIMIT_FSIZE,
+                         (200, resource.RLIM_INFINITY))
+        (self.resources / "on").touch()
+        launcher.wait_for(button="Retry", status="Couldn’t check for updates")
+        self.assertNotIn("xx", launcher.log.read_text())  # whole entries only
+        self.assertIn("\nshort\n", launcher.log.read_text())
+        launcher.process.send_signal(signal.SIGTERM)
+        self.assert_ended(launcher)
+
+    def test_log_button_opens_the_log(self):
+        opener = self.folder / "xdg-open"
+        opener.write_text(f'#!/bin/sh\nprintf %s "$1" > "{self.folder}/opened.part"\n'
+                          f'mv "{self.folder}/opened.part" "{self.folder}/opened"\n')
+        opener.chmod(0o755)
+        self.plan(check=[])
+        launcher = self.launch(PATH=f"{self.folder}:{os.environ['PATH']}")
+        launcher.wait_for(button="Retry", log_button=True)
+        launcher.click("push button", "View Log")
+        opened = self.folder / "opened"
+        wait_until(opened.exists, "the log to be opened")
+        self.assertEqual(urllib.parse.unquote(opened.read_text()), f"file://{launcher.log}")
 
     def test_markup_is_shown_literally(self):
         self.plan(check=[["print", "Tarvex launcher error: <h1>&lt;a&gt;</h1>\n"], ["exit", 1]])

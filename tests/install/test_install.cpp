@@ -54,14 +54,18 @@ class TestInstall : public QObject {
     changed("}]", "}],}");
     changed("{\"schema", "[{\"schema");
     changed("\"more\":{}}", "\"more\":{}} x");
-    changed("\"more\"", "\"\\ud8\"");
+    for (const char *value : {"\"\\ud8\"", "\"\\ud800\"", "\"\\x\"", "\"\n\"", "\"\t\"", "1.", ".5",
+                              "01", "+1", "NaN", "'a'", "[1,]", "{a:1}", "tru", "/**/1"}) {
+      changed("{}}", QString(value) + "}");
+    }
+    changed("{}}", "\"\\ud83d\\ude00\"}", "a b-2");
     QTest::newRow("empty") << ""
                            << "";
   }
   void catalogues() {
     QFETCH(QString, json);
     QString ids;
-    if (const auto catalogue = parseRegions(json.toUtf8())) {
+    if (const auto catalogue = parseRegions(json.toStdString())) {
       for (const Region &region : catalogue->regions) {
         ids += (ids.isEmpty() ? "" : " ") + region.id;
       }
@@ -109,7 +113,7 @@ class TestInstall : public QObject {
   }
   void metadata() {
     QFETCH(QByteArray, json);
-    QTEST(footerText(std::nullopt, parseInstalledMetadata(json)), "footer");
+    QTEST(footerText(std::nullopt, parseInstalledMetadata(json.toStdString())), "footer");
   }
 
   void installedVersion() {

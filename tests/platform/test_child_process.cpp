@@ -71,7 +71,7 @@ class TestChildProcess : public QObject {
     row("killed", R"([["print","x"],["kill",9]])", "x", 9);
     row("dumped", R"([["kill",11]])", "", 11);
     row("output closed early", R"([["print","x"],["close output"],["exit",3]])", "x", 3);
-    row("any byte", R"([["bytes","00ff0a0d00"]])", QByteArray("\0\xff\n\r\0", 5), 0);
+    row("any byte", R"([["bytes","00ff0a0d000a0a"]])", QByteArray("\0\xff\n\r\0\n\n", 7), 0);
     row("no descriptor but three", R"([["descriptors"]])", "0 1 2", 0);
   }
   void outputAndExit() {
@@ -135,10 +135,44 @@ class TestChildProcess : public QObject {
              qPrintable(QString("%1 turns, %2 chunks").arg(turns).arg(run.chunks)));
   }
 
+  // However many lines there are in what was read, a turn takes only so long.
+  void slowLinesDoNotAddUp() {
+    int inThisTurn = 0;
+    int most = 0;
+    bool ended = false;
+    std::error_code error;
+    ChildProcess::start(
+        {"/usr/bin/seq", {"2000"}, {}},
+        {[&](std::string_view chunk) {
+           QVERIFY(chunk.substr(0, chunk.size() - 1).find('\n') == std::string_view::npos);
+           most = std::max(most, ++inThisTurn);
+           QElapsedTimer work;
+           work.start();
+           while (work.nsecsElapsed() < 500'000) {
+           }
+         },
+         [](int) {}, [&] { ended = true; }},
+        this, error);
+    QTimer turns;
+    connect(&turns, &QTimer::timeout, this, [&] { inThisTurn = 0; });
+    turns.start(0);
+    QTRY_VERIFY_WITH_TIMEOUT(ended, 30000);
+    QVERIFY2(most < 200, qPrintable(QString::number(most)));
+  }
+
+  // Then there is no exit status to be had, and no success to be claimed.
+  void exitThatTheSystemThrowsAwayIsNoSuccess() {
+    std::signal(SIGCHLD, SIG_IGN);
+    Run run(R"([["exit",3]])");
+    QTRY_VERIFY(run.ended);
+    std::signal(SIGCHLD, SIG_DFL);
+    QVERIFY(*run.status < 0);
+  }
+
   void slowConsumerHoldsTheChildBack() {
     QTemporaryDir folder;
     const QString mark = folder.filePath("done");
-    Run run(QStringLiteral(R"([["flood",5000],["touch","%1"]])").arg(mark));
+    Run run(QStringLiteral(R"([["flood",50000],["touch","%1"]])").arg(mark));
     QTRY_VERIFY(run.chunks > 0);
     // Without our event loop, what the child can get rid of is a pipe and a chunk.
     QElapsedTimer patience;

@@ -1,3 +1,4 @@
+#include <QAbstractItemView>
 #include <QAccessible>
 #include <QDirIterator>
 #include <QFontDatabase>
@@ -157,12 +158,16 @@ class TestUi : public QObject, public WindowDelegate {
     const QFont before = QApplication::font();
     QApplication::setFont(QFont(family, static_cast<int>(10 * textScale)));
     init();
-    controls->picker.addItems(
-        {QString("Region of very many letters ").repeated(4), "بحر الشمال", "🌲"});
+    const QString longName = QString("Region of very many letters ").repeated(4);
+    for (const QString &name : {longName, QString("بحر الشمال"), QString("🌲")}) {
+      controls->picker.addRegion(name);
+    }
     const QString release(64, u'W');
     controls->footer.setText("Launcher 0123456789abcdef · Game 1.2.3.0123456789ab (" + release +
                              ")");
-    controls->status.setText("Launching " + controls->picker.itemText(0) + "…");
+    controls->status.setText("Launching " + longName + "…");
+    QCOMPARE(controls->picker.currentName(), longName);
+    QVERIFY(controls->picker.view()->sizeHintForColumn(0) < window->width());
     controls->version.setText("The update could not be completed. " + release + " " + release);
     const bool failed[] = {true, false};
     for (const bool isFailure : failed) {
@@ -365,7 +370,8 @@ class TestUi : public QObject, public WindowDelegate {
     controls->version.setText("two");
     controls->version.setToolTip("two tip");
     controls->footer.setText("three");
-    controls->picker.addItems({"a", "b"});
+    controls->picker.addRegion("a");
+    controls->picker.addRegion("b");
     controls->picker.setCurrentIndex(1);
     controls->play.setText("Play");
     controls->progress.setValue(30);

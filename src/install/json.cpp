@@ -1,0 +1,22 @@
+#include "install/json.h"
+
+namespace tarvex {
+
+std::optional<nlohmann::json> parseObject(std::string_view text) {
+  constexpr bool throws = false;
+  nlohmann::json value = nlohmann::json::parse(text, nullptr, throws);
+  if (!value.is_object()) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+std::optional<QString> stringMember(const nlohmann::json &object, const char *name) {
+  const auto member = object.find(name);
+  if (!object.is_object() || member == object.end() || !member->is_string()) {
+    return std::nullopt;
+  }
+  return QString::fromStdString(member->get_ref<const std::string &>());
+}
+
+}  // namespace tarvex
