@@ -9,6 +9,7 @@
 #include "platform/application.h"
 #include "platform/bundle.h"
 #include "platform/font_preload.h"
+#include "platform/session_bus.h"
 #include "ui/palette.h"
 
 namespace {
@@ -34,6 +35,7 @@ int main(int argc, char **argv) {
   LauncherController::Surroundings surroundings{
       {argv, argv + argc}, ownEnvironment(), Bundle::main(), homeFolder()};
   ::setenv("HOME", surroundings.home.c_str(), 1);  // the only home that the toolkit's settings know
+  neverStartSessionBus();
   int programAlone = argc > 0 ? 1 : 0;
   Application application(programAlone, argv);
   preloadFonts();

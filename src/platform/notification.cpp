@@ -4,10 +4,11 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QFile>
 #include <QObject>
 #include <QVariantMap>
 #include <utility>
+
+#include "platform/session_bus.h"
 
 namespace tarvex {
 namespace {
@@ -15,12 +16,6 @@ namespace {
 const QString service = QStringLiteral("org.freedesktop.Notifications");
 const QString path = QStringLiteral("/org/freedesktop/Notifications");
 const QString chosenKey = QStringLiteral("chosen");
-
-// Asking for a bus that is not there would make the bus library try to start one, and wait for it.
-bool hasSessionBus() {
-  return qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
-         QFile::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/bus");
-}
 
 // Lives until its notification is closed.
 class ShownNotification : public QObject {

@@ -15,9 +15,12 @@ void askForDarkTitleBar(const QWindow &window) {
   if (connection == nullptr) {
     return;  // Wayland: our own colours make the toolkit's decorations dark
   }
-  const auto atom = [&](const char *name) {
-    const auto cookie =
-        xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name);
+  const auto ask = [&](const char *name) {
+    return xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name);
+  };
+  const auto variantAsked = ask("_GTK_THEME_VARIANT");
+  const auto textAsked = ask("UTF8_STRING");
+  const auto answer = [&](xcb_intern_atom_cookie_t cookie) {
     xcb_intern_atom_reply_t *const reply = xcb_intern_atom_reply(connection, cookie, nullptr);
     const xcb_atom_t result = reply != nullptr ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
     std::free(reply);  // NOLINT(*-no-malloc): the library's contract
@@ -26,7 +29,7 @@ void askForDarkTitleBar(const QWindow &window) {
   constexpr const char *dark = "dark";
   constexpr uint8_t bitsOfAnElement = 8;
   xcb_change_property(connection, XCB_PROP_MODE_REPLACE, static_cast<xcb_window_t>(window.winId()),
-                      atom("_GTK_THEME_VARIANT"), atom("UTF8_STRING"), bitsOfAnElement,
+                      answer(variantAsked), answer(textAsked), bitsOfAnElement,
                       static_cast<uint32_t>(std::strlen(dark)), dark);
 }
 

@@ -9,6 +9,7 @@
 #include <QWindow>
 #include <algorithm>
 
+#include "platform/application.h"
 #include "platform/title_bar.h"
 #include "ui/accessibility.h"
 #include "ui/focus_ring.h"
@@ -98,7 +99,6 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
       m_delegate(delegate) {
   installAccessibility();
   setWindowTitle(QStringLiteral("Tarvex"));
-  setWindowIcon(applicationIcon());
   setFixedSize(contentSize);
   addActions(mainMenu.submenu().actions());  // for their keys
   m_backdrop.setGeometry({{0, 0}, contentSize});
@@ -143,6 +143,14 @@ void MainWindow::orderOut() {
   m_statusIcon->setContextMenu(&m_mainMenu.submenu());
   m_statusIcon->setToolTip(windowTitle());
   m_statusIcon->show();
+}
+
+// The first picture does not wait for the icon.
+bool MainWindow::event(QEvent *event) {
+  if (event->type() == QEvent::Paint && windowIcon().isNull()) {
+    handToMain(this, [this] { setWindowIcon(applicationIcon()); });
+  }
+  return QWidget::event(event);
 }
 
 void MainWindow::closeEvent(QCloseEvent *event) {
