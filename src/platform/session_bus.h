@@ -5,9 +5,9 @@ namespace tarvex {
 
 bool hasSessionBus();
 
-// Without a session bus, the bus library would try to start one whenever somebody asks, the toolkit's
-// accessibility for instance, and make us wait for it. Afterwards it does not. Before the application
-// object is made.
+// Without a session bus, the bus library would try to start one whenever somebody asks, the
+// toolkit's accessibility for instance, and make us wait for it. Afterwards it does not. Before the
+// application object is made.
 void neverStartSessionBus();
 
 }  // namespace tarvex
