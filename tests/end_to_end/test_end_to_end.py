@@ -241,6 +241,110 @@ class RunTest(LauncherTest):
         self.launch().wait_for(button="Retry", version="<h1>&lt;a&gt;</h1>")
 
 
+class HiddenTest(LauncherTest):
+    """What stays within reach while the window is hidden, with the desktop's services played here."""
+
+    NOTIFICATIONS = """<node><interface name="org.freedesktop.Notifications">
+      <method name="GetCapabilities"><arg type="as" direction="out"/></method>
+      <method name="Notify"><arg type="s" direction="in"/><arg type="u" direction="in"/>
+        <arg type="s" direction="in"/><arg type="s" direction="in"/><arg type="s" direction="in"/>
+        <arg type="as" direction="in"/><arg type="a{sv}" direction="in"/>
+        <arg type="i" direction="in"/><arg type="u" direction="out"/></method>
+      </interface></node>"""
+    WATCHER = """<node><interface name="org.kde.StatusNotifierWatcher">
+      <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
+      <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
+      <property name="ProtocolVersion" type="i" access="read"/>
+      </interface></node>"""
+    ANSWERS = {"GetCapabilities": ("(as)", (["body-markup", "actions"],)), "Notify": ("(u)", (7,)),
+               "RegisterStatusNotifierItem": (None, None)}
+
+    def setUp(self):
+        super().setUp()
+        from gi.repository import Gio, GLib
+
+        self.gio, self.glib = Gio, GLib
+        self.calls = {}
+        flags = Gio.DBusConnectionFlags
+        self.bus = Gio.DBusConnection.new_for_address_sync(
+            os.environ["DBUS_SESSION_BUS_ADDRESS"],
+            flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
+        self.addCleanup(self.bus.close_sync)
+
+    def serve(self, name, path, description):
+        interface = self.gio.DBusNodeInfo.new_for_xml(description).interfaces[0]
+        self.bus.register_object(path, interface, self.called,
+                                 lambda *question: self.glib.Variant(
+                                     *{"ProtocolVersion": ("i", 0)}.get(question[-1], ("b", True))))
+        self.bus.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "RequestName",
+                           self.glib.Variant("(su)", (name, 0)), None, 0, -1, None)
+
+    def called(self, _bus, _sender, _path, _interface, method, arguments, invocation):
+        self.calls[method] = arguments.unpack()
+        signature, answer = self.ANSWERS[method]
+        invocation.return_value(signature and self.glib.Variant(signature, answer))
+
+    def wait_for_call(self, method):
+        def is_called():
+            self.glib.MainContext.default().iteration(False)
+            return self.calls.get(method)
+
+        return wait_until(is_called, f"a call of {method}")
+
+    def hidden_by_the_game(self):
+        self.plan(check=[NO_UPDATE], play=[*EndTest.GAME, ["exit", 1]])
+        launcher = self.launch()
+        launcher.wait_for(button="Play")
+        self.assertEqual(self.calls, {})
+        launcher.press("Return")
+        wait_until(lambda: launcher.window() is None, "the window to hide")
+        return launcher
+
+    def test_failure_is_notified_and_the_notification_quits(self):
+        self.serve("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
+                   self.NOTIFICATIONS)
+        launcher = self.hidden_by_the_game()
+        self.assertEqual(self.calls, {})
+        (self.resources / "over").touch()
+        _, _, _, summary, body, actions, _, _ = self.wait_for_call("Notify")
+        self.assertEqual((summary, body), ("Couldn’t start the game",
+                                           "The game closed unexpectedly. You can try again."))
+        key, title = actions
+        self.assertEqual(title, "Quit Tarvex Launcher")
+        wait_until(lambda: launcher.look() is not None, "the answer to arrive")
+        self.bus.emit_signal(None, "/org/freedesktop/Notifications",
+                             "org.freedesktop.Notifications", "ActionInvoked",
+                             self.glib.Variant("(us)", (7, key)))
+        self.assert_ended(launcher)
+
+    def test_status_icon_is_there_while_the_window_is_hidden(self):
+        self.serve("org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher", self.WATCHER)
+        launcher = self.hidden_by_the_game()
+        self.assertTrue(self.wait_for_call("RegisterStatusNotifierItem"))
+        (self.resources / "over").touch()
+        launcher.wait_for(status="Couldn’t start the game")
+        launcher.process.send_signal(signal.SIGTERM)
+        self.assert_ended(launcher)
+
+
+class QuietTest(LauncherTest):
+    def test_nothing_stirs_while_there_is_nothing_to_do(self):
+        self.plan(check=[NO_UPDATE])
+        launcher = self.launch()
+        launcher.wait_for(button="Play")
+
+        def wake_ups():
+            return sum(int(re.search(r"^voluntary_ctxt_switches:\s*(\d+)", path.read_text(), re.M)[1])
+                       for path in Path(f"/proc/{launcher.process.pid}/task").glob("*/status"))
+
+        def stays_quiet():
+            before = wake_ups()
+            run("sleep", "1")
+            return wake_ups() == before
+
+        wait_until(stays_quiet, "a second without a wake-up")
+
+
 class DisplayTest(LauncherTest):
     def test_display_that_goes_away_ends_the_child_too(self):
         self.plan(check=EndTest.WAITING)
