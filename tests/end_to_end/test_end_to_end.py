@@ -327,6 +327,44 @@ class HiddenTest(LauncherTest):
         self.assert_ended(launcher)
 
 
+class ScreenReaderTest(LauncherTest):
+    def test_changes_are_announced(self):
+        from gi.repository import GLib
+
+        heard = set()
+
+        def hear(event):
+            heard.add((event.type.split(":system")[0], event.source.get_name(),
+                       event.any_data if isinstance(event.any_data, str) else event.detail1))
+
+        listener = desktop.atspi.EventListener.new(hear)
+        # That the bar is busy can be read, but the toolkit's bridge has no event for it.
+        kinds = ("object:text-changed:insert", "object:property-change:accessible-value",
+                 "object:property-change:accessible-name", "object:state-changed:sensitive")
+        for kind in kinds:
+            listener.register(kind)
+            self.addCleanup(listener.deregister, kind)
+        self.plan(check=[["wait for", "on"], UPDATE],
+                  update=[["print", "Downloading client: 40%\n"], ["wait for", "over"]])
+        launcher = self.launch()
+        launcher.wait_for(button="Checking…")
+        (self.resources / "on").touch()
+        launcher.wait_for(button="Update")
+        launcher.press("Return")
+        launcher.wait_for(status="Downloading update — 40%")
+
+        texts = {("Launcher status", "Update available"), ("Installed version", "Version r5"),
+                 ("Launcher status", "Downloading update — 40%")}
+
+        def is_announced():
+            while GLib.MainContext.default().iteration(False):
+                pass
+            return ({kind for kind, _, _ in heard} == set(kinds)
+                    and texts <= {(name, text) for kind, name, text in heard if kind == kinds[0]})
+
+        wait_until(is_announced, lambda: f"announcements; heard {sorted(map(str, heard))}")
+
+
 class QuietTest(LauncherTest):
     def test_nothing_stirs_while_there_is_nothing_to_do(self):
         self.plan(check=[NO_UPDATE])
