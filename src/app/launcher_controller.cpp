@@ -45,7 +45,7 @@ void LauncherController::createWindow() {
   connect(&regionPicker, &QComboBox::activated, this, &LauncherController::regionChanged);
   connect(&playButton, &QAbstractButton::clicked, this, &LauncherController::primaryAction);
   connect(&logButton, &QAbstractButton::clicked, this, &LauncherController::openLog);
-  showButton(ButtonState::checking);
+  setButton(ButtonState::checking);
   showFooter();
 }
 
@@ -195,18 +195,13 @@ void LauncherController::openLog() {
       QUrl::fromLocalFile(QString::fromStdString(launcherLog(supportDirectory()))));
 }
 
-void LauncherController::showButton(ButtonState state) {
+void LauncherController::setButton(ButtonState state) {
   const ButtonLook &look = lookOf(state);
   buttonState = state;
   playButton.setText(look.title.toString());
   playButton.setEnabled(look.isEnabled);
   playButton.setAccessibleDescription(look.help.toString());
   playButton.update();
-}
-
-// For the states that offer an action; the working states come with a run's start.
-void LauncherController::setButton(ButtonState state) {
-  showButton(state);
 }
 
 void LauncherController::primaryAction() {

@@ -76,7 +76,6 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   void appendLog(std::string_view text);
   void openLog();
 
-  void showButton(ButtonState state);
   void setButton(ButtonState state);
   void primaryAction();
   void hideProgress();

@@ -70,7 +70,7 @@ void LauncherController::startUpdater(Mode requested) {
 void LauncherController::showWorking(const Region &region) {
   regionPicker.setEnabled(false);
   logButton.hide();
-  showButton(workingState(mode));
+  setButton(workingState(mode));
   statusLabel.setText(QStringLiteral("Checking for updates…"));
   versionLabel.setText(u"Connecting securely to " + region.name);
   versionLabel.setToolTip({});

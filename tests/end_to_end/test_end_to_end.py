@@ -236,10 +236,6 @@ class RunTest(LauncherTest):
         wait_until(opened.exists, "the log to be opened")
         self.assertEqual(urllib.parse.unquote(opened.read_text()), f"file://{launcher.log}")
 
-    def test_markup_is_shown_literally(self):
-        self.plan(check=[["print", "Tarvex launcher error: <h1>&lt;a&gt;</h1>\n"], ["exit", 1]])
-        self.launch().wait_for(button="Retry", version="<h1>&lt;a&gt;</h1>")
-
 
 class HiddenTest(LauncherTest):
     """What stays within reach while the window is hidden, with the desktop's services played here."""

@@ -103,12 +103,6 @@ class TestChildProcess : public QObject {
     QVERIFY2(run.output.contains("SigIgn:\t0000000000000000"), run.output);
   }
 
-  void environmentIsAsGiven() {
-    Run run(Program{"/usr/bin/env", {"-0"}, {"ONE=1", "TWO=a=b\nc"}});
-    QTRY_VERIFY(run.ended);
-    QCOMPARE(run.output, QByteArray("ONE=1\0TWO=a=b\nc\0", 16));
-  }
-
   void exitDoesNotWaitForAGrandchild() {
     QTemporaryDir folder;
     const QString later = folder.filePath("later");
