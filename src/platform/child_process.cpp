@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <QTimerEvent>
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -171,24 +170,31 @@ std::size_t ChildProcess::passOn(std::size_t most) {
 }
 
 void ChildProcess::deliver() {
-  const auto end = std::chrono::steady_clock::now() + turn;
-  while (!m_undelivered.empty() && std::chrono::steady_clock::now() < end) {
+  using Clock = std::chrono::steady_clock;
+  if (m_turnTimer == 0) {
+    // Due long before the turn is over, so that no time is lost; but the event loop comes to it
+    // only after it has looked at the window's events. A posted event would not do: one that is
+    // posted on the heels of another is still handled in the same round of the loop.
+    m_turnTimer = startTimer(1);
+    m_turnEnd = Clock::now() + turn;
+  }
+  while (!m_undelivered.empty()) {
+    if (Clock::now() >= m_turnEnd) {
+      m_interrupted = true;  // the timer goes on with it
+      return;
+    }
     const std::size_t lineFeed = m_undelivered.find('\n');
     const std::string_view chunk =
         m_undelivered.substr(0, lineFeed == std::string_view::npos ? lineFeed : lineFeed + 1);
     m_undelivered.remove_prefix(chunk.size());
     m_handlers.output(chunk);
   }
-  // Also when nothing is left: an event that is posted on the heels of another is still handled in
-  // the same turn of the event loop, and a flood would shut out the window. A timer waits.
-  startTimer(0);
+  m_taken.release();
 }
 
-void ChildProcess::timerEvent(QTimerEvent *event) {
-  killTimer(event->timerId());
-  if (m_undelivered.empty()) {
-    m_taken.release();
-  } else {
+void ChildProcess::timerEvent(QTimerEvent * /*event*/) {
+  killTimer(std::exchange(m_turnTimer, 0));
+  if (std::exchange(m_interrupted, false)) {
     deliver();
   }
 }

@@ -12,6 +12,7 @@
 
 #include <QObject>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <semaphore>
@@ -71,9 +72,13 @@ class ChildProcess : public QObject {
   Descriptor m_pipe;   // read end; the reading thread's own
   Descriptor m_ended;  // polls readable once the child has ended
   Descriptor m_stop;   // polls readable once the reading thread shall return
-  // The reading thread's own while the second is empty, and the main thread's while it is not.
+  // The reading thread fills the buffer, hands it over, and waits until the main thread has taken
+  // all.
   std::vector<char> m_buffer;
   std::string_view m_undelivered;
+  int m_turnTimer = 0;  // runs from the beginning of a turn until the event loop comes round
+  std::chrono::steady_clock::time_point m_turnEnd;
+  bool m_interrupted = false;  // at the end of a turn, with something undelivered
   std::counting_semaphore<> m_taken{0};
   std::atomic<bool> m_stopping = false;
   std::thread m_thread;
