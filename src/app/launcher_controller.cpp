@@ -2,7 +2,6 @@
 
 #include <QDesktopServices>
 #include <QUrl>
-#include <algorithm>
 
 #include "install/launcher_log.h"
 #include "install/locations.h"
