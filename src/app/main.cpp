@@ -8,7 +8,6 @@
 #include "install/locations.h"
 #include "platform/application.h"
 #include "platform/bundle.h"
-#include "platform/font_preload.h"
 #include "platform/session_bus.h"
 #include "ui/palette.h"
 
@@ -30,7 +29,6 @@ void openMissingStandardDescriptors() {
 int main(int argc, char **argv) {
   using namespace tarvex;
   openMissingStandardDescriptors();
-  preloadFontConfiguration();
   // Before the toolkit, which takes entries out of the environment that it means to have consumed.
   LauncherController::Surroundings surroundings{
       {argv, argv + argc}, ownEnvironment(), Bundle::main(), homeFolder()};
@@ -38,7 +36,6 @@ int main(int argc, char **argv) {
   neverStartSessionBus();
   int programAlone = argc > 0 ? 1 : 0;
   Application application(programAlone, argv);
-  preloadFonts();
   dressToolkit();
   LauncherController controller(application, std::move(surroundings));
   application.setDelegate(controller);

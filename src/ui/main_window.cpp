@@ -6,6 +6,7 @@
 #include <QMouseEvent>
 #include <QScreen>
 #include <QSystemTrayIcon>
+#include <QTimer>
 #include <QWindow>
 #include <algorithm>
 
@@ -102,7 +103,9 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
   setFixedSize(contentSize);
   addActions(mainMenu.submenu().actions());  // for their keys
   m_backdrop.setGeometry({{0, 0}, contentSize});
-  m_backdrop.installEventFilter(this);
+  m_column.setGeometry({{0, 0}, contentSize});
+  m_column.installEventFilter(this);
+  m_column.hide();
 
   for (Label *const label :
        {&m_title, &m_subtitle, &controls.status, &controls.version, &controls.footer}) {
@@ -116,11 +119,11 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
   for (const Look &look : looks) {
     QWidget &control = *m_controls[static_cast<std::size_t>(look.control)];
     dress(control, look);
-    control.setParent(&m_backdrop);  // above all that came before
+    control.setParent(&m_column);  // above all that came before
   }
   setTabOrder(&controls.regionPicker, &controls.playButton);
   setTabOrder(&controls.playButton, &controls.logButton);
-  new FocusRing(&m_backdrop);
+  new FocusRing(&m_column);
 }
 
 MainWindow::~MainWindow() = default;
@@ -129,7 +132,6 @@ void MainWindow::makeKeyAndOrderFront() {
   move(screen()->availableGeometry().center() - rect().center());
   winId();
   askForDarkTitleBar(*windowHandle());
-  placeControls();
   show();
   raise();
   activateWindow();
@@ -145,10 +147,16 @@ void MainWindow::orderOut() {
   m_statusIcon->show();
 }
 
-// The first picture does not wait for the icon.
+// The first picture is the backdrop alone. Loading the fonts takes about as long as all the rest of
+// the start, and until they are there nobody knows how high a line is; the controls follow at once.
 bool MainWindow::event(QEvent *event) {
-  if (event->type() == QEvent::Paint && windowIcon().isNull()) {
-    handToMain(this, [this] { setWindowIcon(applicationIcon()); });
+  if (event->type() == QEvent::Paint && m_column.isHidden()) {
+    // A timer's turn comes when the toolkit has sent the picture to the display.
+    QTimer::singleShot(0, this, [this] {
+      placeControls();
+      m_column.show();
+      setWindowIcon(applicationIcon());
+    });
   }
   return QWidget::event(event);
 }

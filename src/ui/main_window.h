@@ -61,6 +61,7 @@ class MainWindow : public QWidget {
   void placeControls();
 
   BackdropView m_backdrop{this};
+  QWidget m_column{&m_backdrop};  // of the controls
   Label m_title{QStringLiteral("Tarvex")};
   Label m_subtitle{QStringLiteral("CHOOSE YOUR ADVENTURE")};
   Label m_regionCaption{QStringLiteral("Region")};

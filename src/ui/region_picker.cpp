@@ -9,9 +9,21 @@
 
 namespace tarvex {
 
+RegionPicker::RegionPicker(QWidget *parent) : QComboBox(parent) {
+  // Its size does not follow from the names, so nothing measures them before they are to be seen.
+  setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+}
+
 void RegionPicker::addRegion(const QString &name) {
+  addItem(name, name);
+}
+
+void RegionPicker::showPopup() {
   constexpr int widest = 360;
-  addItem(fittedText(name, font(), widest, 1, Shortened::atEnd), name);
+  for (int index = 0; index < count(); ++index) {
+    setItemText(index, fittedText(itemData(index).toString(), font(), widest, 1, Shortened::atEnd));
+  }
+  QComboBox::showPopup();
 }
 
 void RegionPicker::paintEvent(QPaintEvent * /*event*/) {
@@ -21,8 +33,7 @@ void RegionPicker::paintEvent(QPaintEvent * /*event*/) {
   painter.drawComplexControl(QStyle::CC_ComboBox, option);
   const QRect field =
       style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, this);
-  option.currentText =
-      fittedText(option.currentText, font(), field.width() - 2, 1, Shortened::atEnd);
+  option.currentText = fittedText(currentName(), font(), field.width() - 2, 1, Shortened::atEnd);
   painter.drawControl(QStyle::CE_ComboBoxLabel, option);
 }
 

@@ -12,11 +12,13 @@ namespace tarvex {
 
 class RegionPicker : public QComboBox {
  public:
-  using QComboBox::QComboBox;
+  explicit RegionPicker(QWidget *parent = nullptr);
 
   // The name may be any text; what does not fit into the list is shortened for display.
   void addRegion(const QString &name);
   QString currentName() const { return currentData().toString(); }  // whole
+
+  void showPopup() override;
 
  protected:
   void keyPressEvent(QKeyEvent *event) override;

@@ -398,7 +398,7 @@ class TestLauncherController : public QObject {
     const bool forGood = message.contains("configuration");
     QCOMPARE(button().isEnabled(), !forGood);
     QCOMPARE(picker().isEnabled(), !forGood);
-    QVERIFY(findButton("View Log").isVisible());
+    QTRY_VERIFY(findButton("View Log").isVisible());
     QVERIFY(calls().isEmpty());
     QCOMPARE(logged(), "");
   }

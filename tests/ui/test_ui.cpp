@@ -55,7 +55,7 @@ class TestUi : public QObject, public WindowDelegate {
                        controls->play, controls->log, controls->footer},
         *menu, *this);
     window->makeKeyAndOrderFront();
-    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    QTRY_VERIFY(controls->play.isVisible());
   }
   void cleanup() {
     controls.reset();
