@@ -219,21 +219,13 @@ void LauncherController::showCheckResult(const CheckOutcome &outcome) {
   logButton.hide();
   versionLabel.setToolTip({});
   showFooter();
-  if (outcome.launcherVersion) {
-    statusLabel.setText(QStringLiteral("Launcher update available"));
-    versionLabel.setText(u"Launcher " + *outcome.launcherVersion);
-    setButton(ButtonState::update);
-  } else if (outcome.clientRelease) {
-    statusLabel.setText(QStringLiteral("Update available"));
-    versionLabel.setText(u"Version " + *outcome.clientRelease);
-    setButton(ButtonState::update);
-  } else {
-    statusLabel.setText(u"Ready to play " +
-                        selectedRegionName().value_or(QStringLiteral("Tarvex")));
-    versionLabel.setText(QStringLiteral("Your game is up to date."));
+  const CheckResult result = checkResult(outcome, selectedRegionName());
+  statusLabel.setText(result.status);
+  versionLabel.setText(result.versionLine);
+  if (!result.offersUpdate) {
     showInstalledVersion(QStringLiteral("Installed"));
-    setButton(ButtonState::play);
   }
+  setButton(result.offersUpdate ? ButtonState::update : ButtonState::play);
 
   const FollowUp next = followUp(outcome, automaticUpdatePending, playAfterCheck);
   automaticUpdatePending = next.automaticUpdatePending;

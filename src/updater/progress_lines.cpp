@@ -150,6 +150,14 @@ LineEffect interpretLine(QStringView line, Mode mode, const std::optional<QStrin
   return effect;
 }
 
+std::vector<LineForm> lineForms() {
+  std::vector<LineForm> all;
+  for (const Form &form : forms) {
+    all.push_back({form.beginning, form.end, form.isWhole, form.inCheck});
+  }
+  return all;
+}
+
 double percentageOf(QStringView line) {
   std::string digits;
   bool foreign = false;

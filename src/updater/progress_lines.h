@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringView>
 #include <optional>
+#include <vector>
 
 #include "updater/check_report.h"
 #include "updater/mode.h"
@@ -39,6 +40,18 @@ struct LineEffect {
 // The line is trimmed and not empty. `regionName` is that of the selected region, if there is one.
 // In the mode check, only reports and errors have an effect.
 LineEffect interpretLine(QStringView line, Mode mode, const std::optional<QString> &regionName);
+
+// What a form looks like: a line that begins and, where `end` is not empty, ends with these texts,
+// or that is `beginning` and nothing else.
+struct LineForm {
+  QStringView beginning;
+  QStringView end;
+  bool isWhole;
+  bool inCheck;  // whether it counts in the mode check, too
+};
+
+// All forms, for whoever looks for lines that miss one narrowly.
+std::vector<LineForm> lineForms();
 
 // The number that all digits of the line make together, however they are set apart; 0 for none, and
 // for a line with any numeric character but 0 to 9. Never negative; infinite when it is too large

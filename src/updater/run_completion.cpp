@@ -46,6 +46,18 @@ Verdict judgeRun(const FinishedRun &run) {
   return judgePlay(run, succeeded);
 }
 
+CheckResult checkResult(const CheckOutcome &outcome, const std::optional<QString> &regionName) {
+  if (outcome.launcherVersion) {
+    return {QStringLiteral("Launcher update available"), u"Launcher " + *outcome.launcherVersion,
+            true};
+  }
+  if (outcome.clientRelease) {
+    return {QStringLiteral("Update available"), u"Version " + *outcome.clientRelease, true};
+  }
+  return {u"Ready to play " + regionName.value_or(QStringLiteral("Tarvex")),
+          QStringLiteral("Your game is up to date."), false};
+}
+
 FollowUp followUp(const CheckOutcome &outcome, bool automaticUpdatePending, bool playAfterCheck) {
   const bool available = outcome.updateAvailable();
   if (automaticUpdatePending && available) {

@@ -33,6 +33,15 @@ struct Verdict {
 
 Verdict judgeRun(const FinishedRun &run);
 
+// What a check that succeeded shows, and whether the primary button then offers Update or Play.
+struct CheckResult {
+  QString status;
+  QString versionLine;
+  bool offersUpdate = false;
+};
+
+CheckResult checkResult(const CheckOutcome &outcome, const std::optional<QString> &regionName);
+
 // What a check that succeeded leads to without a click.
 struct FollowUp {
   std::optional<Mode> run;
