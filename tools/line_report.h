@@ -1,0 +1,24 @@
+// What a line of an updater does, and what it was probably meant to do, in words for its author.
+#pragma once
+
+#include <QString>
+#include <QStringView>
+#include <vector>
+
+#include "updater/mode.h"
+#include "updater/progress_lines.h"
+
+namespace tarvex {
+
+// The line as it can be printed: control characters are shown, and do nothing.
+QString printable(QStringView line);
+
+bool hasEffect(const LineEffect &effect);
+
+// "status “…”; bar at 37", for instance.
+QString describe(const LineEffect &effect);
+
+// Why the line may do less than, or something else than, its author thinks. Mostly empty.
+std::vector<QString> warningsAbout(QStringView line, Mode mode);
+
+}  // namespace tarvex
