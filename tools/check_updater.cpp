@@ -145,6 +145,9 @@ void Rehearsal::openLauncher(const std::filesystem::path &resources,
            u"version");
     }
   }
+  if (m_relaunches > 0 && m_version == m_relaunchedFrom) {
+    warn(QStringLiteral("the new launcher has the version of the old one"));
+  }
   const auto fail = [this](const QString &why) {
     warn(QString::fromStdString(m_resources / updaterConfiguration) + u": " + why);
     failToStart(QStringLiteral("The launcher region configuration is invalid."));
@@ -263,7 +266,7 @@ void Rehearsal::showInstalled(const QString &prefix) const {
   const auto bytes = readFile(file);
   const auto installed = bytes ? parseInstalledMetadata(*bytes) : std::nullopt;
   say(u"      footer “" + footerText(m_version, installed) + u'”' +
-      (installed ? u", version line “" + installedVersionText(prefix, *installed) + u'”'
+      (installed ? u", version line now “" + installedVersionText(prefix, *installed) + u'”'
                  : QString()));
   if (!installed) {
     warn(QString::fromStdString(file) +
@@ -374,20 +377,19 @@ void Rehearsal::relaunch() {
   }
   constexpr int mostRelaunches = 3;
   if (++m_relaunches > mostRelaunches) {
-    fail(QStringLiteral("the launcher is updated again and again"));
+    say(QStringLiteral("  => FAILURE: it would go on like this, so the rehearsal ends here"));
+    QCoreApplication::exit(failed);
     return;
   }
   const std::filesystem::path retired = retiredBundle(bundle);
   say(u"      " + QString::fromStdString(retired) +
-      (std::filesystem::exists(retired) ? u": the new launcher deletes it" : u": not there"));
+      (std::filesystem::remove_all(retired) > 0 ? u": deleted by the new launcher"
+                                                : u": not there"));
   m_relaunchedFrom = m_version;
   m_automaticUpdatePending = true;
   m_updatedAfter.reset();
   say(QStringLiteral("\nThe new launcher starts"));
   openLauncher(contents / "Resources", m_region.id, bundle);
-  if (m_version == m_relaunchedFrom) {
-    warn(QStringLiteral("it has the version of the old one"));
-  }
 }
 
 // --- The program ---------------------------------------------------------------------------------
