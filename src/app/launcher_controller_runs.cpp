@@ -241,12 +241,17 @@ void LauncherController::relaunch(const std::function<void(bool started)> &compl
     completion(false);
     return;
   }
-  openBundle(relaunchArguments({*ownBundle, selectedRegionId(), launcherVersion(),
-                                options.noSelfUpdate, options.gameArguments}),
-             environment, this, [this, completion](int status) {
-               appendLog(relaunchLogEntry(status));
-               completion(status == 0);
-             });
+  const std::error_code notRun =
+      openBundle(relaunchArguments({*ownBundle, selectedRegionId(), launcherVersion(),
+                                    options.noSelfUpdate, options.gameArguments}),
+                 environment, this, [this, completion](int status) {
+                   appendLog(relaunchLogEntry(status));
+                   completion(status == 0);
+                 });
+  if (notRun) {
+    appendLog(relaunchFailureLogEntry(notRun));
+    completion(false);
+  }
 }
 
 }  // namespace tarvex

@@ -1,6 +1,10 @@
 #include "platform/bundle_opener.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <filesystem>
 
 #include "platform/application.h"
 #include "platform/bundle.h"
@@ -9,44 +13,90 @@
 namespace tarvex {
 namespace {
 
-enum Status { started = 0, notStarted = 1, notUnderstood = 2, noInformation = 3 };
+enum Status {
+  started,
+  notStarted,
+  notUnderstood,
+  noBundle,
+  noFolder,
+  noInformation,
+  noProgram,
+  notReadable,
+  notExecutable,
+};
 
-int failed(Status status, const std::string &why) {
-  std::fprintf(stderr, "open: %s\n", why.c_str());
-  return status;
+// The name stands for a file in the bundle's folder of programs, and for nothing elsewhere.
+bool isFileName(const std::string &name) {
+  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+}
+
+Status whyNotRead(const std::error_code &error) {
+  return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory
+             ? noProgram
+             : notReadable;
+}
+
+Status whyNotStarted(const std::error_code &error) {
+  return error == std::errc::permission_denied || error == std::errc::executable_format_error
+             ? notExecutable
+             : notStarted;
 }
 
 // In our own process, not in a tool's: an update may have moved or deleted the folder that a tool
 // would lie in. The arguments are copied into the new process; nothing of it stays with us.
-int startInstance(const std::vector<std::string> &arguments,
-                  const std::vector<std::string> &environment) {
+std::error_code startInstance(const std::vector<std::string> &arguments,
+                              const std::vector<std::string> &environment, Status &status) {
+  const auto failed = [&status](Status reason, const std::string &line) {
+    status = reason;
+    std::fprintf(stderr, "open: %s\n", line.c_str());
+    return std::error_code();
+  };
   constexpr std::size_t fixedArguments = 3;
   if (arguments.size() < fixedArguments || arguments[0] != "-n" || arguments[2] != "--args") {
     return failed(notUnderstood, "usage: open -n BUNDLE --args [ARGUMENT]...");
   }
-  const std::filesystem::path contents = std::filesystem::path(arguments[1]) / "Contents";
-  const auto information = readInformation(contents / "Info.plist");
+  const std::filesystem::path bundle = arguments[1];
+  std::error_code error;
+  const std::filesystem::file_status found = std::filesystem::status(bundle, error);
+  if (!std::filesystem::is_directory(found)) {
+    return std::filesystem::exists(found) ? failed(noFolder, arguments[1] + ": not a folder")
+                                          : failed(noBundle, arguments[1] + ": not found");
+  }
+  const BundleInformation information = readInformation(bundle / "Contents/Info.plist");
   const auto name = information.find("CFBundleExecutable");
-  if (name == information.end()) {
+  if (name == information.end() || !isFileName(name->second)) {
     return failed(noInformation, arguments[1] + ": no Info.plist that names a program");
   }
-  const Program program{contents / bundleProgramFolder / name->second,
+  const Program program{bundle / "Contents" / bundleProgramFolder / name->second,
                         {arguments.begin() + fixedArguments, arguments.end()},
                         environment};
-  pid_t child = -1;
-  if (const std::error_code error = spawn(program, std::nullopt, Session::ownOfItsOwn, child)) {
-    return failed(notStarted, program.executable + ": " + error.message());
+  if (::access(program.executable.c_str(), R_OK) != 0) {
+    error.assign(errno, std::system_category());
+    return failed(whyNotRead(error), program.executable + ": " + error.message());
   }
-  return started;
+  pid_t child = -1;
+  error = spawn(program, std::nullopt, Session::ownOfItsOwn, child);
+  if (error == std::errc::resource_unavailable_try_again || error == std::errc::not_enough_memory) {
+    return error;
+  }
+  if (error) {
+    return failed(whyNotStarted(error), program.executable + ": " + error.message());
+  }
+  status = started;
+  return {};
 }
 
 }  // namespace
 
-void openBundle(const std::vector<std::string> &arguments,
-                const std::vector<std::string> &environment, QObject *receiver,
-                std::function<void(int status)> exited) {
-  handToMain(receiver, [status = startInstance(arguments, environment),
-                        exited = std::move(exited)] { exited(status); });
+std::error_code openBundle(const std::vector<std::string> &arguments,
+                           const std::vector<std::string> &environment, QObject *receiver,
+                           std::function<void(int status)> exited) {
+  Status status = notStarted;
+  const std::error_code error = startInstance(arguments, environment, status);
+  if (!error) {
+    handToMain(receiver, [status, exited = std::move(exited)] { exited(status); });
+  }
+  return error;
 }
 
 }  // namespace tarvex

@@ -29,4 +29,8 @@ std::string relaunchLogEntry(int status) {
   return "The updated launcher would not start (open exited " + std::to_string(status) + ").\n";
 }
 
+std::string relaunchFailureLogEntry(const std::error_code &error) {
+  return "The updated launcher could not be started: " + error.message() + "\n";
+}
+
 }  // namespace tarvex

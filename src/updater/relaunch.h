@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace tarvex {
@@ -21,7 +22,8 @@ struct Relaunch {
 // launcher, with which the new instance goes on where this one stopped.
 std::vector<std::string> relaunchArguments(const Relaunch &relaunch);
 
-// The log's entry on how the tool ended.
+// The log's entry on how the tool ended, and on why it could not be run at all.
 std::string relaunchLogEntry(int status);
+std::string relaunchFailureLogEntry(const std::error_code &error);
 
 }  // namespace tarvex
