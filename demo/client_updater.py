@@ -7,7 +7,7 @@
                       [--check | --update-only | -- GAME ARGUMENT...]
 
     --check        says in one UPDATE_CHECK line what could be updated; changes nothing
-    --update-only  brings the client up to date
+    --update-only  brings the launcher up to date, or else the client
     neither        does the same, then runs the game and ends with the game's exit status
 
 The launcher reads standard output and standard error as one stream of UTF-8 lines and acts on
@@ -21,18 +21,26 @@ and the archive that it names. What is installed lies in
     current.json  describes the installed client; replacing it is the one step that switches over
     releases/     a folder for each client; all that current.json does not name is rubbish
     lock          held exclusively to install, shared to play
+
+RELEASES/launcher/, when there is one, holds launcher.json and the archive of a launcher bundle. It
+is unpacked beside the launcher's own bundle, NAME.app, as NAME.app.new; swapping the two is the one
+step that switches over. The old one goes to NAME.app.old, which the next launcher deletes when it
+starts. The launcher that reads "Installed launcher" and exit status 0 starts the new one and ends;
+what else there is to update is left to the new one, which brings an updater of its own.
 """
 
 from __future__ import annotations
 
 import argparse
 import contextlib
+import ctypes
 import errno
 import fcntl
 import gzip
 import hashlib
 import json
 import os
+import plistlib
 import pwd
 import re
 import shutil
@@ -50,15 +58,18 @@ GAME = "tarvex-game"
 BLOCK_SIZE = 8192
 REGION_ID = r"[a-z][a-z0-9-]{0,31}"
 
-# The text fields of release.json, each with the form that its whole value must have. The launcher
-# rejects a check report whose release or world does not look like this.
-RELEASE_FIELDS = {
-    "releaseId": r"[A-Za-z0-9][A-Za-z0-9._-]{0,63}",
-    "sourceRevision": r"[0-9a-f]{40}",
-    "worldVersion": r"[0-9]{1,9}\.[0-9]{1,9}\.[0-9]{1,9}\.[0-9a-f]{12}",
+# The text fields of release.json and launcher.json, each with the form that its whole value must
+# have. The launcher rejects a check report whose release, world or version does not look like this.
+ARCHIVE_FIELDS = {
     "archive": r"[A-Za-z0-9][A-Za-z0-9._-]*",
     "sha256": r"[0-9a-f]{64}",
 }
+RELEASE_FIELDS = ARCHIVE_FIELDS | {
+    "releaseId": r"[A-Za-z0-9][A-Za-z0-9._-]{0,63}",
+    "sourceRevision": r"[0-9a-f]{40}",
+    "worldVersion": r"[0-9]{1,9}\.[0-9]{1,9}\.[0-9]{1,9}\.[0-9a-f]{12}",
+}
+LAUNCHER_FIELDS = ARCHIVE_FIELDS | {"version": r"[0-9a-f]{16}"}
 
 # What current.json takes over from release.json. The launcher shows the first three; the checksum
 # lets a release that was published again under its old name count as an update.
@@ -74,6 +85,17 @@ class Region(NamedTuple):
     offered: Path  # the folder with release.json and the archive
     installed: Path
     download_seconds: float
+
+
+class Download(NamedTuple):
+    product: str  # "client" or "launcher"
+    version: str
+    folder: Path
+    description: dict  # of the archive in the folder
+    seconds: float
+
+    def __str__(self) -> str:
+        return f"{self.product} {self.version}"
 
 
 def say(line: str) -> None:
@@ -114,21 +136,54 @@ def find_region(config_file: Path, region_id: str) -> Region:
     return Region(names[region_id], releases / region_id, installed, download_seconds)
 
 
-def offered_release(region: Region) -> dict:
+def read_description(path: Path, fields: dict[str, str], name: str) -> dict:
     try:
-        release = read_object(region.offered / "release.json")
+        description = read_object(path)
     except FileNotFoundError as error:
-        raise UpdateError(f"No release is offered for {region.name}.") from error
+        raise UpdateError(f"No release is offered for {name}.") from error
     except (OSError, ValueError) as error:
-        raise UpdateError(f"The release of {region.name} has no readable description.") from error
+        raise UpdateError(f"The release of {name} has no readable description.") from error
     texts_fit = all(
-        isinstance(release.get(field), str) and re.fullmatch(form, release[field])
-        for field, form in RELEASE_FIELDS.items()
+        isinstance(description.get(field), str) and re.fullmatch(form, description[field])
+        for field, form in fields.items()
     )
-    size = release.get("size")
+    size = description.get("size")
     if not texts_fit or type(size) is not int or size <= 0:
-        raise UpdateError(f"The release of {region.name} is described wrongly.")
-    return release
+        raise UpdateError(f"The release of {name} is described wrongly.")
+    return description
+
+
+def offered_release(region: Region) -> dict:
+    return read_description(region.offered / "release.json", RELEASE_FIELDS, region.name)
+
+
+def launcher_description(region: Region) -> Path:
+    return region.offered.with_name("launcher") / "launcher.json"
+
+
+def offered_launcher(region: Region) -> dict:
+    return read_description(launcher_description(region), LAUNCHER_FIELDS, "the launcher")
+
+
+def launcher_offer(region: Region, arguments: argparse.Namespace) -> str:
+    """The launcher's part of the check report."""
+    if not arguments.launcher_bundle or not arguments.launcher_version:
+        return "unpackaged"
+    if not launcher_description(region).exists():
+        return "unconfigured"
+    may_replace = os.access(Path(arguments.launcher_bundle).parent, os.W_OK)
+    if arguments.no_self_update or not may_replace:
+        return "unknown"
+    try:
+        version = offered_launcher(region)["version"]
+    except UpdateError as error:
+        say(f"The launcher stays as it is. {error}")  # for the log: this keeps nobody from playing
+        return "unknown"
+    # A launcher that was started by the offered version must not go back to it, or the two would
+    # take turns for ever.
+    if version in (arguments.launcher_version, arguments.relaunched_from):
+        return "current"
+    return f"available:{version}"
 
 
 def installed_client(region: Region) -> dict:
@@ -163,20 +218,31 @@ def make_private_folder(path: Path) -> None:
         path.mkdir(mode=0o700, exist_ok=True)
 
 
+def remove(path: Path) -> None:
+    """Removes a file, a link or a folder as far as it can be removed."""
+    if path.is_dir() and not path.is_symlink():
+        shutil.rmtree(path, ignore_errors=True)
+    else:
+        path.unlink(missing_ok=True)
+
+
 @contextlib.contextmanager
-def locked(region: Region, kind: int):
+def locked(path: Path, kind: int, others: str):
     # A lock needs no right to write, so an installed game can be played from a read-only disk.
-    lock = os.open(region.installed / "lock", os.O_RDONLY | os.O_CREAT, 0o600)
+    lock = os.open(path, os.O_RDONLY | os.O_CREAT, 0o600)
     try:
         try:
             fcntl.flock(lock, kind | fcntl.LOCK_NB)
         except BlockingIOError as error:
-            raise UpdateError(
-                f"{region.name} is being updated or played already. Try again when that has ended."
-            ) from error
+            raise UpdateError(f"{others} already. Try again when that has ended.") from error
         yield
     finally:
         os.close(lock)
+
+
+def locked_region(region: Region, kind: int):
+    others = f"{region.name} is being updated or played"
+    return locked(region.installed / "lock", kind, others)
 
 
 def flush_to_disk(*paths: Path) -> None:
@@ -188,13 +254,13 @@ def flush_to_disk(*paths: Path) -> None:
             os.close(descriptor)
 
 
-def download(region: Region, release: dict, target) -> str:
+def copy_archive(download: Download, target) -> str:
     """Copies the archive to target and returns its SHA-256."""
     try:
-        source = open(region.offered / release["archive"], "rb")
+        source = open(download.folder / download.description["archive"], "rb")
     except OSError as error:
-        raise UpdateError(f"Client {release['releaseId']} cannot be downloaded.") from error
-    size, copied, shown = release["size"], 0, -1
+        raise UpdateError(f"The archive of {download} cannot be downloaded.") from error
+    size, copied, shown = download.description["size"], 0, -1
     digest = hashlib.sha256()
     with source:
         while copied <= size and (block := source.read(BLOCK_SIZE)):
@@ -203,25 +269,37 @@ def download(region: Region, release: dict, target) -> str:
             copied += len(block)
             percent = min(100 * copied // size, 100)
             if percent > shown:
-                say(f"Downloading client: {percent}%")
+                say(f"Downloading {download.product}: {percent}%")
                 shown = percent
             # A local copy would be over before anybody could see the bar move.
-            time.sleep(region.download_seconds * len(block) / size)
+            time.sleep(download.seconds * len(block) / size)
     if copied != size:
-        raise UpdateError(f"The download of client {release['releaseId']} has the wrong size.")
+        raise UpdateError(f"The download of {download} has the wrong size.")
     return digest.hexdigest()
 
 
-def unpack(archive, folder: Path, release: dict) -> None:
+@contextlib.contextmanager
+def downloaded(download: Download, folder: Path):
+    """The archive as a file, once it has proved to be what was published."""
+    # It has no name on the disk, so that it vanishes however this process ends.
+    with tempfile.TemporaryFile(dir=folder) as archive:
+        checksum = copy_archive(download, archive)
+        say(f"Verifying and installing {download.product}…")
+        if checksum != download.description["sha256"]:
+            raise UpdateError(f"The download of {download} is damaged.")
+        archive.seek(0)
+        yield archive
+
+
+def unpack(archive, folder: Path, download: Download) -> None:
     """Takes names, contents and the right to execute from the archive, and nothing else."""
-    client = f"Client {release['releaseId']}"
     try:
         with tarfile.open(fileobj=archive, mode="r:gz") as members:
             for member in members:
                 path = PurePosixPath(member.name)
                 stays_inside = not path.is_absolute() and ".." not in path.parts
                 if not stays_inside or not (member.isfile() or member.isdir()):
-                    raise UpdateError(f"{client} contains the unsafe entry “{member.name}”.")
+                    raise UpdateError(f"The archive of {download} contains the unsafe entry “{member.name}”.")
                 if member.isdir():
                     make_private_folder(folder / path)
                     continue
@@ -230,9 +308,7 @@ def unpack(archive, folder: Path, release: dict) -> None:
                     shutil.copyfileobj(members.extractfile(member), target)
                 (folder / path).chmod(0o700 if member.mode & 0o100 else 0o600)
     except (tarfile.TarError, gzip.BadGzipFile, zlib.error, EOFError) as error:
-        raise UpdateError(f"{client} cannot be unpacked.") from error
-    if not can_be_started(folder / GAME):
-        raise UpdateError(f"{client} does not contain the game.")
+        raise UpdateError(f"The archive of {download} cannot be unpacked.") from error
 
 
 def replace_current(region: Region, description: dict) -> None:
@@ -248,17 +324,15 @@ def replace_current(region: Region, description: dict) -> None:
 
 def install(region: Region, release: dict) -> None:
     releases = region.installed / "releases"
-    # The archive has no name on the disk, so that it vanishes however this process ends.
-    with tempfile.TemporaryFile(dir=releases) as archive:
-        checksum = download(region, release, archive)
-        say("Verifying and installing client…")
-        if checksum != release["sha256"]:
-            raise UpdateError(f"The download of client {release['releaseId']} is damaged.")
-        archive.seek(0)
+    seconds = region.download_seconds
+    download = Download("client", release["releaseId"], region.offered, release, seconds)
+    with downloaded(download, releases) as archive:
         # Never a folder that exists already, not even for a repair: until current.json changes,
         # all that belongs to the installed game stays as it is.
-        folder = Path(tempfile.mkdtemp(prefix=f"{release['releaseId']}-", dir=releases))
-        unpack(archive, folder, release)
+        folder = Path(tempfile.mkdtemp(prefix=f"{download.version}-", dir=releases))
+        unpack(archive, folder, download)
+    if not can_be_started(folder / GAME):
+        raise UpdateError(f"The archive of {download} does not contain the game.")
     flush_to_disk(*folder.rglob("*"), folder, releases)
     description = {field: release[field] for field in INSTALLED_FIELDS}
     replace_current(region, {**description, "folder": folder.name})
@@ -272,18 +346,95 @@ def remove_rubbish(region: Region) -> None:
             shutil.rmtree(folder, ignore_errors=True)
 
 
+# --- Replacing the launcher ----------------------------------------------------------------------
+
+
+def is_launcher(bundle: Path, version: str) -> bool:
+    try:
+        information = plistlib.loads((bundle / "Contents/Info.plist").read_bytes())
+        program = bundle / "Contents/Linux" / information["CFBundleExecutable"]
+        return information["CFBundleVersion"] == version and can_be_started(program)
+    except Exception:  # there are many ways in which a property list can be damaged
+        return False
+
+
+def exchange(one: Path, other: Path) -> bool:
+    """Swaps two names in one step; false where the system or the disk cannot do that."""
+    at_working_directory, exchange_both = -100, 2  # AT_FDCWD and RENAME_EXCHANGE
+    try:
+        renameat2 = ctypes.CDLL(None, use_errno=True).renameat2
+    except AttributeError:
+        return False
+    names = [ctypes.c_char_p(os.fsencode(path)) for path in (one, other)]
+    if renameat2(at_working_directory, names[0], at_working_directory, names[1], exchange_both) == 0:
+        return True
+    error = ctypes.get_errno()
+    if error in (errno.ENOSYS, errno.EINVAL):
+        return False
+    raise OSError(error, os.strerror(error), str(one), None, str(other))
+
+
+def put_in_place(new: Path, bundle: Path) -> None:
+    """Gives the new bundle the place, and retires the old one. Whenever this process is killed, a
+    whole bundle is at the place."""
+    retired = bundle.with_name(bundle.name + ".old")
+    remove(retired)
+    if exchange(new, bundle):
+        with contextlib.suppress(OSError):  # then it goes with what else is left of the update
+            new.rename(retired)
+        return
+    # Two steps, for a moment without a bundle: here only a kill at that moment does harm.
+    try:
+        bundle.rename(retired)
+        new.rename(bundle)
+    except BaseException:
+        if not bundle.exists():
+            retired.rename(bundle)
+        raise
+
+
+def install_launcher(download: Download, bundle: Path) -> None:
+    new = bundle.with_name(bundle.name + ".new")
+    remove(new)  # of an update that was killed
+    try:
+        with downloaded(download, bundle.parent) as archive:
+            unpack(archive, new, download)
+        if not is_launcher(new, download.version):
+            raise UpdateError(f"The archive of {download} does not contain that launcher.")
+        # As open to other users as the bundle that it replaces.
+        access = bundle.stat().st_mode & 0o777
+        for path in (*new.rglob("*"), new):
+            path.chmod(access if path.stat().st_mode & 0o100 else access & 0o666)
+        flush_to_disk(*new.rglob("*"), new)
+        put_in_place(new, bundle)
+    finally:
+        remove(new)
+    flush_to_disk(bundle.parent)
+
+
+def update_launcher(region: Region, arguments: argparse.Namespace) -> bool:
+    """Whether there was a new launcher, which is installed now."""
+    if not launcher_offer(region, arguments).startswith("available:"):
+        return False
+    offered = offered_launcher(region)
+    folder = launcher_description(region).parent
+    seconds = region.download_seconds
+    download = Download("launcher", offered["version"], folder, offered, seconds)
+    make_private_folder(support_folder())
+    lock = support_folder() / "launcher.lock"
+    with locked(lock, fcntl.LOCK_EX, "The launcher is being updated"):
+        say(f"Updating launcher to {download.version}…")
+        install_launcher(download, Path(arguments.launcher_bundle))
+    say(f"Installed launcher {download.version}. Restarting…")
+    return True
+
+
 # --- The three modes -----------------------------------------------------------------------------
-
-
-def launcher_offer(arguments: argparse.Namespace) -> str:
-    """The launcher's part of the check report; this demo has no launcher builds to offer."""
-    packaged = arguments.launcher_bundle and arguments.launcher_version
-    return "unconfigured" if packaged else "unpackaged"
 
 
 def check(region: Region, arguments: argparse.Namespace) -> None:
     release = offered_release(region)
-    launcher = launcher_offer(arguments)
+    launcher = launcher_offer(region, arguments)
     client = "current" if is_current(region, release) else f"available:{release['releaseId']}"
     say(f"UPDATE_CHECK launcher={launcher} client={client} world={release['worldVersion']}")
 
@@ -294,7 +445,7 @@ def update(region: Region) -> None:
         say(f"Client {release['releaseId']} is current.")
         return
     make_private_folder(region.installed / "releases")
-    with locked(region, fcntl.LOCK_EX):
+    with locked_region(region, fcntl.LOCK_EX):
         say(f"Updating to client {release['releaseId']}…")
         remove_rubbish(region)
         try:
@@ -306,7 +457,7 @@ def update(region: Region) -> None:
 
 def play(region: Region, game_arguments: list[str]) -> int:
     update(region)
-    with locked(region, fcntl.LOCK_SH):
+    with locked_region(region, fcntl.LOCK_SH):
         program = game_program(region)
         if not can_be_started(program):
             raise UpdateError("The game is not installed completely.")
@@ -374,7 +525,7 @@ def parse_arguments(words: list[str]) -> argparse.Namespace:
 def sentence_for(error: OSError) -> str:
     if error.errno in (errno.ENOSPC, errno.EDQUOT):
         return "There is not enough free space on the disk."
-    files = f"its files in {support_folder()}"
+    files = error.filename or f"its files in {support_folder()}"
     if error.errno in (errno.EACCES, errno.EPERM, errno.EROFS):
         return f"Tarvex has no permission to use {files}."
     return f"Tarvex cannot use {files} ({error.strerror})."
@@ -385,6 +536,8 @@ def run(words: list[str]) -> int:
     region = find_region(arguments.config, arguments.region)
     if arguments.check:
         check(region, arguments)
+    elif update_launcher(region, arguments):
+        pass  # the new launcher goes on from here
     elif arguments.update_only:
         update(region)
     else:

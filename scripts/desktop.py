@@ -7,7 +7,9 @@ at a time, because the accessibility client belongs to the process.
 """
 
 import os
+import select
 import shutil
+import signal
 import subprocess
 import tempfile
 import time
@@ -96,21 +98,60 @@ class Desktop:
             return answer.readline().strip(), process
 
     def launch(self, bundle, home, *arguments, environment=None, preexec_fn=None):
-        return Launcher(self, Path(bundle), Path(home), arguments, environment or {}, preexec_fn)
+        return Launcher(self, home, subprocess.Popen(
+            [Path(bundle) / "Contents/Linux/tarvex-launcher", *arguments],
+            env={**os.environ, "HOME": str(home), "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
+                 **(environment or {})},
+            preexec_fn=preexec_fn))
+
+    def applications(self):
+        """What has windows, as the accessibility tree has it, by the number of its process."""
+        root = self.atspi.get_desktop(0)
+        found = [root.get_child_at_index(index) for index in range(root.get_child_count())]
+        return {one.get_process_id(): one for one in found if one is not None}
+
+
+class ForeignProcess:
+    """A process that somebody else has started, with what Popen offers of it, but for the status."""
+
+    def __init__(self, pid):
+        self.pid = pid
+        self._descriptor = os.pidfd_open(pid)
+
+    def poll(self):
+        return self.wait(timeout=0)
+
+    def wait(self, timeout=None):
+        """0 once the process has ended, None when it has not by then."""
+        return 0 if select.select([self._descriptor], [], [], timeout)[0] else None
+
+    def send_signal(self, number):
+        signal.pidfd_send_signal(self._descriptor, number)
+
+    def kill(self):
+        self.send_signal(signal.SIGKILL)
 
 
 class Launcher:
     """A running launcher and its window."""
 
-    def __init__(self, desktop, bundle, home, arguments, environment, preexec_fn):
+    def __init__(self, desktop, home, process):
         self.desktop = desktop
-        self.log = home / "Library/Application Support/Tarvex/launcher.log"
-        self.process = subprocess.Popen(
-            [bundle / "Contents/Linux/tarvex-launcher", *arguments],
-            env={**os.environ, "HOME": str(home), "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
-                 **environment},
-            preexec_fn=preexec_fn)
+        self.home = Path(home)
+        self.log = self.home / "Library/Application Support/Tarvex/launcher.log"
+        self.process = process
         self._frame = None
+
+    def successor(self):
+        """The instance that this one has started in its place."""
+        own = f"HOME={self.home}"
+
+        def find():
+            return [pid for pid in self.desktop.applications() if pid != self.process.pid
+                    and own in Path(f"/proc/{pid}/environ").read_text().split("\0")]
+
+        [pid] = wait_until(find, "the next instance")
+        return Launcher(self.desktop, self.home, ForeignProcess(pid))
 
     def __enter__(self):
         return self
@@ -123,11 +164,8 @@ class Launcher:
     def frame(self):
         """The window in the accessibility tree, or None before it is there."""
         if self._frame is None:
-            root = self.desktop.atspi.get_desktop(0)
-            for index in range(root.get_child_count()):
-                application = root.get_child_at_index(index)
-                if application is not None and application.get_process_id() == self.process.pid:
-                    self._frame = application.get_child_at_index(0)
+            application = self.desktop.applications().get(self.process.pid)
+            self._frame = application and application.get_child_at_index(0)
         return self._frame
 
     def controls(self):

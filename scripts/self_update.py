@@ -1,0 +1,79 @@
+"""Lets the launcher replace itself: two bundles of the same program, the older one to be started and
+the newer one published for it, together with the demo's releases. Opens the older one; without a
+display, uses it on a virtual one, prints what the windows show, and leaves pictures."""
+
+import json
+import os
+import plistlib
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+
+OLD, NEW = "a" * 16, "b" * 16
+PUBLISH = Path(__file__).resolve().parents[1] / "demo/publish.py"
+
+
+def set_version(bundle, version):
+    information = bundle / "Contents/Info.plist"
+    properties = plistlib.loads(information.read_bytes())
+    information.write_bytes(plistlib.dumps({**properties, "CFBundleVersion": version}))
+
+
+def prepare(built, folder):
+    """Leaves the old bundle and the releases in the folder. Returns the bundle."""
+    bundle, releases = folder / built.name, folder / "releases"
+    shutil.copytree(built, bundle)
+    (bundle / "Contents/Resources/releases").rename(releases)
+    config = bundle / "Contents/Resources/launcher-config.json"
+    config.write_text(json.dumps({**json.loads(config.read_bytes()), "releases": str(releases)}))
+    set_version(bundle, NEW)
+    subprocess.run(["/usr/bin/python3", PUBLISH, "--launcher", bundle, "--out", releases], check=True)
+    set_version(bundle, OLD)
+    return bundle
+
+
+def walk(bundle, home, pictures, *arguments):
+    """What a player would see, on a virtual desktop."""
+    from desktop import Desktop, wait_until
+    from walkthrough import show
+
+    def wait_for_bar(launcher):
+        wait_until(lambda: (look := launcher.look()) and (look.progress or 0) > 40, "a moving bar")
+
+    shutil.rmtree(pictures, ignore_errors=True)
+    pictures.mkdir(parents=True)
+    with Desktop() as desktop:
+        with desktop.launch(bundle, home, *arguments) as old:
+            show(old, pictures, "1-available", button="Update")
+            old.click("push button", "Update")
+            wait_for_bar(old)
+            show(old, pictures, "2-launcher", button="Updating…")
+            new = old.successor()
+            print(f"ended        with the start of the new one, exit status {old.process.wait(30)}")
+        with new:
+            wait_for_bar(new)
+            show(new, pictures, "3-client", button="Updating…")
+            show(new, pictures, "4-ready", button="Play")
+            retired = bundle.with_name(bundle.name + ".old")
+            wait_until(lambda: not retired.exists(), "the retired bundle to be removed")
+            print("removed      the retired bundle")
+            new.press("ctrl+q")
+            new.process.wait(30)
+            print("\nThe log:" + new.log.read_text())
+    print(f"Pictures: {os.path.relpath(pictures)}/")
+
+
+def main(built, folder, *arguments):
+    shutil.rmtree(folder, ignore_errors=True)
+    home = folder / "home"
+    home.mkdir(parents=True)
+    bundle = prepare(built, folder)
+    if os.environ.get("DISPLAY") or os.environ.get("WAYLAND_DISPLAY"):
+        program = bundle / "Contents/Linux/tarvex-launcher"
+        os.execve(program, [program, *arguments], {**os.environ, "HOME": str(home)})
+    walk(bundle, home, folder.parent / "pictures", *arguments)
+
+
+if __name__ == "__main__":
+    main(Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve(), *sys.argv[3:])
