@@ -28,6 +28,7 @@ void openMissingStandardDescriptors() {
 
 int main(int argc, char **argv) {
   using namespace tarvex;
+  settleSignals();
   openMissingStandardDescriptors();
   // Before the toolkit, which takes entries out of the environment that it means to have consumed.
   LauncherController::Surroundings surroundings{

@@ -18,26 +18,11 @@ namespace {
 
 constexpr std::array quitSignals{SIGINT, SIGTERM, SIGHUP};
 
-// Whoever starts us may leave any signal blocked or ignored. We need those that tell us to quit;
-// the exit status of children, which is lost while SIGCHLD is ignored; and to live on when a write
-// fails: that is an error like any other, and no reason to die.
-void settleSignals(void (*onQuit)(int)) {
-  const auto set = [](int signal, void (*handler)(int)) {
-    struct sigaction action {};
-    action.sa_handler = handler;
-    action.sa_flags = SA_RESTART;
-    ::sigaction(signal, &action, nullptr);
-  };
-  set(SIGCHLD, SIG_DFL);
-  set(SIGPIPE, SIG_IGN);
-  set(SIGXFSZ, SIG_IGN);
-  sigset_t wanted;
-  sigemptyset(&wanted);
-  for (const int signal : quitSignals) {
-    set(signal, onQuit);
-    sigaddset(&wanted, signal);
-  }
-  ::pthread_sigmask(SIG_UNBLOCK, &wanted, nullptr);
+void handle(int signal, void (*handler)(int)) {
+  struct sigaction action {};
+  action.sa_handler = handler;
+  action.sa_flags = SA_RESTART;
+  ::sigaction(signal, &action, nullptr);
 }
 
 // Signal and exit handlers get no argument; there is one application.
@@ -50,7 +35,24 @@ void onQuitSignal(int /*signal*/) {
   errno = before;
 }
 
+// Whoever starts us may leave any signal blocked or ignored.
+void receiveQuitSignals() {
+  sigset_t wanted;
+  sigemptyset(&wanted);
+  for (const int signal : quitSignals) {
+    handle(signal, onQuitSignal);
+    sigaddset(&wanted, signal);
+  }
+  ::pthread_sigmask(SIG_UNBLOCK, &wanted, nullptr);
+}
+
 }  // namespace
+
+void settleSignals() {
+  handle(SIGCHLD, SIG_DFL);
+  handle(SIGPIPE, SIG_IGN);
+  handle(SIGXFSZ, SIG_IGN);
+}
 
 QString quitTitle() {
   return QStringLiteral("Quit Tarvex Launcher");
@@ -81,7 +83,7 @@ Application::Application(int &argumentCount, char **arguments)
     takeEvent(m_quitSignal);
     terminate();
   });
-  settleSignals(onQuitSignal);
+  receiveQuitSignals();
 }
 
 Application::~Application() {
