@@ -3,6 +3,8 @@
 import hashlib
 import io
 import json
+import plistlib
+import shutil
 import signal
 import subprocess
 import tarfile
@@ -14,6 +16,7 @@ from pathlib import Path
 PYTHON = "/usr/bin/python3"
 DEMO = Path(__file__).resolve().parents[2] / "demo"
 REGION = "aurora-reach"
+OLD, NEW, OTHER = "a" * 16, "b" * 16, "c" * 16
 TIME_LIMIT = 30  # seconds, for anything that is waited for
 GAME = """#!/usr/bin/python3
 import os, signal, sys
@@ -22,6 +25,21 @@ print("game:", sys.argv[1:], flush=True)
 if "wait" in sys.argv: signal.pause()
 if "crash" in sys.argv: os.kill(os.getpid(), signal.SIGKILL)
 sys.exit(3 if "three" in sys.argv else 0)
+"""
+
+# Runs an updater that is killed before a certain one of its steps in a folder; before none of them,
+# when that is 0, but then two names cannot be swapped in one step.
+KILLED = """if True:
+    import os, runpy, signal, sys
+    def watch(event, arguments, steps=[0]):
+        if event == "ctypes.dlsym" and not last: raise AttributeError
+        if event == "ctypes.dlsym" or arguments and str(arguments[0]).startswith(folder):
+            steps[0] += 1
+            if steps[0] == last: os.kill(os.getpid(), signal.SIGKILL)
+    folder, last = sys.argv[1], int(sys.argv[2])
+    del sys.argv[:3]
+    sys.addaudithook(watch)
+    runpy.run_path(sys.argv[0], run_name="__main__")
 """
 
 
@@ -65,6 +83,8 @@ class ClientUpdaterTest(unittest.TestCase):
         self.offered = self.root / "releases" / REGION
         self.installed = self.root / "Library/Application Support/Tarvex/client/regions" / REGION
         self.config = self.root / "config.json"
+        self.bundle = self.root / "apps" / "Tarvex.app"
+        self.launcher = ("--launcher-bundle", str(self.bundle), "--launcher-version", OLD)
         (self.root / "game").write_text(GAME)
         self.configure(downloadSeconds=0)
         self.publish("1.0")
@@ -88,8 +108,33 @@ class ClientUpdaterTest(unittest.TestCase):
         (self.offered / release["archive"]).write_bytes(archive)
         (self.offered / "release.json").write_text(json.dumps({**release, **changes}))
 
-    def start(self, *words, region=REGION):
-        command = [PYTHON, DEMO / "client_updater.py", "--config", self.config, "--region", region]
+    def make_bundle(self, bundle, version, mode=0o755):
+        """A bundle with a program that says its version."""
+        program, data = bundle / "Contents/Linux/launcher", bundle / "Contents/Resources/data"
+        for path, text in ((program, f"#!/bin/sh\necho {version}\n"), (data, version)):
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_text(text)
+        program.chmod(mode)
+        information = {"CFBundleExecutable": "launcher", "CFBundleVersion": version}
+        (bundle / "Contents/Info.plist").write_bytes(plistlib.dumps(information))
+
+    def publish_launcher(self, version=NEW, **options):
+        self.make_bundle(self.root / "built", version, **options)
+        command = [PYTHON, DEMO / "publish.py", "--launcher", self.root / "built"]
+        subprocess.run([*command, "--out", self.root / "releases"], check=True)
+        return self.root / "releases/launcher/launcher.json"
+
+    def version_of(self, bundle):
+        """The version of everything in the bundle."""
+        starts = subprocess.run([bundle / "Contents/Linux/launcher"], stdout=subprocess.PIPE)
+        information = plistlib.loads((bundle / "Contents/Info.plist").read_bytes())
+        data = (bundle / "Contents/Resources/data").read_text()
+        self.assertEqual((starts.stdout.decode(), data), (information["CFBundleVersion"] + "\n",
+                                                          information["CFBundleVersion"]))
+        return data
+
+    def start(self, *words, region=REGION, driver=(DEMO / "client_updater.py",)):
+        command = [PYTHON, *driver, "--config", self.config, "--region", region]
         # A locale that knows ASCII only must not show in the output.
         ascii_only = {"LC_ALL": "C", "PYTHONCOERCECLOCALE": "0", "PYTHONUTF8": "0"}
         process = subprocess.Popen(
@@ -127,13 +172,26 @@ class ClientUpdaterTest(unittest.TestCase):
 
     def test_check_reports_and_changes_nothing(self):
         release = self.publish("1.0")
-        bundle = ("--launcher-bundle", "/x/Tarvex.app", "--launcher-version", "0123456789abcdef")
-        others = ("--relaunched-from", "fedcba9876543210", "--no-self-update")
-        for launcher, words in (("unpackaged", others), ("unconfigured", bundle + others)):
-            with self.subTest(launcher):
+        stays = ("--relaunched-from", OTHER, "--no-self-update")
+        back = ("--relaunched-from", NEW)
+        self.make_bundle(self.bundle, OLD)
+        rows = [
+            (None, stays, "unpackaged"),
+            (None, self.launcher + stays, "unconfigured"),
+            (NEW, stays, "unpackaged"),
+            (NEW, self.launcher + stays, "unknown"),
+            (NEW, self.launcher + stays[:2], f"available:{NEW}"),
+            (NEW, self.launcher + back, "current"),
+            (OLD, self.launcher, "current"),
+            ("not a version", self.launcher, "unknown"),
+        ]
+        for published, words, launcher in rows:
+            with self.subTest(launcher, published=published):
+                if published:
+                    self.publish_launcher(published)
                 report = f"launcher={launcher} client=available:1.0 world={release['worldVersion']}"
-                expected = (0, [f"UPDATE_CHECK {report}"])
-                self.assertEqual(self.run_to_end(*words, "--check"), expected)
+                status, lines = self.run_to_end(*words, "--check")
+                self.assertEqual((status, lines[-1]), (0, f"UPDATE_CHECK {report}"))
         self.assertEqual(self.everything_installed(), {})
 
     def test_update_says_each_step_and_replaces_what_is_installed(self):
@@ -156,6 +214,57 @@ class ClientUpdaterTest(unittest.TestCase):
             self.assertEqual(path.stat().st_mode & 0o777, 0o700, path)
         self.assertIn(" client=current ", self.run_to_end("--check")[1][0])
         self.assertEqual(self.run_to_end("--update-only"), (0, ["Client 2.0 is current."]))
+
+    def test_the_launcher_is_replaced_before_anything_else(self):
+        self.publish_launcher()
+        killed = ["-c", KILLED, self.bundle.parent, "0", DEMO / "client_updater.py"]
+        for driver in ({}, {"driver": killed}):
+            for mode in (("--update-only",), ("--", "wait")):
+                with self.subTest(mode=mode, **driver):
+                    shutil.rmtree(self.bundle.parent, ignore_errors=True)
+                    self.make_bundle(self.bundle, OLD)
+                    self.bundle.chmod(0o755)
+                    retired = self.bundle.with_name("Tarvex.app.old")
+                    retired.symlink_to(self.root)
+                    status, lines = self.run_to_end(*self.launcher, *mode, **driver)
+                    self.assertEqual((status, lines[0]), (0, f"Updating launcher to {NEW}…"))
+                    self.assertIn("Downloading launcher: 100%", lines)
+                    steps = ["Verifying and installing launcher…"]
+                    steps.append(f"Installed launcher {NEW}. Restarting…")
+                    self.assertEqual(lines[-2:], steps)
+                    self.assertEqual(self.version_of(self.bundle), NEW)
+                    self.assertEqual(self.version_of(retired), OLD)
+                    self.assertEqual(len(list(self.bundle.parent.iterdir())), 2)
+                    self.assertEqual((self.bundle / "Contents").stat().st_mode & 0o777, 0o755)
+
+    def test_a_bad_launcher_is_refused_and_the_old_one_stays(self):
+        rows = [
+            ("does not contain that launcher", {"version": OTHER}, {}),
+            ("does not contain that launcher", {}, {"mode": 0o644}),
+            ("is damaged", {"sha256": "0" * 64}, {}),
+        ]
+        self.make_bundle(self.bundle, OLD)
+        for sentence, changes, options in rows:
+            with self.subTest(sentence):
+                description = self.publish_launcher(**options)
+                content = json.loads(description.read_bytes())
+                description.write_text(json.dumps({**content, **changes}))
+                self.assert_fails(sentence, *self.launcher, "--update-only")
+                self.assertEqual(self.version_of(self.bundle), OLD)
+                self.assertEqual(list(self.bundle.parent.iterdir()), [self.bundle])
+
+    def test_a_kill_at_any_step_leaves_a_launcher_that_starts(self):
+        self.publish_launcher()
+        found = []
+        status = -signal.SIGKILL
+        while status == -signal.SIGKILL:
+            self.make_bundle(self.bundle, OLD)  # beside what the kill before has left
+            step = str(len(found) + 1)
+            driver = ["-c", KILLED, self.bundle.parent, step, DEMO / "client_updater.py"]
+            status, lines = self.run_to_end(*self.launcher, "--update-only", driver=driver)
+            found.append(self.version_of(self.bundle))
+        self.assertEqual((status, set(found[:-1])), (0, {OLD, NEW}), lines)
+        self.assertEqual(len(list(self.bundle.parent.iterdir())), 2)
 
     def test_a_game_whose_files_are_gone_is_installed_again(self):
         self.run_to_end("--update-only")
