@@ -12,6 +12,7 @@ import unittest
 import urllib.parse
 from pathlib import Path
 
+import self_update
 from desktop import Desktop, run, wait_until
 
 BUNDLE = Path(os.environ["TARVEX_BUNDLE"])
@@ -166,6 +167,114 @@ class EndTest(LauncherTest):
         self.assertTrue(Path(f"/proc/{self.children()[-1]['pid']}").exists())
         (self.resources / "over").touch()
         self.assert_ended(launcher)
+
+
+class RelaunchTest(LauncherTest):
+    GAME_ARGUMENTS = ["--seconds", "1", "two words", "it's \"quoted\" $HOME", "", "x" * 4096, "--"]
+    INSTALLS = [["print", "Installed launcher x. Restarting…\n"]]
+    # Takes the program's place, and notes down what it was started with.
+    RECORDER = """#!/usr/bin/python3
+import json, os, sys
+open_files = [name for name in os.listdir("/proc/self/fd") if os.path.exists("/proc/self/fd/" + name)]
+with open("{0}.part", "w") as record:
+    json.dump([sys.argv[1:], sorted(open_files), os.getsid(0) == os.getpid()], record)
+os.rename("{0}.part", "{0}")
+"""
+
+    def setUp(self):
+        super().setUp()
+        self.contents = self.bundle / "Contents"
+        self.program = self.contents / "Linux/tarvex-launcher"
+        self_update.set_version(self.bundle, self_update.OLD)
+
+    def test_from_the_old_launcher_to_the_game(self):
+        shutil.rmtree(self.bundle)
+        self_update.prepare(BUNDLE, self.folder)
+        launcher = self.launch("--region", "mossgate", "--", *self.GAME_ARGUMENTS)
+        found = launcher.wait_for(button="Update", status="Launcher update available")
+        self.assertIn(f"Launcher {self_update.OLD} ·", found.footer)
+        launcher.click("push button", "Update")
+        with launcher.successor() as new:
+            self.assert_ended(launcher)
+            ready = new.wait_for(button="Play", status="Ready to play Mossgate Hollow")
+            self.assertIn(f"Launcher {self_update.NEW} · Game 1.4.1.", ready.footer)
+            wait_until(lambda: len(list(self.folder.glob("*.app*"))) == 1, "nothing but the bundle")
+            new.press("Return")
+            new.process.wait(30)
+        log = new.log.read_text(encoding="utf-8")
+        self.assertRegex(log, r"\nStarted the updated launcher\.\n\n--- Launcher opened ")
+        told = re.search(r"\nStarting Tarvex…\nGame arguments: (.*)\n", log)[1]
+        self.assertEqual(json.loads(told), self.GAME_ARGUMENTS)
+
+    def test_what_the_new_instance_is_started_with(self):
+        self.plan(check=[UPDATE], update=self.INSTALLS)
+        launcher = self.launch("--region", "mossgate", "--no-self-update", "--", *self.GAME_ARGUMENTS)
+        launcher.wait_for(button="Update")
+        self_update.set_version(self.bundle, self_update.NEW)
+        record = self.folder / "record"
+        self.program.unlink()
+        self.program.write_text(self.RECORDER.format(record))
+        self.program.chmod(0o755)
+        launcher.press("Return")
+        self.assert_ended(launcher)
+        wait_until(record.exists, "the new instance")
+        expected = ["--region", "mossgate", "--continue", "--relaunched-from", self_update.OLD,
+                    "--no-self-update", "--", *self.GAME_ARGUMENTS]
+        self.assertEqual(json.loads(record.read_text()), [expected, ["0", "1", "2"], True])
+
+    def test_failures_are_told_apart_and_retry_works(self):
+        def named(value):
+            text = f"<plist><dict><key>CFBundleExecutable</key>{value}</dict></plist>"
+            return lambda: information.write_text(text)
+
+        def program(text):
+            return lambda: (self.program.write_text(text), self.program.chmod(0o755))
+
+        def move_away():
+            self.bundle.rename(self.folder / "away")
+
+        information = self.contents / "Info.plist"
+        rows = [  # the exit status, and what happens to the bundle; to the program, when it is gone
+            (1, program("#!/nonexistent\n")),
+            (3, move_away),
+            (4, lambda: (move_away(), self.bundle.touch())),
+            (5, information.unlink),
+            (5, lambda: information.write_text("<plist><dict>")),
+            (5, named("<string></string>")),
+            (5, named("<string>..</string>")),
+            (5, named("<string>/usr/bin/true</string>")),
+            (5, named("<integer>7</integer>")),
+            (6, lambda: None),
+            (7, lambda: self.program.symlink_to(self.program)),  # not even root can read that
+            (8, self.program.touch),
+            (8, program("no program")),
+            (8, self.program.mkdir),
+        ]
+        whole, go, errors = (self.folder / name for name in ("whole", "go", "errors"))
+        self.plan(check=[UPDATE], update=[["wait for", str(go)], *self.INSTALLS])
+        shutil.copytree(self.bundle, whole)
+        errors.touch()
+        launcher = self.enterContext(desktop.launch(
+            self.bundle, self.home,
+            preexec_fn=lambda: os.dup2(os.open(errors, os.O_WRONLY | os.O_APPEND), 2)))
+        for number, (status, break_bundle) in enumerate(rows, 1):
+            launcher.wait_for(button="Update")
+            launcher.press("Return")
+            launcher.wait_for(button="Updating…")
+            self.program.unlink()
+            break_bundle()
+            go.touch()
+            launcher.wait_for(
+                button="Retry", status="Couldn’t start the game", log_button=True,
+                version="The updated launcher was installed but could not be started.")
+            entry = f"\nThe updated launcher would not start (open exited {status}).\n"
+            self.assertTrue(launcher.log.read_text().endswith(entry), f"not {status}, row {number}")
+            self.assertEqual(len(re.findall("^open: ", errors.read_text(), re.M)), number)
+            go.unlink()
+            move_away() if status not in (3, 4) else self.bundle.unlink(missing_ok=True)
+            shutil.rmtree(self.folder / "away")
+            shutil.copytree(whole, self.bundle)
+            launcher.press("Return")
 
 
 class RunTest(LauncherTest):
