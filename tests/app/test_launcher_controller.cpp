@@ -163,7 +163,7 @@ class TestLauncherController : public QObject {
          {"Update"},
          updateFailed.arg("The updated launcher was installed but could not be started."),
          foundLog + "Starting update.\nInstalled launcher x. Restarting…\n"
-                    "The updated launcher would not start (open exited 3).\n"},
+                    "The updated launcher would not start (open exited 5).\n"},
         {"game does not start",
          printing(noReport),
          {},

@@ -199,9 +199,11 @@ class TestInstall : public QObject {
     removeInBackground(root / "tree");
     QTRY_VERIFY(isGone(root / "tree"));
     std::filesystem::create_directory(root / "kept");
-    std::filesystem::create_symlink(root / "kept", root / "link");
-    removeInBackground(root / "link");
-    QTRY_VERIFY(isGone(root / "link"));
+    for (const char *target : {"kept", "missing"}) {
+      std::filesystem::create_symlink(root / target, root / "link");
+      removeInBackground(root / "link");
+      QTRY_VERIFY(isGone(root / "link"));
+    }
     QVERIFY(!isGone(root / "kept"));
   }
 };

@@ -81,6 +81,9 @@ class TestUpdater : public QObject {
              "|--no-self-update|--|--|a b");
     QCOMPARE(relaunchLogEntry(0), "Started the updated launcher.\n");
     QCOMPARE(relaunchLogEntry(-3), "The updated launcher would not start (open exited -3).\n");
+    const auto error = std::make_error_code(std::errc::not_enough_memory);
+    QCOMPARE(relaunchFailureLogEntry(error),
+             "The updated launcher could not be started: Cannot allocate memory\n");
   }
 
   void linesAreTheSameWhereverTheStreamIsCut_data() {
