@@ -18,8 +18,13 @@ endif()
 configure_file(${CMAKE_SOURCE_DIR}/packaging/Info.plist.in
                "${TARVEX_BUNDLE}/Contents/Info.plist" @ONLY)
 
+# Libraries that the bundle carries come before the machine's; what is built here carries none, what
+# players get does. Of the two kinds of run path it is the older, because that one also serves the
+# libraries and plugins in what they need themselves, and LD_LIBRARY_PATH does not come before it.
 set_target_properties(tarvex-launcher PROPERTIES
-  RUNTIME_OUTPUT_DIRECTORY "${TARVEX_BUNDLE}/Contents/Linux")
+  RUNTIME_OUTPUT_DIRECTORY "${TARVEX_BUNDLE}/Contents/Linux"
+  BUILD_RPATH "$ORIGIN/../Frameworks")
+target_link_options(tarvex-launcher PRIVATE LINKER:--disable-new-dtags)
 
 # The resources are the demo's, so that what is built works as it stands.
 set(bundle_resources "${TARVEX_BUNDLE}/Contents/Resources")
