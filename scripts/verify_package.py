@@ -1,9 +1,11 @@
-"""Tries a packaged launcher as a player would whose machine has no Qt: installs it without root in
-a bare Debian, starts it on a virtual desktop from outside, has it check and update, and takes it out
-again.
+"""Tries a packaged demo as a player would whose machine has no Qt: installs it without root in a bare
+Debian, starts it on a virtual desktop from outside, has it check, update itself and the client, starts
+it on Wayland, too, and takes it out again.
 
-Runs as the player, whose home folder in that Debian holds the archive, with one privilege of root's:
-to enter the Debian's folder.
+    verify_package.py DEBIAN ARCHIVE
+
+Runs as the player, with one privilege of root's: to enter the Debian's folder. The archive's path is
+one in the Debian.
 """
 
 import os
@@ -13,55 +15,80 @@ import sys
 from pathlib import Path
 
 from desktop import Desktop, wait_until
+from self_update import NEW, OLD, PUBLISH, set_version
 
-DEBIAN = Path("/mnt")
 HOME = Path("/home/player")
 
 
-def enter():
-    os.chroot(DEBIAN)
-    os.chdir("/")
+def main(debian, archive):
+    def outside(path):
+        return debian / path.relative_to("/")
 
+    def enter():
+        os.chroot(debian)
+        os.chdir("/")
 
-def as_player(*command):
-    subprocess.run(command, preexec_fn=enter, check=True,
-                   env={"HOME": str(HOME), "PATH": "/usr/bin:/bin"})
+    def as_player(*command):
+        subprocess.run(command, preexec_fn=enter, check=True,
+                       env={"HOME": str(HOME), "PATH": "/usr/bin:/bin"})
 
+    def say(what, text):
+        print(f"{what:12} {text}", flush=True)
 
-def main():
-    home = Path(f"{DEBIAN}{HOME}")
-    found = [str(path) for path in DEBIAN.glob("usr/lib/**/libQt*")]
-    if found:
-        sys.exit(f"There is a Qt in {DEBIAN}: {found}")
+    def libraries(launcher):
+        lines = Path(f"/proc/{launcher.process.pid}/maps").read_text().splitlines()
+        return sorted({Path(line.split(maxsplit=5)[5]) for line in lines if ".so" in line})
 
-    as_player("sh", "-ec", "cd; tar -xf *.tar.xz; sh */install.sh; rm -r tarvex-launcher-*")
-    entry = home / ".local/share/applications/com.tarvex.launcher.desktop"
+    if found := [str(path) for path in debian.glob("usr/lib/**/libQt*")]:
+        sys.exit(f"There is a Qt in {debian}: {found}")
+    as_player("sh", "-ec", 'cd; tar -xf "$1"; sh */install.sh; rm -r tarvex-launcher-*', "sh", archive)
+    data = HOME / ".local/share"
+    entry = outside(data / "applications/com.tarvex.launcher.desktop")
     subprocess.run(["desktop-file-validate", entry], check=True)
-    [program] = [Path(shlex.split(line[len("Exec="):])[0])
-                 for line in entry.read_text().splitlines() if line.startswith("Exec=")]
-    bundle = program.parents[2]
+    [command] = [line for line in entry.read_text().splitlines() if line.startswith("Exec=")]
+    bundle = Path(shlex.split(command.removeprefix("Exec="))[0]).parents[2]
+
+    # The same bundle as the version that it is offered.
+    set_version(outside(bundle), NEW)
+    releases = outside(bundle / "Contents/Resources/releases")
+    subprocess.run(["/usr/bin/python3", PUBLISH, "--launcher", outside(bundle), "--out", releases],
+                   check=True)
+    set_version(outside(bundle), OLD)
 
     with Desktop() as desktop:
-        with desktop.launch(bundle, HOME, preexec_fn=enter) as launcher:
-            print("check:   ", launcher.wait_for(button="Update").status)
-            maps = Path(f"/proc/{launcher.process.pid}/maps").read_text().splitlines()
-            libraries = sorted({Path(line.split(maxsplit=5)[5]) for line in maps if ".so" in line})
-            print("machine's:", *(library.name for library in libraries
-                                  if str(bundle) not in str(library)))
-            launcher.click("push button", "Update")
-            wait_until(lambda: (look := launcher.look()) and (look.progress or 0) > 40,
-                       "a moving bar")
-            print("update:  ", launcher.wait_for(button="Play").status)
-            launcher.press("ctrl+q")
-            status = launcher.process.wait(timeout=30)
-            print("quit:     exit status", status)
-            print(open(home / launcher.log.relative_to(HOME)).read())
+        with desktop.launch(bundle, HOME, preexec_fn=enter) as old:
+            say("check", old.wait_for(button="Update").version)
+            say("machine's", " ".join(path.name for path in libraries(old)
+                                      if str(bundle) not in str(path)))
+            old.click("push button", "Update")
+            new = old.successor()
+            say("ended", f"with the start of the new one, exit status {old.process.wait(30)}")
+        with new:
+            say("update", new.wait_for(button="Play").footer)
+            retired = outside(bundle.with_name(bundle.name + ".old"))
+            wait_until(lambda: not retired.exists(), "the retired bundle to be removed")
+            new.press("ctrl+q")
+            new.process.wait(30)
 
-    as_player("sh", HOME / ".local/share/tarvex-launcher/install.sh", "--uninstall")
-    left = [str(path) for path in (home / ".local/share").rglob("*tarvex*")]
-    if left or status != 0:
-        sys.exit(f"left behind: {left}, exit status {status}")
+        weston = subprocess.Popen(
+            ["weston", "--backend=headless-backend.so", "--socket=verify", "--log=/dev/null"])
+        try:
+            wait_until(Path(os.environ["XDG_RUNTIME_DIR"], "verify").exists, "Wayland")
+            with desktop.launch(bundle, HOME, preexec_fn=enter, environment={
+                    "WAYLAND_DISPLAY": "verify", "QT_QPA_PLATFORM": "wayland"}) as launcher:
+                say("Wayland", launcher.wait_for(button="Play").status)
+                if "libbradient.so" not in [path.name for path in libraries(launcher)]:
+                    sys.exit("The window has no title bar on Wayland.")
+                launcher.process.terminate()
+                say("quit", f"exit status {launcher.process.wait(30)}")
+        finally:
+            weston.terminate()
+            weston.wait()
+
+    as_player("sh", data / "tarvex-launcher/install.sh", "--uninstall")
+    if left := [str(path) for path in outside(data).rglob("*tarvex*")]:
+        sys.exit(f"left behind: {left}")
 
 
 if __name__ == "__main__":
-    main()
+    main(Path(sys.argv[1]), Path(sys.argv[2]))
