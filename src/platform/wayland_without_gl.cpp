@@ -1,8 +1,8 @@
 // A plugin for the toolkit on Wayland, in place of the one that draws with OpenGL. Where the
-// compositor leaves title bars to the programs, the toolkit draws them only if it has such a plugin,
-// although it paints them in memory. The usual one brings the machine's graphics drivers into the
-// process: a quarter of a second at the start, and libraries that may need newer ones than a packaged
-// launcher carries.
+// compositor leaves title bars to the programs, the toolkit draws them only if it has such a
+// plugin, although it paints them in memory. The usual one brings the machine's graphics drivers
+// into the process: a quarter of a second at the start, and libraries that may need newer ones than
+// a packaged launcher carries.
 #include <QObject>
 #include <QStringList>
 
