@@ -174,6 +174,8 @@ class Launcher:
         pending = [self.frame()]
         while pending:
             one = pending.pop()
+            if one is None:  # gone meanwhile
+                continue
             one.clear_cache()
             found.setdefault((one.get_role_name(), one.get_name()), one)
             pending.extend(one.get_child_at_index(index)
