@@ -28,7 +28,9 @@ def setUpModule():
 
 class LauncherTest(unittest.TestCase):
     def setUp(self):
-        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory())).resolve()
+        # A child that outlives its launcher for a moment may still write into the folder.
+        self.folder = Path(self.enterContext(
+            tempfile.TemporaryDirectory(ignore_cleanup_errors=True))).resolve()
         self.home = self.folder / "home"
         self.home.mkdir()
         self.bundle = self.folder / BUNDLE.name
