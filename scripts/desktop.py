@@ -7,6 +7,7 @@ at a time, because the accessibility client belongs to the process.
 """
 
 import os
+import re
 import select
 import shutil
 import signal
@@ -40,6 +41,7 @@ class Look:
     footer: str
     region: str
     region_enabled: bool
+    region_open: bool
     button: str
     button_enabled: bool
     button_help: str
@@ -208,6 +210,7 @@ class Launcher:
                 footer=text("label", "Launcher and game version"),
                 region=self.desktop.atspi.Text.get_text(region, 0, -1),
                 region_enabled=has(region, state.SENSITIVE),
+                region_open=has(region, state.EXPANDED),
                 button=button.get_name(),
                 button_enabled=has(button, state.SENSITIVE),
                 button_help=button.get_description(),
@@ -234,17 +237,35 @@ class Launcher:
                     str(self.process.pid), "--name", "^Tarvex$").split()
         return found[-1] if found else None
 
+    def geometry(self):
+        """Left, top, width and height of the X window's content, in pixels of the screen."""
+        found = run("xwininfo", "-id", self.window())
+        return [int(re.search(rf"{what}:\s+(-?\d+)", found)[1])
+                for what in ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")]
+
+    def point_at(self, role, name):
+        """Moves the pointer to the middle of a control."""
+        # The accessibility tree counts in device-independent pixels.
+        extents = self.desktop.atspi.Component.get_extents
+        screen = self.desktop.atspi.CoordType.SCREEN
+        ratio = self.geometry()[2] / extents(self.frame(), screen).width
+        place = extents(self.controls()[role, name], screen)
+        run("xdotool", "mousemove", str(round((place.x + place.width / 2) * ratio)),
+            str(round((place.y + place.height / 2) * ratio)))
+
     def click(self, role, name, button=1):
         """Clicks in the middle of a control with the pointer."""
-        place = self.controls()[role, name].get_extents(self.desktop.atspi.CoordType.SCREEN)
-        run("xdotool", "mousemove", str(place.x + place.width // 2),
-            str(place.y + place.height // 2), "click", str(button))
+        self.point_at(role, name)
+        run("xdotool", "click", str(button))
 
     def press(self, *keys):
         run("xdotool", "key", "--clearmodifiers", *keys)
 
-    def take_picture(self, path):
-        subprocess.run(["import", "-window", self.window(), path], check=True)
+    def take_picture(self, path, *options):
+        """Of the window and of what lies over it."""
+        left, top, width, height = self.geometry()
+        subprocess.run(["import", "-window", "root", "-crop", f"{width}x{height}+{left}+{top}",
+                        "+repage", *options, path], check=True)
 
 
 def run(*command):

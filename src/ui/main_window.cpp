@@ -9,6 +9,7 @@
 #include <QTimer>
 #include <QWindow>
 #include <algorithm>
+#include <utility>
 
 #include "platform/application.h"
 #include "platform/title_bar.h"
@@ -76,6 +77,10 @@ QIcon applicationIcon() {
   return icon;
 }
 
+bool isReturn(const QKeyEvent &event) {
+  return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
+}
+
 constexpr int tallestPicker = 30;
 constexpr int footerMargin = 24;
 
@@ -121,6 +126,8 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
     dress(control, look);
     control.setParent(&m_column);  // above all that came before
   }
+  controls.playButton.installEventFilter(this);
+  controls.logButton.installEventFilter(this);
   setTabOrder(&controls.regionPicker, &controls.playButton);
   setTabOrder(&controls.playButton, &controls.logButton);
   new FocusRing(&m_column);
@@ -129,7 +136,7 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
 MainWindow::~MainWindow() = default;
 
 void MainWindow::makeKeyAndOrderFront() {
-  move(screen()->availableGeometry().center() - rect().center());
+  setGeometry({screen()->availableGeometry().center() - rect().center(), contentSize});
   winId();
   askForDarkTitleBar(*windowHandle());
   show();
@@ -174,25 +181,38 @@ bool MainWindow::eventFilter(QObject *watched, QEvent *event) {
   if (event->type() == QEvent::LayoutRequest) {  // a control wants another size
     placeControls();
   }
+  // On some desktops, Return presses the button that has the focus. Here it has another meaning.
+  if (event->type() == QEvent::KeyPress && isReturn(static_cast<const QKeyEvent &>(*event))) {
+    event->ignore();
+    return true;
+  }
   return QWidget::eventFilter(watched, event);
 }
 
 void MainWindow::keyPressEvent(QKeyEvent *event) {
-  const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
   // A key held down must not go from one action to the next.
   const bool isPlain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
-  if (isReturn && isPlain && !event->isAutoRepeat()) {
+  if (isReturn(*event) && isPlain && !event->isAutoRepeat()) {
     m_playButton.click();
     return;
   }
   QWidget::keyPressEvent(event);
 }
 
-// The whole background is the window's handle.
+// The whole background is the window's handle. A press on a button is none of its affairs, though
+// the moves that follow outside of the button come here.
+void MainWindow::mousePressEvent(QMouseEvent *event) {
+  m_isHeld = event->button() == Qt::LeftButton;
+}
+
 void MainWindow::mouseMoveEvent(QMouseEvent *event) {
-  if (event->buttons() == Qt::LeftButton) {
+  if (event->buttons() == Qt::LeftButton && std::exchange(m_isHeld, false)) {
     windowHandle()->startSystemMove();
   }
+}
+
+void MainWindow::mouseReleaseEvent(QMouseEvent * /*event*/) {
+  m_isHeld = false;
 }
 
 void MainWindow::placeControls() {

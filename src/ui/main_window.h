@@ -56,6 +56,8 @@ class MainWindow : public QWidget {
   bool eventFilter(QObject *watched, QEvent *event) override;
   void keyPressEvent(QKeyEvent *event) override;
   void mouseMoveEvent(QMouseEvent *event) override;
+  void mousePressEvent(QMouseEvent *event) override;
+  void mouseReleaseEvent(QMouseEvent *event) override;
 
  private:
   void placeControls();
@@ -67,6 +69,7 @@ class MainWindow : public QWidget {
   Label m_regionCaption{QStringLiteral("Region")};
   PerControl<QWidget *> m_controls;
   std::unique_ptr<QSystemTrayIcon> m_statusIcon;  // while the window is hidden
+  bool m_isHeld = false;  // by its background, with the pointer
   PlayButton &m_playButton;
   MainMenu &m_mainMenu;
   WindowDelegate &m_delegate;

@@ -341,10 +341,16 @@ class RunTest(LauncherTest):
                           f'mv "{self.folder}/opened.part" "{self.folder}/opened"\n')
         opener.chmod(0o755)
         self.plan(check=[])
-        launcher = self.launch(PATH=f"{self.folder}:{os.environ['PATH']}")
+        # On this desktop, Return presses any button that has the focus.
+        launcher = self.launch(PATH=f"{self.folder}:{os.environ['PATH']}",
+                               XDG_CURRENT_DESKTOP="GNOME")
         launcher.wait_for(button="Retry", log_button=True)
-        launcher.click("push button", "View Log")
+        launcher.press("Tab", "Tab", "Tab", "Return")
+        wait_until(lambda: len(self.children()) == 2, "a second check")
+        launcher.wait_for(button="Retry", log_button=True)
         opened = self.folder / "opened"
+        self.assertFalse(opened.exists())
+        launcher.click("push button", "View Log")
         wait_until(opened.exists, "the log to be opened")
         self.assertEqual(urllib.parse.unquote(opened.read_text()), f"file://{launcher.log}")
 
@@ -433,6 +439,28 @@ class HiddenTest(LauncherTest):
         launcher.wait_for(status="Couldn’t start the game")
         launcher.process.send_signal(signal.SIGTERM)
         self.assert_ended(launcher)
+
+
+class DragTest(LauncherTest):
+    def test_window_is_dragged_by_its_background(self):
+        self.plan(check=[])
+        launcher = self.launch()
+        launcher.wait_for(button="Retry", log_button=True)
+        for role, name, is_handle in [
+                ("push button", "Retry", False), ("push button", "View Log", False),
+                ("label", "Launcher and game version", False), ("label", "Tarvex", True),
+                ("label", "Launcher status", True), ("filler", "", True)]:
+            with self.subTest(name):
+                before = launcher.geometry()
+                launcher.point_at(role, name)
+                run("xdotool", "mousedown", "1")
+                for _ in range(20):
+                    run("xdotool", "mousemove_relative", "2", "2")
+                if is_handle:
+                    wait_until(lambda: launcher.geometry() != before, "a step")
+                self.assertIsNotNone(launcher.look())  # it has seen the moves
+                run("xdotool", "mouseup", "1")
+                self.assertEqual(launcher.geometry() != before, is_handle)
 
 
 class ScreenReaderTest(LauncherTest):
