@@ -143,12 +143,14 @@ int Label::heightForWidth(int width) const {
 
 bool Label::event(QEvent *event) {
   if (event->type() == QEvent::ToolTip && !toolTip().isEmpty()) {
-    // Left to itself, the toolkit would take what looks like HTML for HTML.
-    const QStringView all = toolTip();
-    const QString shown = all.first(std::min(all.size(), longestShown)).toString();
-    QToolTip::showText(
-        static_cast<QHelpEvent *>(event)->globalPos(),
-        u"<span style=\"white-space: pre-wrap\">" + shown.toHtmlEscaped() + u"</span>", this);
+    // Left to itself, the toolkit would take what looks like HTML for HTML, and break lines early.
+    constexpr int widest = 480;
+    constexpr int mostLines = 20;
+    const QString shown =
+        fittedText(toolTip(), QToolTip::font(), widest, mostLines, Shortened::inMiddle);
+    QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
+                       u"<span style=\"white-space: pre\">" + shown.toHtmlEscaped() + u"</span>",
+                       this);
     return true;
   }
   return QLabel::event(event);
