@@ -23,22 +23,16 @@ void dressToolkit() {
   // One style for all desktops: themes differ in their colours and in their metrics, and the column
   // of controls is fixed.
   QApplication::setStyle(QStringLiteral("Fusion"));
+  const QColor raised = blended(forestLight, 0.08, Qt::white);
   QPalette palette;
   const std::initializer_list<std::pair<QPalette::ColorRole, QColor>> roles{
-      {QPalette::Window, forest},
-      {QPalette::WindowText, parchment},
-      {QPalette::Base, forestLight},
-      {QPalette::AlternateBase, forest},
-      {QPalette::Text, parchment},
-      {QPalette::Button, blended(forestLight, 0.08, Qt::white)},
-      {QPalette::ButtonText, parchment},
-      {QPalette::BrightText, Qt::white},
-      {QPalette::Highlight, gold},
-      {QPalette::HighlightedText, forest},
-      {QPalette::ToolTipBase, forestLight},
-      {QPalette::ToolTipText, parchment},
-      {QPalette::PlaceholderText, muted},
-      {QPalette::Link, gold},
+      {QPalette::Window, forest},           {QPalette::WindowText, parchment},
+      {QPalette::Base, forestLight},        {QPalette::AlternateBase, forest},
+      {QPalette::Text, parchment},          {QPalette::Button, raised},
+      {QPalette::ButtonText, parchment},    {QPalette::BrightText, Qt::white},
+      {QPalette::Highlight, gold},          {QPalette::HighlightedText, forest},
+      {QPalette::ToolTipBase, forestLight}, {QPalette::ToolTipText, parchment},
+      {QPalette::PlaceholderText, muted},   {QPalette::Link, gold},
   };
   for (const auto &[role, colour] : roles) {
     palette.setColor(role, colour);
@@ -49,6 +43,12 @@ void dressToolkit() {
   }
   QApplication::setPalette(palette);
   QToolTip::setPalette(palette);
+  // What lies over the window stands out from it: the menu, and the list of regions, which takes
+  // the menu's dress.
+  for (const QPalette::ColorRole role : {QPalette::Window, QPalette::Base}) {
+    palette.setColor(role, raised);
+  }
+  QApplication::setPalette(palette, "QMenu");
 }
 
 }  // namespace tarvex

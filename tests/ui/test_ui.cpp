@@ -27,6 +27,34 @@ QFont fontOfSize(int pixels) {
   return font;
 }
 
+// The ratio of WCAG 2, between the picture's most frequent colour and the one farthest from it.
+double contrastIn(const QPixmap &picture) {
+  const QImage image = picture.toImage().convertToFormat(QImage::Format_RGB32);
+  QHash<QRgb, int> counts;
+  for (int y = 0; y < image.height(); ++y) {
+    for (int x = 0; x < image.width(); ++x) {
+      ++counts[image.pixel(x, y)];
+    }
+  }
+  const auto luminance = [](QRgb colour) {
+    const auto linear = [](int part) {
+      const double share = part / 255.0;
+      return share <= 0.04045 ? share / 12.92 : std::pow((share + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(qRed(colour)) + 0.7152 * linear(qGreen(colour)) +
+           0.0722 * linear(qBlue(colour)) + 0.05;
+  };
+  const double ground = luminance(
+      std::max_element(counts.keyValueBegin(), counts.keyValueEnd(), [](auto one, auto two) {
+        return one.second < two.second;
+      })->first);
+  double best = 1;
+  for (const QRgb colour : counts.keys()) {
+    best = std::max({best, luminance(colour) / ground, ground / luminance(colour)});
+  }
+  return best;
+}
+
 }  // namespace
 
 class TestUi : public QObject, public WindowDelegate {
@@ -275,6 +303,37 @@ class TestUi : public QObject, public WindowDelegate {
     controls->play.setDown(false);
     controls->play.setEnabled(false);
     QCOMPARE(button(86, 21), QColor(212, 163, 64));
+  }
+
+  void textsHaveContrast() {
+    controls->picker.addItems({"Aurora", "Mossgate"});
+    controls->play.setText("Play");
+    controls->log.show();
+    QCoreApplication::sendPostedEvents();
+    const auto verify = [](QWidget &widget, const QRect &part, const char *what) {
+      const double contrast = contrastIn(widget.grab(part));
+      QVERIFY2(contrast >= 4.5, qPrintable(QString("%1: %2").arg(what).arg(contrast)));
+    };
+    const QMargins edges(12, 4, 30, 4);  // frames and arrows are no text
+    verify(controls->picker, controls->picker.rect() - edges, "chooser");
+    verify(controls->play, controls->play.rect() - edges, "primary button");
+    QWidget &backdrop = *controls->play.parentWidget();
+    verify(backdrop, controls->log.geometry(), "log button");
+    verify(backdrop, controls->status.geometry(), "status");
+    verify(backdrop, controls->version.geometry(), "version");
+    QMenu &submenu = menu->submenu();
+    submenu.popup({0, 0});
+    const QRect entry = submenu.actionGeometry(submenu.actions().constFirst()) - edges;
+    verify(submenu, entry, "menu");
+    submenu.setActiveAction(submenu.actions().constFirst());
+    verify(submenu, entry, "chosen in the menu");
+    submenu.close();
+    controls->picker.showPopup();
+    QAbstractItemView &list = *controls->picker.view();
+    for (const int row : {0, 1}) {
+      verify(*list.viewport(), list.visualRect(list.model()->index(row, 0)) - edges, "list");
+    }
+    controls->picker.hidePopup();
   }
 
   void focusIsSeenAndFindsItsWayBack() {
