@@ -6,6 +6,7 @@ Runs under /usr/bin/python3 with Debian's python3-gi and gir1.2-atspi-2.0. A pro
 at a time, because the accessibility client belongs to the process.
 """
 
+import contextlib
 import os
 import re
 import select
@@ -98,6 +99,18 @@ class Desktop:
         os.close(writing)
         with os.fdopen(reading) as answer:
             return answer.readline().strip(), process
+
+    @contextlib.contextmanager
+    def wayland(self):
+        """A Wayland compositor without a screen, a pointer or a keyboard. Gives the environment that
+        leads programs there."""
+        with subprocess.Popen(["weston", "--backend=headless-backend.so", "--socket=wayland"],
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as compositor:
+            try:
+                wait_until(Path(self._runtime, "wayland").exists, "the compositor")
+                yield {"QT_QPA_PLATFORM": "wayland", "WAYLAND_DISPLAY": "wayland"}
+            finally:
+                compositor.terminate()
 
     def launch(self, bundle, home, *arguments, environment=None, preexec_fn=None):
         return Launcher(self, home, subprocess.Popen(
@@ -230,6 +243,15 @@ class Launcher:
             return seen and all(getattr(seen, key) == value for key, value in wanted.items()) and seen
 
         return wait_until(shows, lambda: f"{wanted}; the window shows {seen}")
+
+    def is_shown(self):
+        """Whether the window is, on any window system."""
+        states = self.frame().get_state_set()
+        return states.contains(self.desktop.atspi.StateType.SHOWING)
+
+    def activate(self, role, name):
+        """Does what a control is for, as assistive technology does it."""
+        self.desktop.atspi.Action.do_action(self.controls()[role, name], 0)
 
     def window(self):
         """The X window, or None when none is mapped."""

@@ -147,6 +147,12 @@ void MainWindow::makeKeyAndOrderFront() {
 
 void MainWindow::orderOut() {
   hide();
+  // The toolkit looks for X11's status area elsewhere, too, and complains that it finds none.
+  const bool hasStatusArea =
+      QGuiApplication::platformName() == u"xcb" || QSystemTrayIcon::isSystemTrayAvailable();
+  if (m_statusIcon != nullptr || !hasStatusArea) {
+    return;
+  }
   // Not before it is needed: asking for the desktop's status area takes its time.
   m_statusIcon = std::make_unique<QSystemTrayIcon>(applicationIcon());
   m_statusIcon->setContextMenu(&m_mainMenu.submenu());

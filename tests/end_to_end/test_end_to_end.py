@@ -105,6 +105,28 @@ class DemoTest(LauncherTest):
         again.wait_for(button="Update", region="Mossgate Hollow")
 
 
+class WaylandTest(LauncherTest):
+    def test_from_the_first_start_to_the_end_of_the_game(self):
+        with desktop.wayland() as environment, open(self.folder / "errors", "w+") as errors:
+            launcher = self.enterContext(desktop.launch(
+                self.bundle, self.home, "--", "--seconds", "1",
+                environment={**environment, "WAYLAND_DEBUG": "client"},
+                preexec_fn=lambda: os.dup2(errors.fileno(), 2)))
+            for button in "Update", "Play":
+                launcher.wait_for(button=button)
+                launcher.activate("push button", button)
+            launcher.wait_for(status="Launching Aurora Reach…")
+            wait_until(lambda: not launcher.is_shown(), "the window to hide")
+            self.assertIsNone(launcher.process.poll())
+            self.assert_ended(launcher)
+            errors.seek(0)
+            protocol, complaints = [], []
+            for line in errors:
+                (protocol if re.match(r"\[ *[\d.]+\] ", line) else complaints).append(line)
+        self.assertEqual(complaints, [])
+        self.assertIn('.set_app_id("com.tarvex.launcher")', "".join(protocol))
+
+
 class EndTest(LauncherTest):
     WAITING = [["print", "x\n"], ["wait for", "never"]]
     GAME = [["print", "Starting Tarvex…\n"], ["wait for", "over"]]
