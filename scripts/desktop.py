@@ -283,11 +283,11 @@ class Launcher:
     def press(self, *keys):
         run("xdotool", "key", "--clearmodifiers", *keys)
 
-    def take_picture(self, path, *options):
+    def take_picture(self, path):
         """Of the window and of what lies over it."""
         left, top, width, height = self.geometry()
         subprocess.run(["import", "-window", "root", "-crop", f"{width}x{height}+{left}+{top}",
-                        "+repage", *options, path], check=True)
+                        "+repage", path], check=True)
 
 
 def run(*command):
