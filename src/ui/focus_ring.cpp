@@ -2,6 +2,7 @@
 
 #include <QEvent>
 #include <QPainter>
+#include <utility>
 
 #include "ui/palette.h"
 
@@ -29,7 +30,8 @@ bool FocusRing::eventFilter(QObject *watched, QEvent *event) {
   auto *const control = static_cast<QWidget *>(watched);
   switch (event->type()) {
     case QEvent::FocusOut:
-      if (!control->isEnabled()) {
+      m_isHandedOn = !control->isEnabled();
+      if (m_isHandedOn && m_disabledWithFocus == nullptr) {
         m_disabledWithFocus = control;
       }
       follow();
@@ -37,12 +39,15 @@ bool FocusRing::eventFilter(QObject *watched, QEvent *event) {
     case QEvent::EnabledChange:
       if (control->isEnabled() && control == m_disabledWithFocus &&
           window()->focusWidget() == nullptr) {
+        m_isHandedOn = false;
         control->setFocus();
       }
       follow();
       break;
     case QEvent::FocusIn:
-      m_disabledWithFocus = nullptr;
+      if (!std::exchange(m_isHandedOn, false)) {
+        m_disabledWithFocus = nullptr;
+      }
       follow();
       break;
     case QEvent::Move:

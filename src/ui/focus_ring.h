@@ -20,6 +20,7 @@ class FocusRing : public QWidget {
   void follow();
 
   QPointer<QWidget> m_disabledWithFocus;
+  bool m_isHandedOn = false;  // by the toolkit, from a control that it disables to the next
 };
 
 }  // namespace tarvex

@@ -366,6 +366,14 @@ class TestUi : public QObject, public WindowDelegate {
     controls->play.setEnabled(true);
     QCOMPARE(focused(), &controls->play);
     QVERIFY(ring->isVisible());
+
+    controls->picker.setEnabled(true);
+    controls->picker.setFocus();
+    for (const bool enabled : {false, true}) {  // a run that was started by a choice
+      controls->picker.setEnabled(enabled);
+      controls->play.setEnabled(enabled);
+    }
+    QCOMPARE(focused(), &controls->picker);
   }
 
   void keysReachThePrimaryButton() {
