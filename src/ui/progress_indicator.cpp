@@ -49,6 +49,9 @@ void ProgressIndicator::setIndeterminate(bool indeterminate) {
     changed.busy = true;
     QAccessibleStateChangeEvent change(this, changed);
     QAccessible::updateAccessibility(&change);
+    // AT-SPI's bridge passes that on as nothing; a value makes clients look again.
+    QAccessibleValueChangeEvent again(this, m_value);
+    QAccessible::updateAccessibility(&again);
   }
 }
 
