@@ -69,7 +69,7 @@ class MainWindow : public QWidget {
   Label m_regionCaption{QStringLiteral("Region")};
   PerControl<QWidget *> m_controls;
   std::unique_ptr<QSystemTrayIcon> m_statusIcon;  // while the window is hidden
-  bool m_isHeld = false;  // by its background, with the pointer
+  bool m_isHeld = false;                          // by its background, with the pointer
   PlayButton &m_playButton;
   MainMenu &m_mainMenu;
   WindowDelegate &m_delegate;
