@@ -2,32 +2,29 @@
 
 #include <plist/plist.h>
 
-#include <cstdlib>
 #include <system_error>
 
 #include "platform/durable_file.h"
 
 namespace tarvex {
+
 BundleInformation readInformation(const std::filesystem::path &propertyList) {
+  // A real one has some kilobytes. libplist follows what is nested by recursion, without a limit.
+  constexpr std::size_t largest = 65536;
   BundleInformation texts;
   const std::optional<std::string> bytes = readFile(propertyList);
   plist_t root = nullptr;
-  if (bytes) {
+  if (bytes && bytes->size() <= largest) {
     plist_from_memory(bytes->data(), static_cast<uint32_t>(bytes->size()), &root);
   }
   if (root != nullptr && plist_get_node_type(root) == PLIST_DICT) {
-    plist_dict_iter iterator = nullptr;
-    plist_dict_new_iter(root, &iterator);
-    char *key = nullptr;
-    plist_t value = nullptr;
-    for (plist_dict_next_item(root, iterator, &key, &value); value != nullptr;
-         plist_dict_next_item(root, iterator, &key, &value)) {
-      if (plist_get_node_type(value) == PLIST_STRING) {
+    // By name: libplist's walk through a dictionary aborts the program at a key with a NUL in it.
+    for (const char *key : {"CFBundleExecutable", "CFBundleVersion"}) {
+      const plist_t value = plist_dict_get_item(root, key);
+      if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
         texts.emplace(key, plist_get_string_ptr(value, nullptr));
       }
-      std::free(key);
     }
-    std::free(iterator);
   }
   plist_free(root);
   return texts;

@@ -12,9 +12,10 @@ namespace tarvex {
 // Text by key.
 using BundleInformation = std::map<std::string, std::string, std::less<>>;
 
-// The text values of an information dictionary: a property list, in XML or binary form, whose root
-// is a dictionary. Values of other types are left out: a number is not a text. Empty when the file
-// cannot be read or is something else.
+// What an information dictionary says about the program and its version, CFBundleExecutable and
+// CFBundleVersion: a property list, in XML or binary form, whose root is a dictionary. Values of
+// other types are left out: a number is not a text. Empty when the file cannot be read or is
+// something else.
 BundleInformation readInformation(const std::filesystem::path &propertyList);
 
 // The folder of the program within a bundle's Contents.

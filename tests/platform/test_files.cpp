@@ -125,14 +125,23 @@ class TestFiles : public QObject {
       list.close();
       return Bundle::ofExecutable(contents / "Linux" / "t").information;
     };
-    const BundleInformation texts = information(
-        "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>A</key><string>x &amp; é</string>"
-        "<key>B</key><integer>7</integer><key>C</key><true/><key>D</key><string></string>"
-        "</dict></plist>");
-    QCOMPARE(texts, (BundleInformation{{"A", "x & é"}, {"D", ""}}));
-    for (const char *broken : {"", "text", "<plist><array/></plist>", "<plist><dict><key>A</key>",
-                               "bplist00", "<plist version=\"1.0\"><string>A</string></plist>"}) {
-      QVERIFY2(information(broken).empty(), broken);
+    const QByteArray head = "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>";
+    const QByteArray tail = "</dict></plist>";
+    const QByteArray program = head + "<key>CFBundleExecutable</key>";
+    const QByteArray number = "<key>CFBundleVersion</key><integer>7</integer><key>C</key><true/>";
+    QCOMPARE(information(program + "<string>x &amp; é</string>" + number + tail),
+             (BundleInformation{{"CFBundleExecutable", "x & é"}}));
+    QCOMPARE(information(program + "<string></string>" + tail),
+             (BundleInformation{{"CFBundleExecutable", ""}}));
+    const QByteArray keyWithNul = QByteArray::fromHex(
+        "62706c6973743030 d10102 526100 5162 080b0e 0000000000000101"
+        "0000000000000003 0000000000000000 0000000000000010");
+    const QByteArray deep = program + QByteArray("<array>").repeated(1'000'000);
+    for (const QByteArray &broken :
+         {QByteArray(), QByteArray("text"), QByteArray("<plist><array/></plist>"), program,
+          QByteArray("bplist00"), QByteArray("<plist version=\"1.0\"><string>A</string></plist>"),
+          keyWithNul, deep, deep.first(65536)}) {
+      QVERIFY2(information(broken).empty(), broken.first(std::min<qsizetype>(broken.size(), 99)));
     }
     QVERIFY(list.remove());
     QVERIFY(Bundle::ofExecutable(contents / "Linux" / "t").information.empty());
