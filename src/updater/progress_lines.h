@@ -35,6 +35,8 @@ struct LineEffect {
   Event event = Event::none;
   std::optional<CheckOutcome> checkOutcome;
   QString errorDetail;
+
+  bool operator==(const LineEffect &) const = default;
 };
 
 // The line is trimmed and not empty. `regionName` is that of the selected region, if there is one.
