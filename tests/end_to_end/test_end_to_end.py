@@ -524,6 +524,7 @@ class ScreenReaderTest(LauncherTest):
 
 
 class QuietTest(LauncherTest):
+    @unittest.skipIf("TSAN_OPTIONS" in os.environ, "the thread sanitizer's own thread never rests")
     def test_nothing_stirs_while_there_is_nothing_to_do(self):
         self.plan(check=[NO_UPDATE])
         launcher = self.launch()
