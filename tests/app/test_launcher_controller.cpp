@@ -1,4 +1,5 @@
 #include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <QAbstractItemView>
 #include <QDir>
@@ -9,6 +10,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <filesystem>
+#include <set>
 
 #include "app/launcher_controller.h"
 #include "test_application.h"
@@ -30,6 +32,89 @@ QJsonArray printing(const QString &text) {
 
 QString steps(const QJsonArray &steps) {
   return QString::fromUtf8(QJsonDocument(steps).toJson(QJsonDocument::Compact));
+}
+
+// A model of the launcher at rest, and of what becomes of it.
+struct State {
+  QString button;  // none before the start, and when there is nothing more to do
+  bool automatic = false;
+  bool wish = false;
+  bool operator==(const State &) const = default;
+};
+
+// What the player does, and how the runs that follow end, should they come to be. Where the
+// launcher has not started, `other` is a start with "--continue"; else it is a choice of a region
+// in place of a press on the button.
+struct Event {
+  bool other;
+  int check;   // nothing to update, an update, failure
+  int update;  // success, failure, a launcher that will not start
+  int play;    // a game that ends well, one that does not, no game, failure
+};
+constexpr int events = 2 * 3 * 3 * 4;
+
+struct Step {
+  State state;         // afterwards
+  QString button;      // that shows then; none when the launcher has ended
+  QStringList runs{};  // their modes
+  QString name{};      // tells apart what can be told apart
+};
+
+// The run that follows at once. If there is none, `button` is what shows.
+QString following(const QString &mode, int end, State &state, QString &button) {
+  if (mode == "play" || (mode == "update" && end != 0) || (mode == "check" && end == 2)) {
+    button = mode == "play" && end == 0 ? "" : "Retry";
+    return {};
+  }
+  if (mode == "update") {
+    return "check";
+  }
+  const bool found = end == 1;
+  if (std::exchange(state.automatic, false) && found) {
+    return "update";
+  }
+  if (std::exchange(state.wish, false) && !found) {
+    return "play";
+  }
+  button = found ? "Update" : "Play";
+  return {};
+}
+
+Step follow(State state, int number) {
+  const Event event{number % 2 == 1, number / 2 % 3, number / 6 % 3, number / 18};
+  const bool pressed = !state.button.isEmpty() && !event.other;
+  Step step;
+  step.name = state.button + (state.automatic ? " automatic" : "") + (state.wish ? " wish" : "") +
+              (event.other ? " other:" : ":");
+  QString mode = pressed && state.button == "Update" ? "update" : "check";
+  state.automatic |= state.button.isEmpty() && event.other;
+  state.wish |= pressed && state.button == "Play";
+  while (!mode.isEmpty()) {
+    const int end = mode == "check" ? event.check : mode == "update" ? event.update : event.play;
+    step.runs.append(mode);
+    step.name += " " + mode + QString::number(end);
+    mode = following(mode, end, state, step.button);
+  }
+  if (step.runs.last() != "play" || event.play > 1) {  // else the game has hidden the window
+    step.state = {step.button, state.automatic, state.wish};
+  }
+  return step;
+}
+
+// Each state that can be reached, with the shortest way to it.
+std::vector<std::pair<State, QList<int>>> reachableStates() {
+  std::vector<std::pair<State, QList<int>>> states{{{}, {}}};
+  for (std::size_t index = 0; index < states.size(); ++index) {
+    for (int event = 0; event < events; ++event) {
+      const auto [from, way] = states[index];
+      const State state = follow(from, event).state;
+      if (std::none_of(states.begin(), states.end(),
+                       [&](const auto &known) { return known.first == state; })) {
+        states.emplace_back(state, way + QList{event});
+      }
+    }
+  }
+  return states;
 }
 
 }  // namespace
@@ -58,10 +143,7 @@ class TestLauncherController : public QObject {
   }
 
   void cleanup() {
-    if (controller) {
-      controller->applicationWillTerminate();
-      controller.reset();
-    }
+    cleanUpController();
     folder.reset();
   }
 
@@ -279,36 +361,43 @@ class TestLauncherController : public QObject {
     QCOMPARE(arguments, expected);
   }
 
-  void automaticUpdateHappensOnce() {
-    plan({{"check", printing(clientReport)}, {"update", printing("x")}});
-    start({"--continue"});
-    QTRY_COMPARE(button().text(), "Update");
-    QCOMPARE(logged().count("Starting update."), 1);
-  }
-
-  void wishToPlaySurvivesAFailedCheck() {
-    plan({{"check", printing(noReport)}, {"play", printing("Tarvex launcher error: played")}});
-    start();
-    QTRY_COMPARE(button().text(), "Play");
-    plan({{"check", QJsonArray{}}, {"play", printing("x")}});
-    press();
-    QTRY_COMPARE(button().text(), "Retry");
-    QCOMPARE(logged().count("Starting update check."), 0);
-    plan({{"check", printing(noReport)}, {"play", printing("x")}});
-    press();
-    QTRY_COMPARE(logged().count("Starting update check."), 1);
-  }
-
-  void wishToPlayEndsWithAnUpdate() {
-    start();
-    QTRY_COMPARE(button().text(), "Play");
-    plan({{"check", printing(clientReport)}, {"update", QJsonArray{}}, {"play", QJsonArray{}}});
-    press();
-    QTRY_COMPARE(button().text(), "Update");
-    plan({{"check", printing(noReport)}, {"update", QJsonArray{}}, {"play", QJsonArray{}}});
-    press();
-    QTRY_COMPARE(button().text(), "Play");
-    QCOMPARE(logged().count("Starting update check."), 0);
+  // All that a player can do in every state of rest, with every way in which what follows can end.
+  void everyStateAndWhatFollows() {
+    const auto states = reachableStates();
+    std::set<QString> untried;
+    for (const auto &[state, way] : states) {
+      for (int event = 0; event < events; ++event) {
+        untried.insert(follow(state, event).name);
+      }
+    }
+    QCOMPARE(untried.size(), 53U);
+    while (::waitpid(-1, nullptr, 0) > 0) {  // whom the tests before have left
+    }
+    const auto untriedIn = [&](const State &state) {
+      QList<int> found;
+      for (int event = 0; event < events && found.isEmpty(); ++event) {
+        if (untried.contains(follow(state, event).name)) {
+          found.append(event);
+        }
+      }
+      return found;
+    };
+    for (const auto &[destination, way] : states) {
+      while (!untriedIn(destination).isEmpty()) {
+        State state;
+        QList<int> next = way + untriedIn(destination);
+        while (!next.isEmpty()) {
+          const Step step = follow(state, next.first());
+          take(state, next.takeFirst(), step);
+          if (QTest::currentTestFailed()) {
+            return;
+          }
+          untried.erase(step.name);
+          state = step.state;
+          next = next.isEmpty() ? untriedIn(state) : next;
+        }
+      }
+    }
   }
 
   void gameHidesTheWindowAndEndsTheLauncher() {
@@ -461,6 +550,66 @@ class TestLauncherController : public QObject {
     TestLauncherController &test;
   };
 
+  // One step of the walk.
+  void take(const State &before, int number, const Step &expected) {
+    const QJsonArray fails{QJsonArray{"exit", 255}};
+    const QJsonArray checks[] = {printing(noReport),
+                                 printing(clientReport),
+                                 {QJsonArray{"print", noReport}, QJsonArray{"kill", 9}}};
+    const QJsonArray updates[] = {printing("Downloading client: 40%"), fails,
+                                  printing("Installed launcher x. Restarting…")};
+    const QJsonArray plays[] = {printing("Starting Tarvex…"),
+                                {QJsonArray{"print", "Starting Tarvex…\n"}, fails[0]},
+                                {},
+                                fails};
+    plan({{"check", checks[number / 2 % 3]},
+          {"update", updates[number / 6 % 3]},
+          {"play", plays[number / 18]}});
+    QFile::remove(resource("calls.jsonl"));
+    terminations = 0;
+    if (before.button.isEmpty()) {
+      cleanUpController();
+      start(number % 2 == 1 ? QStringList{"--continue"} : QStringList{});
+      button().installEventFilter(this);
+    } else if (number % 2 == 1) {
+      choose(Qt::Key_unknown);
+    } else {
+      press();
+    }
+    const char *const name = qPrintable(expected.name);
+    QVERIFY2(progress().isIndeterminate() && progress().isAnimating(), name);
+    Q_EMIT picker().activated(0);
+    const auto isOver = [&] {
+      if (!button().isEnabled()) {
+        Q_EMIT button().clicked();  // means nothing while a run is alive
+      }
+      return button().isEnabled() || terminations > 0;
+    };
+    QVERIFY2(QTest::qWaitFor(isOver, 30000), name);
+    QStringList runs;
+    for (const QJsonObject &call : calls()) {
+      runs.append(call["mode"].toString());
+    }
+    QVERIFY2(runs == expected.runs, qPrintable(expected.name + " but " + runs.join(' ')));
+    QVERIFY2(terminations == (expected.button.isEmpty() ? 1 : 0), name);
+    if (!expected.button.isEmpty()) {
+      QVERIFY2(button().text() == expected.button && picker().isEnabled(), name);
+      QVERIFY2(progress().isHidden() && !progress().isIndeterminate() &&
+                   !progress().isAnimating() && progress().value() == 0.0,
+               name);
+      QVERIFY2(findButton({}).isHidden() == (expected.button != "Retry"), name);
+    }
+  }
+  // The button must not offer anything while a child is there.
+  bool eventFilter(QObject *watched, QEvent *event) override {
+    if (event->type() == QEvent::EnabledChange && static_cast<QWidget *>(watched)->isEnabled()) {
+      if (::waitpid(-1, nullptr, WNOHANG) != -1) {
+        QTest::qFail("the button is enabled while a run is alive", __FILE__, __LINE__);
+      }
+    }
+    return false;
+  }
+
   QString resource(const QString &name) const {
     return folder->filePath("T.app/Contents/Resources/" + name);
   }
@@ -496,9 +645,14 @@ class TestLauncherController : public QObject {
                                                       root / "home"});
     controller->applicationDidFinishLaunching();
   }
+  void cleanUpController() {
+    if (controller) {
+      controller->applicationWillTerminate();
+      controller.reset();
+    }
+  }
   void restart(const QStringList &arguments) {
-    controller->applicationWillTerminate();
-    controller.reset();
+    cleanUpController();
     start(arguments);
     QTRY_COMPARE(button().text(), "Play");
   }

@@ -1,4 +1,5 @@
 #include <QTest>
+#include <algorithm>
 
 #include "updater/check_report.h"
 #include "updater/invocation.h"
@@ -280,79 +281,81 @@ class TestUpdater : public QObject {
              u"Launching Tarvex…");
   }
 
-  void verdicts_data() {
-    QTest::addColumn<FinishedRun>("run");
-    QTest::addColumn<int>("kind");
-    QTest::addColumn<QString>("message");
+  // Every run that there can be, against a table in which the first row that fits decides.
+  void everyRunIsJudged() {
     using Kind = Verdict::Kind;
-    const auto row = [](const char *name, const FinishedRun &run, Kind kind,
-                        const char *message = "") {
-      QTest::newRow(name) << run << static_cast<int>(kind) << QString::fromUtf8(message);
+    struct Row {
+      QStringView modes;
+      const char *state;  // launcher installed, game started, report, success; any where '-'
+      Kind kind;
+      QStringView message{};
+      bool detailIsTold = true;
     };
-    const std::optional<QString> detail = QStringLiteral("why");
-    const std::optional<CheckOutcome> report = CheckOutcome{};
-    const char *const update =
-        "The update could not be completed. Your installed game was preserved.";
-    row("launcher installed", {Mode::update, 0, true, false, {}, detail}, Kind::relaunch);
-    row("launcher installed, in play", {Mode::play, 0, true, true, {}, {}}, Kind::relaunch);
-    row("launcher failed", {Mode::play, 1, true, true, {}, {}}, Kind::failed,
-        "The launcher update could not be completed.");
-    row("launcher failed, why", {Mode::update, 1, true, false, {}, detail}, Kind::failed, "why");
-    row("check", {Mode::check, 0, false, false, report, detail}, Kind::checked);
-    row("check without report", {Mode::check, 0, false, false, {}, {}}, Kind::checkFailed,
-        "The update check could not be completed.");
-    row("check with status", {Mode::check, 15, false, false, report, {}}, Kind::checkFailed,
-        "The update check could not be completed.");
-    row("check failed, empty detail", {Mode::check, 1, false, false, report, QString()},
-        Kind::checkFailed, "");
-    row("update", {Mode::update, 0, false, true, {}, detail}, Kind::checkAgain);
-    row("update failed", {Mode::update, -1, false, false, {}, {}}, Kind::failed, update);
-    row("update failed, why", {Mode::update, 255, false, false, {}, detail}, Kind::failed, "why");
-    row("game", {Mode::play, 0, false, true, {}, detail}, Kind::gameFinished);
-    row("game crashed", {Mode::play, 11, false, true, {}, detail}, Kind::failed,
-        "The game closed unexpectedly. You can try again.");
-    row("no game", {Mode::play, 0, false, false, {}, detail}, Kind::failed,
-        "The game closed before it finished starting.");
-    row("play failed", {Mode::play, 1, false, false, {}, {}}, Kind::failed, update);
-    row("play failed, why", {Mode::play, 1, false, false, {}, detail}, Kind::failed, "why");
-  }
-  void verdicts() {
-    QFETCH(FinishedRun, run);
-    const Verdict verdict = judgeRun(run);
-    QTEST(static_cast<int>(verdict.kind), "kind");
-    QTEST(verdict.message, "message");
+    constexpr QStringView preserved =
+        u"The update could not be completed. Your installed game was preserved.";
+    const Row rows[] = {
+        {u"cup", "1--1", Kind::relaunch},
+        {u"cup", "1--0", Kind::failed, u"The launcher update could not be completed."},
+        {u"c", "--11", Kind::checked},
+        {u"c", "----", Kind::checkFailed, u"The update check could not be completed."},
+        {u"u", "---1", Kind::checkAgain},
+        {u"u", "---0", Kind::failed, preserved},
+        {u"p", "-1-1", Kind::gameFinished},
+        {u"p", "-1-0", Kind::failed, u"The game closed unexpectedly. You can try again.", false},
+        {u"p", "-0-1", Kind::failed, u"The game closed before it finished starting.", false},
+        {u"p", "-0-0", Kind::failed, preserved},
+    };
+    const auto check = [&](const FinishedRun &run) {
+      const auto digit = [](bool flag) { return flag ? '1' : '0'; };
+      const std::string state{digit(run.sawLauncherInstalled), digit(run.sawGameStart),
+                              digit(run.checkOutcome.has_value()), digit(run.status == 0)};
+      const QChar mode = u"cup"[static_cast<int>(run.mode)];
+      const Row &row = *std::find_if(std::begin(rows), std::end(rows), [&](const Row &one) {
+        return one.modes.contains(mode) &&
+               std::equal(state.begin(), state.end(), one.state,
+                          [](char is, char wanted) { return wanted == '-' || wanted == is; });
+      });
+      QString message = row.message.toString();
+      if (!message.isEmpty() && row.detailIsTold) {
+        message = run.errorDetail.value_or(message);
+      }
+      const Verdict verdict = judgeRun(run);
+      const QString which = mode + QString::fromStdString(state) + QString::number(run.status);
+      QCOMPARE(which + QString::number(static_cast<int>(verdict.kind)) + verdict.message,
+               which + QString::number(static_cast<int>(row.kind)) + message);
+    };
+    const CheckOutcome nothing;
+    const CheckOutcome client{{}, QStringLiteral("r5")};
+    for (const Mode mode : {Mode::check, Mode::update, Mode::play}) {
+      for (const int status : {0, 1, 9, 15, 255, 256, -1}) {
+        for (const int flags : {0, 1, 2, 3}) {
+          for (const auto &outcome : {std::optional<CheckOutcome>(), {nothing}, {client}}) {
+            for (const auto &detail :
+                 {std::optional<QString>(), {QString()}, {QStringLiteral("why")}}) {
+              check({mode, status, (flags & 1) != 0, (flags & 2) != 0, outcome, detail});
+            }
+          }
+        }
+      }
+    }
   }
 
-  void followUps_data() {
-    QTest::addColumn<QString>("state");  // update available, automatic, play
-    QTest::addColumn<QString>("expected");
-    for (const auto &[state, expected] :
-         std::initializer_list<std::pair<const char *, const char *>>{{"000", "- 00"},
-                                                                      {"001", "play 00"},
-                                                                      {"010", "- 00"},
-                                                                      {"011", "play 00"},
-                                                                      {"100", "- 00"},
-                                                                      {"101", "- 00"},
-                                                                      {"110", "update 00"},
-                                                                      {"111", "update 01"}}) {
-      QTest::newRow(state) << QString::fromLatin1(state) << QString::fromLatin1(expected);
+  void everyCheckIsFollowedUp() {
+    const QString found = QStringLiteral("0123456789abcdef");
+    for (const CheckOutcome &outcome :
+         {CheckOutcome{}, CheckOutcome{{}, found}, {found, {}}, {found, found}}) {
+      const bool available = outcome != CheckOutcome{};
+      for (const bool automatic : {false, true}) {
+        for (const bool play : {false, true}) {
+          const FollowUp next = followUp(outcome, automatic, play);
+          QCOMPARE(next.run == Mode::update, automatic && available);
+          QCOMPARE(next.run == Mode::play, play && !available);
+          QVERIFY(next.run != Mode::check);
+          QVERIFY(!next.automaticUpdatePending);
+          QCOMPARE(next.playAfterCheck, play && automatic && available);
+        }
+      }
     }
-  }
-  void followUps() {
-    QFETCH(QString, state);
-    CheckOutcome outcome;
-    if (state[0] == u'1') {
-      outcome.clientRelease = QStringLiteral("r");
-    }
-    const FollowUp next = followUp(outcome, state[1] == u'1', state[2] == u'1');
-    const QString run = !next.run                 ? QStringLiteral("-")
-                        : *next.run == Mode::play ? QStringLiteral("play")
-                                                  : QStringLiteral("update");
-    QTEST(QStringLiteral("%1 %2%3")
-              .arg(run)
-              .arg(next.automaticUpdatePending ? 1 : 0)
-              .arg(next.playAfterCheck ? 1 : 0),
-          "expected");
   }
 };
 
