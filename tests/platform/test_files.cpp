@@ -158,8 +158,13 @@ class TestFiles : public QObject {
       file.write(body);
     };
     QVERIFY(!userSetting("key"));
+    const mode_t before = ::umask(0);
+    setUserSetting("key", "x");
     setUserSetting("key", "a, b = \"ü\"");
+    ::umask(before);
     QCOMPARE(*userSetting("key"), "a, b = \"ü\"");
+    QCOMPARE(modeOf(root / "Test"), 0700U);
+    QCOMPARE(modeOf(root / "Test/settings.conf"), 0600U);
     write("[General]\nkey=a, b\n");  // a list
     QVERIFY(!userSetting("key"));
     write(QByteArray("\0[garbage\xFF\n=", 12));
