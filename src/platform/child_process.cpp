@@ -12,6 +12,7 @@
 #include <chrono>
 #include <csignal>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "platform/application.h"
@@ -38,9 +39,14 @@ ChildProcess::ChildProcess(Handlers handlers, QObject *parent)
 
 ChildProcess *ChildProcess::start(const Program &program, Handlers handlers, QObject *parent,
                                   std::error_code &error) {
-  std::unique_ptr<ChildProcess> process(new ChildProcess(std::move(handlers), parent));
-  error = process->launch(program);
-  return error ? nullptr : process.release();
+  try {
+    std::unique_ptr<ChildProcess> process(new ChildProcess(std::move(handlers), parent));
+    error = process->launch(program);
+    return error ? nullptr : process.release();
+  } catch (const std::bad_alloc &) {  // nothing runs yet
+    error = std::make_error_code(std::errc::not_enough_memory);
+    return nullptr;
+  }
 }
 
 ChildProcess::~ChildProcess() {
@@ -85,6 +91,8 @@ std::error_code ChildProcess::startWatching() {
     m_thread = std::thread(&ChildProcess::watch, this);
   } catch (const std::system_error &failure) {
     return failure.code();
+  } catch (const std::bad_alloc &) {
+    return std::make_error_code(std::errc::not_enough_memory);
   }
   return {};
 }

@@ -1,5 +1,5 @@
 """The real program in a real window, used from outside. The desktop, and how the window is read, are
-those of scripts/desktop.py; the bundle to try comes in TARVEX_BUNDLE."""
+those of scripts/desktop.py."""
 
 import json
 import os
@@ -13,48 +13,8 @@ import urllib.parse
 from pathlib import Path
 
 import self_update
-from desktop import Desktop, run, wait_until
-
-BUNDLE = Path(os.environ["TARVEX_BUNDLE"])
-CHILD = Path(__file__).parent.parent / "child.py"
-NO_UPDATE = ["print", "UPDATE_CHECK launcher=current client=current\n"]
-UPDATE = ["print", "UPDATE_CHECK launcher=current client=available:r5\n"]
-
-
-def setUpModule():
-    global desktop
-    desktop = unittest.enterModuleContext(Desktop())
-
-
-class LauncherTest(unittest.TestCase):
-    def setUp(self):
-        # A child that outlives its launcher for a moment may still write into the folder.
-        self.folder = Path(self.enterContext(
-            tempfile.TemporaryDirectory(ignore_cleanup_errors=True))).resolve()
-        self.home = self.folder / "home"
-        self.home.mkdir()
-        self.bundle = self.folder / BUNDLE.name
-        shutil.copytree(BUNDLE, self.bundle)
-        self.resources = self.bundle / "Contents/Resources"
-
-    def plan(self, **steps):
-        """Puts the child of the tests in the updater's place."""
-        shutil.copy(CHILD, self.resources / "client_updater.py")
-        (self.resources / "plan.json").write_text(json.dumps(steps), encoding="utf-8")
-
-    def launch(self, *arguments, **environment):
-        return self.enterContext(
-            desktop.launch(self.bundle, self.home, *arguments, environment=environment))
-
-    def children(self):
-        calls = (self.resources / "calls.jsonl").read_text(encoding="utf-8").splitlines()
-        return [json.loads(line) for line in calls]
-
-    def assert_ended(self, launcher, status=0):
-        self.assertEqual(launcher.process.wait(timeout=30), status)
-
-    def wait_for_end_of(self, pid):
-        wait_until(lambda: not Path(f"/proc/{pid}").exists(), f"the end of {pid}")
+from desktop import run, wait_until
+from launcher_test import BUNDLE, NO_UPDATE, UPDATE, LauncherTest, desktop, setUpModule
 
 
 class DemoTest(LauncherTest):

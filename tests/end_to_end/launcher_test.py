@@ -1,0 +1,53 @@
+"""What the tests from outside share: a desktop, the bundle that comes in TARVEX_BUNDLE, and the child
+of the tests in the updater's place."""
+
+import json
+import os
+import shutil
+import tempfile
+import unittest
+from pathlib import Path
+
+from desktop import Desktop, wait_until
+
+BUNDLE = Path(os.environ["TARVEX_BUNDLE"])
+CHILD = Path(__file__).parent.parent / "child.py"
+NO_UPDATE = ["print", "UPDATE_CHECK launcher=current client=current\n"]
+UPDATE = ["print", "UPDATE_CHECK launcher=current client=available:r5\n"]
+desktop = Desktop()
+
+
+def setUpModule():
+    unittest.enterModuleContext(desktop)
+
+
+class LauncherTest(unittest.TestCase):
+    def setUp(self):
+        # A child that outlives its launcher for a moment may still write into the folder.
+        self.folder = Path(self.enterContext(
+            tempfile.TemporaryDirectory(ignore_cleanup_errors=True))).resolve()
+        self.home = self.folder / "home"
+        self.home.mkdir()
+        self.bundle = self.folder / BUNDLE.name
+        shutil.copytree(BUNDLE, self.bundle)
+        self.resources = self.bundle / "Contents/Resources"
+
+    def plan(self, **steps):
+        """Puts the child of the tests in the updater's place."""
+        shutil.copy(CHILD, self.resources / "client_updater.py")
+        (self.resources / "plan.json").write_text(json.dumps(steps), encoding="utf-8")
+
+    def launch(self, *arguments, **environment):
+        return self.enterContext(
+            desktop.launch(self.bundle, self.home, *arguments, environment=environment))
+
+    def children(self):
+        calls = self.resources / "calls.jsonl"
+        lines = calls.read_text(encoding="utf-8").splitlines() if calls.exists() else []
+        return [json.loads(line) for line in lines]
+
+    def assert_ended(self, launcher, status=0):
+        self.assertEqual(launcher.process.wait(timeout=30), status)
+
+    def wait_for_end_of(self, pid):
+        wait_until(lambda: not Path(f"/proc/{pid}").exists(), f"the end of {pid}")

@@ -1,0 +1,115 @@
+"""What a player's machine, and an updater that misbehaves, can do to the launcher."""
+
+import os
+import resource
+import shutil
+import signal
+import subprocess
+import unittest
+from pathlib import Path
+
+from desktop import run, wait_until
+from launcher_test import NO_UPDATE, LauncherTest, desktop, setUpModule
+
+FAKETIME = Path("/usr/lib/x86_64-linux-gnu/faketime/libfaketimeMT.so.1")
+
+
+class FaultTest(LauncherTest):
+    def test_what_breaks_while_the_launcher_runs(self):
+        self.plan(check=[["exit", 255]])
+        launcher = self.launch()
+        launcher.wait_for(button="Retry", status="Couldn’t check for updates")
+        self.plan(check=[NO_UPDATE])
+        usual = resource.prlimit(launcher.process.pid, resource.RLIMIT_NOFILE)
+        resource.prlimit(launcher.process.pid, resource.RLIMIT_NOFILE, (3, usual[1]))
+        launcher.press("Return")
+        launcher.wait_for(button="Retry", version="The update service could not be started.")
+        resource.prlimit(launcher.process.pid, resource.RLIMIT_NOFILE, usual)
+        shutil.rmtree(launcher.log.parent)
+        launcher.press("Return")
+        launcher.wait_for(button="Play")
+
+    def test_what_is_broken_from_the_start(self):
+        settings = self.home / ".config/Tarvex/tarvex-launcher.conf"
+        settings.parent.mkdir(parents=True)
+        self.assertTrue(FAKETIME.exists())
+        clock = {"LD_PRELOAD": str(FAKETIME), "FAKETIME_DONT_FAKE_MONOTONIC": "1"}
+        faults = {
+            "no home": {"HOME": "/proc/nowhere"},
+            "no settings": {"XDG_CONFIG_HOME": "/dev/null"},
+            "settings are garbage": {},
+            "clock leaps ahead": {**clock, "FAKETIME": "+0 i+3600"},
+            "clock leaps back": {**clock, "FAKETIME": "+0 i-3600"},
+            "no session bus": {"DBUS_SESSION_BUS_ADDRESS": "unix:path=/nowhere"},
+        }
+        for name, environment in faults.items():
+            with self.subTest(name):
+                settings.write_bytes(b"[General\n\xff\0=\x80\nselectedRegion=@" * 9)
+                self.plan(check=[["flood", 500], NO_UPDATE],
+                          play=[["print", "Starting Tarvex…\n"], ["kill", signal.SIGSTOP],
+                                ["exit", 255]])
+                (self.resources / "calls.jsonl").unlink(missing_ok=True)
+                launcher = self.launch(**environment)
+
+                def game():
+                    launcher.press("Return")  # without a bus there is no reading the window
+                    return [one["pid"] for one in self.children() if one["mode"] == "play"]
+
+                [pid] = wait_until(game, "the game")
+                wait_until(lambda: launcher.window() is None, "the window to hide")
+                os.kill(pid, signal.SIGCONT)
+                self.wait_for_end_of(pid)
+                self.assertIsNone(launcher.process.poll())
+                launcher.process.terminate()
+                self.assert_ended(launcher)
+
+    def test_what_it_leaves_is_the_players_alone(self):
+        log = self.home / "Library/Application Support/Tarvex/launcher.log"
+        log.parent.mkdir(parents=True, mode=0o700)
+        log.write_bytes(b"x" * 2_000_001)
+        self.plan(check=[NO_UPDATE])
+        launcher = self.enterContext(
+            desktop.launch(self.bundle, self.home, preexec_fn=lambda: os.umask(0)))
+        launcher.wait_for(button="Play")
+        open_to_others = [path for path in (log, *self.home.glob(".config/**/*"))
+                          if path.stat().st_mode & 0o077]
+        self.assertEqual(open_to_others, [])
+        self.assertLess(log.stat().st_size, 1000)
+
+    def test_full_disk_loses_whole_entries_only(self):
+        support = self.home / "Library/Application Support/Tarvex"
+        support.mkdir(parents=True)
+        mount = ["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", support]
+        if os.geteuid() != 0 or subprocess.run(mount, stderr=subprocess.DEVNULL).returncode != 0:
+            self.skipTest("a small disk takes a mount, and that the superuser")
+        self.addCleanup(run, "umount", "--lazy", support)
+        self.plan(check=[["flood", 3000], NO_UPDATE])
+        launcher = self.launch()
+        launcher.wait_for(button="Play")
+        kept = launcher.log.read_text().split("\n")
+        flood = [line for line in kept if "flood" in line]
+        self.assertIn(len(flood), range(500, 2000))
+        self.assertEqual({len(line) for line in flood}, {len(flood[0])})
+        self.assertEqual(kept[-1], "")
+        os.truncate(launcher.log, 0)  # somebody makes room
+        self.plan(check=[NO_UPDATE])
+        launcher.click("combo box", "Region")
+        launcher.press("Return")
+        wait_until(lambda: launcher.log.read_text() == f"Checking for updates.\n{NO_UPDATE[1]}",
+                   launcher.log.read_text)
+
+    def test_updater_that_does_not_end_is_left_to_itself(self):
+        self.plan(check=[["ignore terminate"], ["print", "x\n"], ["wait for", "on"]])
+        launcher = self.launch()
+        wait_until(lambda: launcher.log.exists() and launcher.log.read_text().endswith("x\n"),
+                   "the child's line")
+        launcher.process.terminate()
+        self.assert_ended(launcher)
+        child = self.children()[0]["pid"]
+        self.assertTrue(Path(f"/proc/{child}").exists())
+        (self.resources / "on").touch()
+        self.wait_for_end_of(child)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
