@@ -65,7 +65,8 @@ class Desktop:
         for name in ("XDG_CONFIG_HOME", "XDG_DATA_HOME", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"):
             os.environ.pop(name, None)
         display, _ = self.started(
-            ["Xvfb", "-displayfd", "{fd}", "-screen", "0", self._screen, "-nolisten", "tcp"])
+            ["Xvfb", "-displayfd", "{fd}", "-screen", "0", self._screen, "-nolisten", "tcp",
+             "-noreset"])  # or the first to leave takes along whoever is coming
         os.environ["DISPLAY"] = f":{display}"
         os.environ["DBUS_SESSION_BUS_ADDRESS"], _ = self.started(
             ["dbus-daemon", "--session", "--nofork", "--print-address={fd}"])
