@@ -114,17 +114,12 @@ class Desktop:
                 compositor.terminate()
 
     def launch(self, bundle, home, *arguments, environment=None, preexec_fn=None):
-        return Launcher(self, home, subprocess.Popen(
-            [Path(bundle) / "Contents/Linux/tarvex-launcher", *arguments],
+        program = Path(bundle) / "Contents/Linux/tarvex-launcher"
+        return Launcher(self, home, program, subprocess.Popen(
+            [program, *arguments],
             env={**os.environ, "HOME": str(home), "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
                  **(environment or {})},
             preexec_fn=preexec_fn))
-
-    def applications(self):
-        """What has windows, as the accessibility tree has it, by the number of its process."""
-        root = self.atspi.get_desktop(0)
-        found = [root.get_child_at_index(index) for index in range(root.get_child_count())]
-        return {one.get_process_id(): one for one in found if one is not None}
 
 
 class ForeignProcess:
@@ -151,23 +146,29 @@ class ForeignProcess:
 class Launcher:
     """A running launcher and its window."""
 
-    def __init__(self, desktop, home, process):
+    def __init__(self, desktop, home, program, process):
         self.desktop = desktop
         self.home = Path(home)
         self.log = self.home / "Library/Application Support/Tarvex/launcher.log"
         self.process = process
+        self._program = program
         self._frame = None
 
     def successor(self):
         """The instance that this one has started in its place."""
-        own = f"HOME={self.home}"
 
         def find():
-            return [pid for pid in self.desktop.applications() if pid != self.process.pid
-                    and own in Path(f"/proc/{pid}/environ").read_text().split("\0")]
+            for pid in (int(name) for name in os.listdir("/proc") if name.isdigit()):
+                with contextlib.suppress(OSError):  # it has ended, or is not ours to look at
+                    command = Path(f"/proc/{pid}/cmdline").read_bytes().split(b"\0")
+                    # A child that has not executed its program yet has the launcher's, too.
+                    if command[0] == os.fsencode(self._program) and (
+                            os.getsid(pid) == pid != self.process.pid):
+                        return pid
+            return None
 
-        [pid] = wait_until(find, "the next instance")
-        return Launcher(self.desktop, self.home, ForeignProcess(pid))
+        pid = wait_until(find, "the next instance")
+        return Launcher(self.desktop, self.home, self._program, ForeignProcess(pid))
 
     def __enter__(self):
         return self
@@ -180,8 +181,11 @@ class Launcher:
     def frame(self):
         """The window in the accessibility tree, or None before it is there."""
         if self._frame is None:
-            application = self.desktop.applications().get(self.process.pid)
-            self._frame = application and application.get_child_at_index(0)
+            root = self.desktop.atspi.get_desktop(0)
+            for index in range(root.get_child_count()):
+                application = root.get_child_at_index(index)
+                if application is not None and application.get_process_id() == self.process.pid:
+                    self._frame = application.get_child_at_index(0)
         return self._frame
 
     def controls(self):
@@ -282,6 +286,7 @@ class Launcher:
         run("xdotool", "click", str(button))
 
     def press(self, *keys):
+        wait_until(lambda: self.window() in run("xdotool", "getactivewindow").split(), "the focus")
         run("xdotool", "key", "--clearmodifiers", *keys)
 
     def take_picture(self, path):
