@@ -9,7 +9,8 @@
 
 namespace tarvex {
 
-// Runs "/usr/bin/open" on macOS, and stands in for it elsewhere: takes the argument list "-n" BUNDLE
+// Runs "/usr/bin/open" on macOS, and stands in for it elsewhere: takes the argument list "-n"
+// BUNDLE
 // "--args" ARGUMENTS..., and starts the bundle's program in a session of its own with the arguments
 // and the environment. Hands the exit status to `exited` on the main thread, from the event loop,
 // unless the receiver is gone by then. An error means that the system had no process to give: then
