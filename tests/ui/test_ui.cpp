@@ -306,7 +306,8 @@ class TestUi : public QObject, public WindowDelegate {
   }
 
   void textsHaveContrast() {
-    controls->picker.addItems({"Aurora", "Mossgate"});
+    controls->picker.addRegion("Aurora");
+    controls->picker.addRegion("Mossgate");
     controls->play.setText("Play");
     controls->log.show();
     QCoreApplication::sendPostedEvents();
@@ -337,7 +338,7 @@ class TestUi : public QObject, public WindowDelegate {
   }
 
   void focusIsSeenAndFindsItsWayBack() {
-    controls->picker.addItem("a");
+    controls->picker.addRegion("a");
     controls->log.show();
     window->activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(window.get()));
@@ -377,7 +378,8 @@ class TestUi : public QObject, public WindowDelegate {
   }
 
   void keysReachThePrimaryButton() {
-    controls->picker.addItems({"a", "b"});
+    controls->picker.addRegion("a");
+    controls->picker.addRegion("b");
     QSignalSpy presses(&controls->play, &QAbstractButton::clicked);
     QSignalSpy choices(&controls->picker, &QComboBox::activated);
     for (QWidget *const focused :
