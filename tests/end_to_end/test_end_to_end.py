@@ -235,7 +235,8 @@ os.rename("{0}.part", "{0}")
             (8, self.program.mkdir),
         ]
         whole, go, errors = (self.folder / name for name in ("whole", "go", "errors"))
-        self.plan(check=[UPDATE], update=[["wait for", str(go)], *self.INSTALLS])
+        self.plan(check=[UPDATE],
+                  update=[["print", "x\n"], ["wait for", str(go)], *self.INSTALLS])
         shutil.copytree(self.bundle, whole)
         errors.touch()
         launcher = self.enterContext(desktop.launch(
@@ -244,7 +245,7 @@ os.rename("{0}.part", "{0}")
         for number, (status, break_bundle) in enumerate(rows, 1):
             launcher.wait_for(button="Update")
             launcher.press("Return")
-            launcher.wait_for(button="Updating…")
+            wait_until(lambda: launcher.log.read_text().endswith("x\n"), "the child's line")
             self.program.unlink()
             break_bundle()
             go.touch()
