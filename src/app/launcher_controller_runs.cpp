@@ -168,7 +168,12 @@ void LauncherController::handleOutputLine(const QString &line) {
     case LineEffect::Event::gameStarted: {
       constexpr std::chrono::milliseconds untilHidden{250};
       sawGameStart = true;
-      QTimer::singleShot(untilHidden, this, [this] { window->orderOut(); });
+      QTimer::singleShot(untilHidden, this, [this] {
+        window->orderOut();
+        if (buttonState == ButtonState::retry) {  // failed already, and told so in the window alone
+          application.requestUserAttention(statusLabel.text(), versionLabel.text());
+        }
+      });
       break;
     }
   }
