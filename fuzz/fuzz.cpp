@@ -37,7 +37,7 @@ void require(bool holds) {
 const QString regionId = "[a-z][a-z0-9-]{0,31}";
 const QString launcherVersion = "[0-9a-f]{16}";
 const QString clientRelease = "[A-Za-z0-9][A-Za-z0-9._-]{0,63}";
-const QString worldVersion = "[0-9]{1,9}\\.[0-9]{1,9}\\.[0-9]{1,9}\\.[0-9a-f]{12}";
+const QString worldVersion = R"([0-9]{1,9}\.[0-9]{1,9}\.[0-9]{1,9}\.[0-9a-f]{12})";
 
 bool fits(const std::optional<QString> &text, const QString &form) {
   return !text ||

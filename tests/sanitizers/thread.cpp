@@ -34,11 +34,11 @@ class Relay : public QtPrivate::QSlotObjectBase {
 
 }  // namespace
 
-bool QMetaObject::invokeMethodImpl(QObject *receiver, QtPrivate::QSlotObjectBase *slot,
-                                   Qt::ConnectionType type, void *result) {
+bool QMetaObject::invokeMethodImpl(QObject *object, QtPrivate::QSlotObjectBase *slot,
+                                   Qt::ConnectionType type, void *ret) {
   static const auto toolkits = reinterpret_cast<decltype(&invokeMethodImpl)>(
       ::dlsym(RTLD_NEXT,
-              "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseEN2Qt14Conn"
-              "ectionTypeEPv"));
-  return toolkits(receiver, new Relay(slot), type, result);
+              "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseE"
+              "N2Qt14ConnectionTypeEPv"));
+  return toolkits(object, new Relay(slot), type, ret);
 }
