@@ -9,12 +9,14 @@
 
 namespace tarvex {
 
-// Runs "/usr/bin/open" on macOS, and stands in for it elsewhere: takes the argument list "-n"
-// BUNDLE
-// "--args" ARGUMENTS..., and starts the bundle's program in a session of its own with the arguments
-// and the environment. Hands the exit status to `exited` on the main thread, from the event loop,
-// unless the receiver is gone by then. An error means that the system had no process to give: then
-// nothing was run, and `exited` is never called.
+// Runs "/usr/bin/open" on macOS, and stands in for it elsewhere: takes the argument list
+//
+//   -n BUNDLE --args [ARGUMENT]...
+//
+// and starts the bundle's program in a session of its own with the arguments and the environment.
+// The exit status goes to `exited` on the main thread, from the event loop, unless the receiver is
+// gone by then. An error means that the system had no process to give: then nothing was run, and
+// `exited` is never called.
 //
 // 0 means that the program's exec has succeeded. The other statuses of the stand-in come with one
 // line on standard error:
