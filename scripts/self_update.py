@@ -10,6 +10,9 @@ import subprocess
 import sys
 from pathlib import Path
 
+from desktop import Desktop, wait_until
+from walkthrough import show, wait_for_bar
+
 OLD, NEW = "a" * 16, "b" * 16
 PUBLISH = Path(__file__).resolve().parents[1] / "demo/publish.py"
 
@@ -20,6 +23,14 @@ def set_version(bundle, version):
     information.write_bytes(plistlib.dumps({**properties, "CFBundleVersion": version}))
 
 
+def offer_newer(bundle, releases):
+    """Publishes the bundle as the newer launcher, and makes an older one of it."""
+    set_version(bundle, NEW)
+    subprocess.run(["/usr/bin/python3", PUBLISH, "--launcher", bundle, "--out", releases],
+                   check=True)
+    set_version(bundle, OLD)
+
+
 def prepare(built, folder):
     """Leaves the old bundle and the releases in the folder. Returns the bundle."""
     bundle, releases = folder / built.name, folder / "releases"
@@ -27,20 +38,12 @@ def prepare(built, folder):
     (bundle / "Contents/Resources/releases").rename(releases)
     config = bundle / "Contents/Resources/launcher-config.json"
     config.write_text(json.dumps({**json.loads(config.read_bytes()), "releases": str(releases)}))
-    set_version(bundle, NEW)
-    subprocess.run(["/usr/bin/python3", PUBLISH, "--launcher", bundle, "--out", releases], check=True)
-    set_version(bundle, OLD)
+    offer_newer(bundle, releases)
     return bundle
 
 
 def walk(bundle, home, pictures, *arguments):
     """What a player would see, on a virtual desktop."""
-    from desktop import Desktop, wait_until
-    from walkthrough import show
-
-    def wait_for_bar(launcher):
-        wait_until(lambda: (look := launcher.look()) and (look.progress or 0) > 40, "a moving bar")
-
     shutil.rmtree(pictures, ignore_errors=True)
     pictures.mkdir(parents=True)
     with Desktop() as desktop:

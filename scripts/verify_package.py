@@ -15,7 +15,7 @@ import sys
 from pathlib import Path
 
 from desktop import Desktop, wait_until
-from self_update import NEW, OLD, PUBLISH, set_version
+from self_update import offer_newer
 
 HOME = Path("/home/player")
 
@@ -48,12 +48,7 @@ def main(debian, archive):
     [command] = [line for line in entry.read_text().splitlines() if line.startswith("Exec=")]
     bundle = Path(shlex.split(command.removeprefix("Exec="))[0]).parents[2]
 
-    # The same bundle as the version that it is offered.
-    set_version(outside(bundle), NEW)
-    releases = outside(bundle / "Contents/Resources/releases")
-    subprocess.run(["/usr/bin/python3", PUBLISH, "--launcher", outside(bundle), "--out", releases],
-                   check=True)
-    set_version(outside(bundle), OLD)
+    offer_newer(outside(bundle), outside(bundle / "Contents/Resources/releases"))
 
     with Desktop() as desktop:
         with desktop.launch(bundle, HOME, preexec_fn=enter) as old:
@@ -70,20 +65,13 @@ def main(debian, archive):
             new.press("ctrl+q")
             new.process.wait(30)
 
-        weston = subprocess.Popen(
-            ["weston", "--backend=headless-backend.so", "--socket=verify", "--log=/dev/null"])
-        try:
-            wait_until(Path(os.environ["XDG_RUNTIME_DIR"], "verify").exists, "Wayland")
-            with desktop.launch(bundle, HOME, preexec_fn=enter, environment={
-                    "WAYLAND_DISPLAY": "verify", "QT_QPA_PLATFORM": "wayland"}) as launcher:
-                say("Wayland", launcher.wait_for(button="Play").status)
-                if "libbradient.so" not in [path.name for path in libraries(launcher)]:
-                    sys.exit("The window has no title bar on Wayland.")
-                launcher.process.terminate()
-                say("quit", f"exit status {launcher.process.wait(30)}")
-        finally:
-            weston.terminate()
-            weston.wait()
+        with desktop.wayland() as environment, desktop.launch(
+                bundle, HOME, environment=environment, preexec_fn=enter) as launcher:
+            say("Wayland", launcher.wait_for(button="Play").status)
+            if "libbradient.so" not in [path.name for path in libraries(launcher)]:
+                sys.exit("The window has no title bar on Wayland.")
+            launcher.process.terminate()
+            say("quit", f"exit status {launcher.process.wait(30)}")
 
     as_player("sh", data / "tarvex-launcher/install.sh", "--uninstall")
     if left := [str(path) for path in outside(data).rglob("*tarvex*")]:

@@ -19,6 +19,10 @@ def show(launcher, pictures, name, **wanted):
     return look
 
 
+def wait_for_bar(launcher):
+    wait_until(lambda: (look := launcher.look()) and (look.progress or 0) > 40, "a moving bar")
+
+
 def main(bundle, pictures, *arguments):
     shutil.rmtree(pictures, ignore_errors=True)
     pictures.mkdir(parents=True)
@@ -37,8 +41,7 @@ def main(bundle, pictures, *arguments):
             launcher.press("Return")
             show(launcher, pictures, "3-available", button="Update")
             launcher.click("push button", "Update")
-            wait_until(lambda: (look := launcher.look()) and (look.progress or 0) > 40,
-                       "a moving bar")
+            wait_for_bar(launcher)
             show(launcher, pictures, "4-updating", button="Updating…")
             show(launcher, pictures, "5-ready", button="Play")
             launcher.click("push button", "Play")
