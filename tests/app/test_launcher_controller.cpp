@@ -23,15 +23,9 @@ namespace {
 const char *const version = "0123456789abcdef";
 const char *const noReport = "UPDATE_CHECK launcher=current client=current";
 const char *const clientReport = "UPDATE_CHECK launcher=current client=available:r5";
-const char *const preserved =
-    "The update could not be completed. Your installed game was preserved.";
 
 QJsonArray printing(const QString &text) {
   return {QJsonArray{"print", text}};
-}
-
-QString steps(const QJsonArray &steps) {
-  return QString::fromUtf8(QJsonDocument(steps).toJson(QJsonDocument::Compact));
 }
 
 // A model of the launcher at rest, and of what becomes of it.
@@ -138,7 +132,7 @@ class TestLauncherController : public QObject {
           R"({"schemaVersion":2,"defaultRegion":"north","regions":[{"id":"north","name":"North"},)"
           R"({"id":"south","name":"<b>South</b> & Co"},{"id":"far","name":"North"}]})");
     terminations = 0;
-    clearRun();
+    bundleVersion = version;
     plan({{"check", printing(noReport)}});
   }
 
@@ -147,136 +141,78 @@ class TestLauncherController : public QObject {
     folder.reset();
   }
 
-  // One run from a start, or two: what the child does, and what the window shows when all is quiet.
+  // One run from a start, or what a press leads to: the child's steps, and what the window shows
+  // when all is quiet.
   void endsOfRuns_data() {
-    QTest::addColumn<QString>("check");
-    QTest::addColumn<QString>("update");
-    QTest::addColumn<QString>("play");
-    QTest::addColumn<QStringList>("presses");  // on the button when it has this title
-    QTest::addColumn<QString>("expected");     // button, status, version line, its tooltip
+    QTest::addColumn<QJsonObject>("modes");
+    QTest::addColumn<QString>("press");     // on the button when it has this title, unless empty
+    QTest::addColumn<QString>("expected");  // button, status, version line, its tooltip
     QTest::addColumn<QString>("log");
-    struct Row {
-      const char *name;
-      QJsonArray check;
-      QJsonArray update;
-      QJsonArray play;
-      QStringList presses;
-      QString expected;
-      QString log;
+    const auto row = [](const char *name, const QJsonObject &modes, const char *press,
+                        const QString &expected, const QString &log) {
+      QTest::newRow(name) << modes << press << expected << log;
     };
-    const QJsonArray fails{QJsonArray{"exit", 7}};
     const auto failing = [](const QString &text) {
       return QJsonArray{QJsonArray{"print", text}, QJsonArray{"exit", 7}};
     };
     const QString checkLog = "Checking for updates.\n";
     const QString foundLog = checkLog + clientReport + "\n";
     const QString currentLog = checkLog + noReport + "\n";
-    const QString updateFailed = QString("Retry|Couldn’t start the game|%1|%1");
-    const Row rows[] = {
-        {"check finds nothing",
-         printing(noReport),
-         {},
-         {},
-         {},
-         "Play|Ready to play North|Your game is up to date.|",
-         currentLog},
-        {"check finds a client",
-         printing(clientReport),
-         {},
-         {},
-         {},
-         "Update|Update available|Version r5|",
-         foundLog},
-        {"check finds a launcher and a client",
-         printing(QString("UPDATE_CHECK launcher=available:%1 client=available:r5").arg(version)),
-         {},
-         {},
-         {},
-         QString("Update|Launcher update available|Launcher %1|").arg(version),
-         checkLog + "UPDATE_CHECK launcher=available:" + version + " client=available:r5\n"},
-        {"last report decides",
-         printing(QString(noReport) + "\nUPDATE_CHECK x\n"),
-         {},
-         {},
-         {},
-         "Retry|Couldn’t check for updates|The update check could not be completed.|The update "
-         "check "
-         "could not be completed.",
-         checkLog + noReport + "\nUPDATE_CHECK x\n"},
-        {"check fails and says why",
-         failing(QString(noReport) + "\n  Tarvex launcher error: <b>no</b> &amp; net\r\n\n"),
-         {},
-         {},
-         {},
-         "Retry|Couldn’t check for updates|<b>no</b> &amp; net|<b>no</b> &amp; net",
-         checkLog + noReport + "\nTarvex launcher error: <b>no</b> &amp; net\n"},
-        {"check fails with nothing to say",
-         failing("Tarvex launcher error:"),
-         {},
-         {},
-         {},
-         "Retry|Couldn’t check for updates||",
-         checkLog + "Tarvex launcher error:\n"},
-        {"progress means nothing in a check",
-         printing(QString("Downloading client: 5%\nStarting Tarvex…\n") + noReport),
-         {},
-         {},
-         {},
-         "Play|Ready to play North|Your game is up to date.|",
-         checkLog + "Downloading client: 5%\nStarting Tarvex…\n" + noReport + "\n"},
-        {"update fails and says why",
-         printing(clientReport),
-         failing("Tarvex launcher error: disk"),
-         {},
-         {"Update"},
-         updateFailed.arg("disk"),
-         foundLog + "Starting update.\nTarvex launcher error: disk\n"},
-        {"updated launcher does not start",
-         printing(clientReport),
-         printing("Installed launcher x. Restarting…"),
-         {},
-         {"Update"},
-         updateFailed.arg("The updated launcher was installed but could not be started."),
-         foundLog + "Starting update.\nInstalled launcher x. Restarting…\n"
-                    "The updated launcher would not start (open exited 5).\n"},
-        {"game does not start",
-         printing(noReport),
-         {},
-         {},
-         {"Play"},
-         updateFailed.arg("The game closed before it finished starting."),
-         currentLog + currentLog + "Starting update check.\n"},
-    };
-    for (const Row &row : rows) {
-      QTest::newRow(row.name) << steps(row.check) << steps(row.update) << steps(row.play)
-                              << row.presses << row.expected << row.log;
-    }
+    const QString checkFailed = "Retry|Couldn’t check for updates|%1|%1";
+    const QString failed = "Retry|Couldn’t start the game|%1|%1";
+    const QString launcherReport =
+        QString("UPDATE_CHECK launcher=available:%1 client=available:r5").arg(version);
+    const QJsonArray found = printing(clientReport);
+    row("check finds nothing", {{"check", printing(noReport)}}, "",
+        "Play|Ready to play North|Your game is up to date.|", currentLog);
+    row("check finds a client", {{"check", found}}, "", "Update|Update available|Version r5|",
+        foundLog);
+    row("check finds a launcher and a client", {{"check", printing(launcherReport)}}, "",
+        QString("Update|Launcher update available|Launcher %1|").arg(version),
+        checkLog + launcherReport + "\n");
+    row("last report decides", {{"check", printing(QString(noReport) + "\nUPDATE_CHECK x\n")}}, "",
+        checkFailed.arg("The update check could not be completed."),
+        currentLog + "UPDATE_CHECK x\n");
+    row("check fails and says why",
+        {{"check", failing("  Tarvex launcher error: <b>no</b> &amp; net\r\n\n")}}, "",
+        checkFailed.arg("<b>no</b> &amp; net"),
+        checkLog + "Tarvex launcher error: <b>no</b> &amp; net\n");
+    row("check fails with nothing to say", {{"check", failing("Tarvex launcher error:")}}, "",
+        checkFailed.arg(""), checkLog + "Tarvex launcher error:\n");
+    const QString progressLines = "Downloading client: 5%\nStarting Tarvex…\n";
+    row("progress means nothing in a check", {{"check", printing(progressLines + noReport)}}, "",
+        "Play|Ready to play North|Your game is up to date.|",
+        checkLog + progressLines + noReport + "\n");
+    row("update fails and says why",
+        {{"check", found}, {"update", failing("Tarvex launcher error: disk")}}, "Update",
+        failed.arg("disk"), foundLog + "Starting update.\nTarvex launcher error: disk\n");
+    row("updated launcher does not start",
+        {{"check", found}, {"update", printing("Installed launcher x. Restarting…")}}, "Update",
+        failed.arg("The updated launcher was installed but could not be started."),
+        foundLog +
+            "Starting update.\nInstalled launcher x. Restarting…\n"
+            "The updated launcher would not start (open exited 5).\n");
+    row("game does not start", {{"check", printing(noReport)}, {"play", QJsonArray{}}}, "Play",
+        failed.arg("The game closed before it finished starting."),
+        currentLog + currentLog + "Starting update check.\n");
   }
   void endsOfRuns() {
-    QFETCH(QString, check);
-    QFETCH(QString, update);
-    QFETCH(QString, play);
-    QFETCH(QStringList, presses);
+    QFETCH(QJsonObject, modes);
+    QFETCH(QString, press);
     QFETCH(QString, expected);
-    const auto array = [](const QString &json) {
-      return QJsonDocument::fromJson(json.toUtf8()).array();
-    };
-    plan({{"check", array(check)}, {"update", array(update)}, {"play", array(play)}});
+    plan(modes);
     start();
     QCOMPARE(look(), "Checking…|Checking for updates…|Connecting securely to North|");
-    for (const QString &title : presses) {
-      QTRY_COMPARE(button().text(), title);
-      press();
+    if (!press.isEmpty()) {
+      QTRY_COMPARE(button().text(), press);
+      pressButton();
       QVERIFY(!button().isEnabled());
       QCOMPARE(label("Launcher status").text(), "Checking for updates…");
     }
-    QTRY_VERIFY(isQuiet());
+    QTRY_VERIFY(button().isEnabled());
     QCOMPARE(look(), expected);
-    QFETCH(QString, log);
-    QCOMPARE(logged(), log);
-    const bool failed = expected.startsWith("Retry");
-    QCOMPARE(findButton("View Log").isVisible(), failed);
-    QVERIFY(button().isEnabled());
+    QTEST(logged(), "log");
+    QCOMPARE(logButton().isVisible(), expected.startsWith("Retry"));
     QVERIFY(picker().isEnabled());
     QVERIFY(!progress().isVisible());
     QCOMPARE(progress().value(), 0.0);
@@ -294,7 +230,7 @@ class TestLauncherController : public QObject {
                       QJsonArray{"wait for", "on3"}}}});
     start();
     QTRY_COMPARE(button().text(), "Update");
-    press();
+    pressButton();
     QVERIFY(progress().isVisible() && progress().isIndeterminate() && progress().isAnimating());
     QTRY_COMPARE(look(), "Updating…|Downloading update — 40%|Version r5|");
     QVERIFY(!progress().isIndeterminate() && !progress().isAnimating());
@@ -313,38 +249,6 @@ class TestLauncherController : public QObject {
     write("on3", "");
     QTRY_COMPARE(look(),
                  "Play|Ready to play North|Installed r5  •  source abc|Source revision abc");
-  }
-
-  void everyRunHasItsArguments() {
-    plan({{"check", printing(noReport)}, {"play", printing("x")}});
-    qputenv("PYTHONUNBUFFERED", "no");
-    start({"--region", "south", "--relaunched-from", version, "--no-self-update", "--", "a b", ""});
-    QTRY_COMPARE(button().text(), "Play");
-    press();
-    QTRY_COMPARE(button().text(), "Retry");
-    qunsetenv("PYTHONUNBUFFERED");
-    const QStringList common{resource("client_updater.py"),
-                             "--config",
-                             resource("launcher-config.json"),
-                             "--region",
-                             "south",
-                             "--launcher-bundle",
-                             folder->filePath("T.app"),
-                             "--launcher-version",
-                             version,
-                             "--relaunched-from",
-                             version,
-                             "--no-self-update"};
-    const QList<QStringList> expected{common + QStringList{"--check"},
-                                      common + QStringList{"--check"},
-                                      common + QStringList{"--", "a b", ""}};
-    QList<QStringList> arguments;
-    for (const QJsonObject &call : calls()) {
-      arguments.append(QStringList{resource("client_updater.py")} +
-                       call["arguments"].toVariant().toStringList());
-      QCOMPARE(call["environment"]["PYTHONUNBUFFERED"].toString(), "1");
-    }
-    QCOMPARE(arguments, expected);
   }
 
   // All that a player can do in every state of rest, with every way in which what follows can end.
@@ -393,7 +297,7 @@ class TestLauncherController : public QObject {
     start();
     QTRY_COMPARE(button().text(), "Play");
     QCOMPARE(controller->applicationShouldTerminate(), TerminateReply::now);
-    press();
+    pressButton();
     QTRY_COMPARE(label("Launcher status").text(), "Launching North…");
     QVERIFY(window().isVisible());
     QVERIFY(!progress().isAnimating());
@@ -404,16 +308,6 @@ class TestLauncherController : public QObject {
     controller->applicationWillTerminate();  // leaves the game alone
     write("over", "");
     QTRY_COMPARE(terminations, 1);
-  }
-
-  void closingTheWindowEndsTheRun() {
-    plan({{"check", QJsonArray{QJsonArray{"wait for", "never"}}}});
-    start();
-    QTRY_COMPARE(calls().size(), 1);
-    const QString child = QString("/proc/%1").arg(calls()[0]["pid"].toInt());
-    QVERIFY(QFile::exists(child));
-    QVERIFY(controller->windowShouldClose());
-    QTRY_VERIFY(!QFile::exists(child));
   }
 
   void regionIsRememberedAndChecked() {
@@ -430,7 +324,7 @@ class TestLauncherController : public QObject {
     QCOMPARE(QSettings().value("selectedRegion").toString(), "south");
     choose(Qt::Key_unknown);  // the same again is a choice, too
     QTRY_COMPARE(calls().size(), 3);
-    QTRY_VERIFY(isQuiet());
+    QTRY_VERIFY(button().isEnabled());
     for (const Qt::Key key : {Qt::Key_Home, Qt::Key_End, Qt::Key_F, Qt::Key_PageDown}) {
       QTest::keyClick(&picker(), key);
     }
@@ -447,25 +341,27 @@ class TestLauncherController : public QObject {
   }
 
   void brokenInstallationsAreToldApart_data() {
-    QTest::addColumn<QString>("breakIt");
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("content");  // null: it is missing
     QTest::addColumn<QString>("message");
-    const QString invalid = "The launcher region configuration is invalid.";
-    const QString incomplete = "The launcher installation is incomplete.";
-    QTest::newRow("no updater") << "client_updater.py" << incomplete;
-    QTest::newRow("no catalogue") << "launcher-config.json" << invalid;
-    QTest::newRow("invalid catalogue") << "!" << invalid;
-    QTest::newRow("no region to begin with") << "?" << invalid;
+    const auto row = [](const char *name, const char *file, const char *content, const char *what) {
+      QTest::newRow(name) << file << QByteArray(content) << QString("The launcher %1.").arg(what);
+    };
+    const char *const invalid = "region configuration is invalid";
+    row("no updater", "client_updater.py", nullptr, "installation is incomplete");
+    row("no catalogue", "launcher-config.json", nullptr, invalid);
+    row("invalid catalogue", "launcher-config.json", "{}", invalid);
+    row("no region to begin with", "launcher-config.json",
+        R"({"schemaVersion":2,"defaultRegion":"x","regions":[{"id":"a","name":"A"}]})", invalid);
   }
   void brokenInstallationsAreToldApart() {
-    QFETCH(QString, breakIt);
+    QFETCH(QString, file);
+    QFETCH(QByteArray, content);
     QFETCH(QString, message);
-    if (breakIt == "!") {
-      write("launcher-config.json", "{}");
-    } else if (breakIt == "?") {
-      write("launcher-config.json",
-            R"({"schemaVersion":2,"defaultRegion":"x","regions":[{"id":"a","name":"A"}]})");
+    if (content.isNull()) {
+      QVERIFY(QFile::remove(resource(file)));
     } else {
-      QVERIFY(QFile::remove(resource(breakIt)));
+      write(file, content);
     }
     start();
     QVERIFY(window().isVisible());
@@ -473,7 +369,7 @@ class TestLauncherController : public QObject {
     const bool forGood = message.contains("configuration");
     QCOMPARE(button().isEnabled(), !forGood);
     QCOMPARE(picker().isEnabled(), !forGood);
-    QTRY_VERIFY(findButton("View Log").isVisible());
+    QTRY_VERIFY(logButton().isVisible());
     QVERIFY(calls().isEmpty());
     QCOMPARE(logged(), "");
   }
@@ -482,13 +378,13 @@ class TestLauncherController : public QObject {
     start();
     QTRY_COMPARE(button().text(), "Play");
     QVERIFY(QFile::rename(folder->filePath("T.app/Contents/Resources"), folder->filePath("gone")));
-    press();
+    pressButton();
     QCOMPARE(look(),
              "Retry|Couldn’t start the game|The launcher resources could not be found.|The "
              "launcher resources could not be found.");
     QVERIFY(QFile::rename(folder->filePath("gone"), folder->filePath("T.app/Contents/Resources")));
     QVERIFY(QFile::remove(resource("launcher-config.json")));
-    press();
+    pressButton();
     QCOMPARE(look(),
              "Retry|Couldn’t start the game|The launcher installation is incomplete.|The "
              "launcher installation is incomplete.");
@@ -500,7 +396,7 @@ class TestLauncherController : public QObject {
     plan({{"check", QJsonArray{}}});
     start();
     QTRY_COMPARE(button().text(), "Retry");
-    QVERIFY(!findButton("View Log").isVisible());
+    QVERIFY(!logButton().isVisible());
   }
 
   void whatAGrandchildSaysLaterIsLoggedOnly() {
@@ -560,7 +456,7 @@ class TestLauncherController : public QObject {
     } else if (number % 2 == 1) {
       choose(Qt::Key_unknown);
     } else {
-      press();
+      pressButton();
     }
     const QByteArray name = expected.name.toUtf8();
     QVERIFY2(progress().isIndeterminate() && progress().isAnimating(), name);
@@ -583,7 +479,7 @@ class TestLauncherController : public QObject {
       QVERIFY2(progress().isHidden() && !progress().isIndeterminate() &&
                    !progress().isAnimating() && progress().value() == 0.0,
                name);
-      QVERIFY2(findButton({}).isHidden() == (expected.button != "Retry"), name);
+      QVERIFY2(logButton().isHidden() == (expected.button != "Retry"), name);
     }
   }
   // The button must not offer anything while a child is there.
@@ -642,10 +538,6 @@ class TestLauncherController : public QObject {
     start(arguments);
     QTRY_COMPARE(button().text(), "Play");
   }
-  void clearRun() {
-    controller.reset();
-    bundleVersion = version;
-  }
 
   static QWidget &window() {
     for (QWidget *const widget : QApplication::topLevelWidgets()) {
@@ -669,9 +561,9 @@ class TestLauncherController : public QObject {
   static RegionPicker &picker() { return find<RegionPicker>({}); }
   static ProgressIndicator &progress() { return find<ProgressIndicator>({}); }
   static Label &label(const QString &name) { return find<Label>(name); }
-  static LogButton &findButton(const QString & /*title*/) { return find<LogButton>({}); }
+  static LogButton &logButton() { return find<LogButton>({}); }
 
-  static void press() { QTest::keyClick(&window(), Qt::Key_Return); }
+  static void pressButton() { QTest::keyClick(&window(), Qt::Key_Return); }
   static void choose(Qt::Key key) {
     QTest::keyClick(&picker(), Qt::Key_Space);
     QTRY_VERIFY(picker().view()->isVisible());
@@ -686,7 +578,6 @@ class TestLauncherController : public QObject {
                        second.toolTip()}
         .join('|');
   }
-  static bool isQuiet() { return button().isEnabled(); }
 
   QString logged() const {  // after the opening header
     QFile file(folder->filePath("home/Library/Application Support/Tarvex/launcher.log"));
