@@ -142,12 +142,6 @@ class TestChildProcess : public QObject {
     QCOMPARE(run.output, QByteArray("minelate"));
   }
 
-  void floodArrivesWhole() {
-    Run run(R"([["flood",200000]])");
-    QTRY_VERIFY_WITH_TIMEOUT(run.ended, 30000);
-    QCOMPARE(run.output.count('\n'), 200000);
-  }
-
   // However many lines there are in what was read, a turn takes only so long.
   void slowLinesDoNotAddUp() {
     int inThisTurn = 0;
@@ -195,6 +189,7 @@ class TestChildProcess : public QObject {
     QVERIFY(!QFile::exists(mark));
     QTRY_VERIFY(run.ended);
     QVERIFY(QFile::exists(mark));
+    QCOMPARE(run.output.count('\n'), 50000);
   }
 
   void terminateAsksOnly() {

@@ -414,26 +414,6 @@ class TestUi : public QObject, public WindowDelegate {
     QVERIFY(still.pixelColor(still.width() * 65 / 100, y) != QColor(212, 163, 64));
   }
 
-  void assistiveTechnologyReads_data() {
-    QTest::addColumn<QString>("control");
-    QTest::addColumn<int>("role");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("description");
-    QTest::addColumn<QString>("text");
-    using Role = QAccessible::Role;
-    const auto row = [](const char *control, Role role, const char *name, const char *description,
-                        const char *text) {
-      QTest::newRow(control) << control << static_cast<int>(role) << name << description << text;
-    };
-    row("status", Role::StaticText, "Launcher status", "", "one");
-    row("version", Role::StaticText, "Installed version", "two tip", "two");
-    row("footer", Role::StaticText, "Launcher and game version", "", "three");
-    row("picker", Role::ComboBox, "Region",
-        "Chooses the game environment and its compatible client", "b");
-    row("play", Role::Button, "Play", "", "-");
-    row("log", Role::Button, "View Log", "", "-");
-    row("progress", Role::ProgressBar, "", "", "-");
-  }
   void assistiveTechnologyReads() {
     controls->status.setText("one");
     controls->version.setText("two");
@@ -443,25 +423,38 @@ class TestUi : public QObject, public WindowDelegate {
     controls->picker.addRegion("b");
     controls->picker.setCurrentIndex(1);
     controls->play.setText("Play");
-    controls->progress.setValue(30);
-    const QMap<QString, QWidget *> widgets{
-        {"status", &controls->status},    {"version", &controls->version},
-        {"footer", &controls->footer},    {"picker", &controls->picker},
-        {"play", &controls->play},        {"log", &controls->log},
-        {"progress", &controls->progress}};
-    QFETCH(QString, control);
-    QAccessibleInterface *const reader = QAccessible::queryAccessibleInterface(widgets[control]);
-    QTEST(static_cast<int>(reader->role()), "role");
-    QTEST(reader->text(QAccessible::Name), "name");
-    QTEST(reader->text(QAccessible::Description), "description");
-    QAccessibleTextInterface *const text = reader->textInterface();
-    QTEST(text == nullptr ? QString("-") : text->text(0, text->characterCount()), "text");
-    if (control == "progress") {
-      QCOMPARE(reader->valueInterface()->currentValue().toDouble(), 30.0);
-      QVERIFY(!reader->state().busy);
-      controls->progress.setIndeterminate(true);
-      QVERIFY(reader->state().busy);
+    using Role = QAccessible::Role;
+    struct Row {
+      QWidget &control;
+      Role role;
+      QString name;
+      QString description;
+      QString text;  // "-": has none
+    };
+    const Row rows[] = {
+        {controls->status, Role::StaticText, "Launcher status", "", "one"},
+        {controls->version, Role::StaticText, "Installed version", "two tip", "two"},
+        {controls->footer, Role::StaticText, "Launcher and game version", "", "three"},
+        {controls->picker, Role::ComboBox, "Region",
+         "Chooses the game environment and its compatible client", "b"},
+        {controls->play, Role::Button, "Play", "", "-"},
+        {controls->log, Role::Button, "View Log", "", "-"},
+        {controls->progress, Role::ProgressBar, "", "", "-"},
+    };
+    for (const Row &row : rows) {
+      QAccessibleInterface *const reader = QAccessible::queryAccessibleInterface(&row.control);
+      QCOMPARE(reader->text(QAccessible::Name), row.name);
+      QCOMPARE(reader->role(), row.role);
+      QCOMPARE(reader->text(QAccessible::Description), row.description);
+      QAccessibleTextInterface *const text = reader->textInterface();
+      QCOMPARE(text == nullptr ? QString("-") : text->text(0, text->characterCount()), row.text);
     }
+    QAccessibleInterface *const bar = QAccessible::queryAccessibleInterface(&controls->progress);
+    controls->progress.setValue(30);
+    QCOMPARE(bar->valueInterface()->currentValue().toDouble(), 30.0);
+    QVERIFY(!bar->state().busy);
+    controls->progress.setIndeterminate(true);
+    QVERIFY(bar->state().busy);
   }
 
  private:
