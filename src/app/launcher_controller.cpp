@@ -5,6 +5,7 @@
 
 #include "install/launcher_log.h"
 #include "install/locations.h"
+#include "platform/background_removal.h"
 #include "platform/user_settings.h"
 
 namespace tarvex {

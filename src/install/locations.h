@@ -36,9 +36,4 @@ std::filesystem::path currentMetadata(const std::filesystem::path &supportFolder
 // The bundle's version, when it has one of the launcher's form.
 std::optional<QString> bundleVersion(const Bundle &bundle);
 
-// Deletes what is at the path, if anything is, on a thread of its own and at the lowest urgency.
-// Tries five times with growing pauses and tells nobody how it went. The program may end meanwhile.
-// A link goes, and not what it points to.
-void removeInBackground(const std::filesystem::path &path);
-
 }  // namespace tarvex

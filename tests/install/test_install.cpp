@@ -1,6 +1,3 @@
-#include <sys/stat.h>
-
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -182,25 +179,6 @@ class TestInstall : public QObject {
     QCOMPARE(
         openingHeader(QDateTime::fromString("2026-11-16T16:03:03.999+02:00", Qt::ISODateWithMs)),
         "\n--- Launcher opened 2026-11-16T14:03:03Z ---\n");
-  }
-
-  void retiredBundleGoes() {
-    QTemporaryDir folder;
-    const std::filesystem::path root = folder.path().toStdString();
-    const auto isGone = [](const std::filesystem::path &path) {
-      return !std::filesystem::exists(std::filesystem::symlink_status(path));
-    };
-    removeInBackground(root / "missing");
-    std::filesystem::create_directories(root / "tree" / "deep" / "deeper");
-    removeInBackground(root / "tree");
-    QTRY_VERIFY(isGone(root / "tree"));
-    std::filesystem::create_directory(root / "kept");
-    for (const char *target : {"kept", "missing"}) {
-      std::filesystem::create_symlink(root / target, root / "link");
-      removeInBackground(root / "link");
-      QTRY_VERIFY(isGone(root / "link"));
-    }
-    QVERIFY(!isGone(root / "kept"));
   }
 };
 

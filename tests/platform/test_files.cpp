@@ -6,6 +6,7 @@
 #include <QTest>
 #include <csignal>
 
+#include "platform/background_removal.h"
 #include "platform/bundle.h"
 #include "platform/durable_file.h"
 #include "platform/user_settings.h"
@@ -92,6 +93,23 @@ class TestFiles : public QObject {
       QVERIFY(!DurableFile::open(path));
       QVERIFY(!readFile(path));
     }
+  }
+
+  void whatIsInTheWayGoes() {
+    const auto isGone = [](const std::filesystem::path &path) {
+      return !std::filesystem::exists(std::filesystem::symlink_status(path));
+    };
+    removeInBackground(root / "missing");
+    std::filesystem::create_directories(root / "tree" / "deep" / "deeper");
+    removeInBackground(root / "tree");
+    QTRY_VERIFY(isGone(root / "tree"));
+    std::filesystem::create_directory(root / "kept");
+    for (const char *target : {"kept", "missing"}) {
+      std::filesystem::create_symlink(root / target, root / "link");
+      removeInBackground(root / "link");
+      QTRY_VERIFY(isGone(root / "link"));
+    }
+    QVERIFY(!isGone(root / "kept"));
   }
 
   void bundleOfAnExecutable_data() {
