@@ -119,7 +119,6 @@ void checkReport(const std::string &input) {
 
 void catalogue(const std::string &input) {
   if (const auto regions = parseRegions(input)) {
-    require(regions->schemaVersion == 2 || regions->schemaVersion == 3);
     std::set<QString> ids;
     for (const Region &region : regions->regions) {
       require(fits(region.id, regionId) && ids.insert(region.id).second);

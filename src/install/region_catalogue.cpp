@@ -2,7 +2,6 @@
 
 #include <QSet>
 #include <algorithm>
-#include <cmath>
 
 #include "install/json.h"
 #include "platform/identifiers.h"
@@ -10,24 +9,14 @@
 namespace tarvex {
 namespace {
 
-constexpr qint64 oldestSchema = 2;
-constexpr qint64 newestSchema = 3;
-
-// JSON has one kind of number: 3.0 is a whole one. 0 for those that are not; no schema is 0.
-qint64 wholeNumber(const nlohmann::json &number) {
-  const double value = number.get<double>();
-  return value >= oldestSchema && value <= newestSchema && value == std::floor(value)
-             ? static_cast<qint64>(value)
-             : 0;
+// JSON has one kind of number: 3.0 is 3.
+bool isKnownSchema(const nlohmann::json &version) {
+  return version.is_number() && (version.get<double>() == 2 || version.get<double>() == 3);
 }
 
-bool isValid(const Regions &catalogue) {
-  if (catalogue.schemaVersion < oldestSchema || catalogue.schemaVersion > newestSchema ||
-      catalogue.regions.empty()) {
-    return false;
-  }
+bool areValid(const std::vector<Region> &regions) {
   QSet<QString> seen;
-  return std::all_of(catalogue.regions.begin(), catalogue.regions.end(), [&](const Region &region) {
+  return !regions.empty() && std::all_of(regions.begin(), regions.end(), [&](const Region &region) {
     const bool isNew = !seen.contains(region.id);
     seen.insert(region.id);
     return isNew && hasForm(region.id, regionIdForm);
@@ -44,11 +33,11 @@ std::optional<Regions> parseRegions(std::string_view json) {
   const auto schema = object->find("schemaVersion");
   const auto defaultRegion = stringMember(*object, "defaultRegion");
   const auto list = object->find("regions");
-  if (schema == object->end() || !schema->is_number() || !defaultRegion || list == object->end() ||
-      !list->is_array()) {
+  if (schema == object->end() || !isKnownSchema(*schema) || !defaultRegion ||
+      list == object->end() || !list->is_array()) {
     return std::nullopt;
   }
-  Regions catalogue{wholeNumber(*schema), *defaultRegion, {}};
+  Regions catalogue{*defaultRegion, {}};
   for (const nlohmann::json &entry : *list) {
     const auto id = stringMember(entry, "id");
     const auto name = stringMember(entry, "name");
@@ -57,7 +46,7 @@ std::optional<Regions> parseRegions(std::string_view json) {
     }
     catalogue.regions.push_back({*id, *name});
   }
-  if (!isValid(catalogue)) {
+  if (!areValid(catalogue.regions)) {
     return std::nullopt;
   }
   return catalogue;

@@ -18,7 +18,6 @@ struct Region {
 };
 
 struct Regions {
-  qint64 schemaVersion = 0;
   QString defaultRegion;  // need not name one of the regions
   std::vector<Region> regions;
 };
