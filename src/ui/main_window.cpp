@@ -9,6 +9,7 @@
 #include <QTimer>
 #include <QWindow>
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "platform/application.h"
@@ -78,6 +79,9 @@ bool isReturn(const QKeyEvent &event) {
   return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
 }
 
+// Until the controls come to a window of which nothing is to be seen.
+constexpr std::chrono::milliseconds longestAlone{250};
+
 constexpr int tallestPicker = 30;
 constexpr int footerMargin = 24;
 
@@ -137,6 +141,7 @@ void MainWindow::makeKeyAndOrderFront() {
   winId();
   askForDarkTitleBar(*windowHandle());
   show();
+  QTimer::singleShot(longestAlone, this, &MainWindow::showControls);
   raise();
   activateWindow();
   setFocus();  // or the toolkit would pick a control, which nobody asked for
@@ -159,16 +164,21 @@ void MainWindow::orderOut() {
 
 // The first picture is the backdrop alone. Loading the fonts takes about as long as all the rest of
 // the start, and until they are there nobody knows how high a line is; the controls follow at once.
+// A window that begins minimised has no picture, but screen readers look into it all the same.
 bool MainWindow::event(QEvent *event) {
   if (event->type() == QEvent::Paint && m_column.isHidden()) {
     // A timer's turn comes when the toolkit has sent the picture to the display.
-    QTimer::singleShot(0, this, [this] {
-      placeControls();
-      m_column.show();
-      setWindowIcon(applicationIcon());
-    });
+    QTimer::singleShot(0, this, &MainWindow::showControls);
   }
   return QWidget::event(event);
+}
+
+void MainWindow::showControls() {
+  if (m_column.isHidden()) {
+    placeControls();
+    m_column.show();
+    setWindowIcon(applicationIcon());
+  }
 }
 
 void MainWindow::closeEvent(QCloseEvent *event) {

@@ -60,6 +60,7 @@ class MainWindow : public QWidget {
   void mouseReleaseEvent(QMouseEvent *event) override;
 
  private:
+  void showControls();
   void placeControls();
 
   BackdropView m_backdrop{this};

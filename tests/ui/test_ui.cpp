@@ -76,18 +76,21 @@ class TestUi : public QObject, public WindowDelegate {
   }
 
   void init() {
-    menu = std::make_unique<MainMenu>(*static_cast<Application *>(qApp));
-    controls = std::make_unique<Controls>();
-    window = std::make_unique<MainWindow>(
-        WindowControls{controls->picker, controls->status, controls->version, controls->progress,
-                       controls->play, controls->log, controls->footer},
-        *menu, *this);
+    createWindow();
     window->makeKeyAndOrderFront();
     QTRY_VERIFY(controls->play.isVisible());
   }
   void cleanup() {
     controls.reset();
     window.reset();
+  }
+
+  void unseenWindowHasItsControls() {
+    cleanup();
+    createWindow();
+    window->setUpdatesEnabled(false);  // as good as minimised
+    window->makeKeyAndOrderFront();
+    QTRY_VERIFY(controls->play.isVisible());
   }
 
   // Measured on the window itself: a control's anchor, the other's, and the distance.
@@ -458,6 +461,15 @@ class TestUi : public QObject, public WindowDelegate {
   }
 
  private:
+  void createWindow() {
+    menu = std::make_unique<MainMenu>(*static_cast<Application *>(qApp));
+    controls = std::make_unique<Controls>();
+    window = std::make_unique<MainWindow>(
+        WindowControls{controls->picker, controls->status, controls->version, controls->progress,
+                       controls->play, controls->log, controls->footer},
+        *menu, *this);
+  }
+
   struct Controls {
     RegionPicker picker;
     Label status{"Checking"};
