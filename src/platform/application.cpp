@@ -121,15 +121,18 @@ void Application::willTerminate() {
 }
 
 void Application::requestUserAttention(const QString &summary, const QString &body) {
-  const QWidgetList all = topLevelWidgets();
-  const auto window = std::find_if(all.begin(), all.end(), [](const QWidget *widget) {
-    return widget->isWindow() && widget->isVisible();
+  // Not at once: what fails at the start fails before the window is shown.
+  handToMain(this, [this, summary, body] {
+    const QWidgetList all = topLevelWidgets();
+    const auto window = std::find_if(all.begin(), all.end(), [](const QWidget *widget) {
+      return widget->isWindow() && widget->isVisible();
+    });
+    if (window != all.end()) {
+      alert(*window);
+    } else {
+      showNotification({summary, body, quitTitle()}, this, [this] { terminate(); });
+    }
   });
-  if (window != all.end()) {
-    alert(*window);
-  } else {
-    showNotification({summary, body, quitTitle()}, this, [this] { terminate(); });
-  }
 }
 
 bool Application::event(QEvent *event) {

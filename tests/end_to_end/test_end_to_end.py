@@ -389,7 +389,12 @@ class HiddenTest(LauncherTest):
 
     def hidden_by_the_game(self):
         self.plan(check=[NO_UPDATE], play=[*EndTest.GAME, ["exit", 1]])
+        updater = self.resources / "client_updater.py"
+        elsewhere = updater.rename(self.folder / "elsewhere")
         launcher = self.launch()
+        launcher.wait_for(button="Retry")  # for this the window is enough
+        elsewhere.rename(updater)
+        launcher.press("Return")
         launcher.wait_for(button="Play")
         self.assertEqual(self.calls, {})
         launcher.press("Return")
