@@ -30,9 +30,9 @@ void takeBack(const Descriptor &file, off_t count) {
 
 std::optional<DurableFile> DurableFile::open(const std::filesystem::path &path) {
   // O_APPEND keeps entries at the end even when somebody empties the file under us. O_NONBLOCK
-  // matters for a named pipe only, whose opening would wait for a reader.
+  // matters for pipes and devices only, whose opening and writing could wait for somebody else.
   Descriptor file(::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (!file || !isRegular(file)) {
+  if (!file) {
     return std::nullopt;
   }
   return DurableFile(std::move(file));

@@ -13,8 +13,8 @@ namespace tarvex {
 // A file that is only ever added to, each entry forced to the storage device before append returns.
 class DurableFile {
  public:
-  // Opens an existing file. Nothing on failure, and nothing for what could make us wait when it is
-  // opened or written, such as a named pipe.
+  // Opens an existing file of any kind. Nothing on failure, and never a wait: not for the reader of
+  // a named pipe, and not for a device that takes nothing at the moment.
   static std::optional<DurableFile> open(const std::filesystem::path &path);
 
   // Whole or not at all: when the entry does not fit on the device, what was written of it is taken

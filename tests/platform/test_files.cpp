@@ -85,14 +85,15 @@ class TestFiles : public QObject {
   }
 
   // Each of these would make a careless program wait, or read without end.
-  void onlyRegularFilesAreOpened() {
+  void nothingMakesUsWait() {
     const std::filesystem::path pipe = root / "pipe";
     QCOMPARE(::mkfifo(pipe.c_str(), 0600), 0);
-    for (const std::filesystem::path &path :
-         {pipe, root, std::filesystem::path("/dev/zero"), root / "missing"}) {
-      QVERIFY(!DurableFile::open(path));
+    const std::filesystem::path device = "/dev/full";
+    for (const std::filesystem::path &path : {pipe, root, device, root / "missing"}) {
+      QCOMPARE(DurableFile::open(path).has_value(), path == device);
       QVERIFY(!readFile(path));
     }
+    QVERIFY(!DurableFile::open(device)->append("x"));
   }
 
   void whatIsInTheWayGoes() {
