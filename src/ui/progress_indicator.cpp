@@ -73,7 +73,7 @@ void ProgressIndicator::showEvent(QShowEvent * /*event*/) {
 }
 
 void ProgressIndicator::updateAnimation() {
-  const bool runs = m_indeterminate && m_animating && isVisible();
+  const bool runs = m_indeterminate && m_animating && isVisible() && !window()->isMinimized();
   if (runs != (m_animation.state() == QAbstractAnimation::Running)) {
     runs ? m_animation.start() : m_animation.stop();
   }
