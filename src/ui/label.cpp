@@ -149,7 +149,7 @@ bool Label::event(QEvent *event) {
     const QString shown =
         fittedText(toolTip(), QToolTip::font(), widest, mostLines, Shortened::inMiddle);
     QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(),
-                       u"<span style=\"white-space: pre\">" + shown.toHtmlEscaped() + u"</span>",
+                       u"<div style=\"white-space: pre\">" + shown.toHtmlEscaped() + u"</div>",
                        this);
     return true;
   }

@@ -2,9 +2,12 @@
 #include <QAccessible>
 #include <QDirIterator>
 #include <QFontDatabase>
+#include <QHelpEvent>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
+#include <QToolTip>
+#include <algorithm>
 #include <cmath>
 
 #include "test_application.h"
@@ -268,6 +271,18 @@ class TestUi : public QObject, public WindowDelegate {
     for (const QString &line : shown.split('\n')) {
       QVERIFY(QFontMetrics(font).horizontalAdvance(line) <= 444 + 1);
     }
+  }
+
+  void toolTipHasTheLinesThatItWasGiven() {
+    controls->version.setToolTip("<b>a</b> &amp; " + QString("word ").repeated(8));
+    QHelpEvent asked(QEvent::ToolTip, {1, 1}, {1, 1});
+    QApplication::sendEvent(&controls->version, &asked);
+    const QWidgetList all = QApplication::topLevelWidgets();
+    const auto tip = std::find_if(all.begin(), all.end(), [](const QWidget *one) {
+      return one->isVisible() && one->inherits("QTipLabel");
+    });
+    QVERIFY(tip != all.end());
+    QVERIFY((*tip)->height() < 2 * QFontMetrics(QToolTip::font()).height());
   }
 
   void pixels() {
