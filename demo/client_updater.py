@@ -299,7 +299,9 @@ def unpack(archive, folder: Path, download: Download) -> None:
                 path = PurePosixPath(member.name)
                 stays_inside = not path.is_absolute() and ".." not in path.parts
                 if not stays_inside or not (member.isfile() or member.isdir()):
-                    raise UpdateError(f"The archive of {download} contains the unsafe entry “{member.name}”.")
+                    raise UpdateError(
+                        f"The archive of {download} contains the unsafe entry “{member.name}”."
+                    )
                 if member.isdir():
                     make_private_folder(folder / path)
                     continue

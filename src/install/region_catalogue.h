@@ -13,8 +13,6 @@ namespace tarvex {
 struct Region {
   QString id;
   QString name;  // any text, for display only
-
-  bool operator==(const Region &) const = default;
 };
 
 struct Regions {

@@ -2,7 +2,6 @@
 
 #include <QAbstractItemView>
 #include <QAccessibleWidget>
-#include <QFontMetrics>
 #include <algorithm>
 
 #include "ui/label.h"
