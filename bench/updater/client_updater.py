@@ -1,0 +1,54 @@
+#!/usr/bin/python3
+"""The updater of the measurements. launcher-config.json says what it does:
+
+    client   the check's report on the client; where it is missing, there is nothing to update
+    text     what an update prints,
+    count    and how often it does
+    log      the log that the last line must have arrived in before the time is taken
+    result   the file that then gets the time, in seconds
+
+To play fails, so that the launcher stays.
+"""
+
+import json
+import os
+import sys
+import time
+
+LAST_LINE = b"That was the last line.\n"
+
+
+def has_arrived(log):
+    with open(log, "rb") as file:
+        file.seek(-min(len(LAST_LINE), os.path.getsize(log)), os.SEEK_END)
+        return file.read() == LAST_LINE
+
+
+def update(text, count, log, result):
+    lines_at_once = min(1000, count)
+    block = text.encode() * lines_at_once
+    start = time.monotonic()
+    for _ in range(count // lines_at_once):
+        left = memoryview(block)
+        while left:
+            left = left[os.write(1, left):]
+    os.write(1, b"\n" + LAST_LINE)
+    while not has_arrived(log):
+        time.sleep(0.001)
+    elapsed = time.monotonic() - start
+    with open(result, "w", encoding="ascii") as file:
+        file.write(str(elapsed))
+
+
+def main(arguments):
+    with open(arguments[arguments.index("--config") + 1], encoding="utf-8") as file:
+        config = json.load(file)
+    if "--check" in arguments:
+        print("UPDATE_CHECK launcher=current client=" + config.get("client", "current"))
+    elif "--update-only" in arguments:
+        update(config["text"], config["count"], config["log"], config["result"])
+    else:
+        sys.exit(1)
+
+
+main(sys.argv[1:])
