@@ -15,6 +15,7 @@
 //
 // The display is that of $DISPLAY, with a window manager and without other windows.
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -177,8 +178,9 @@ class Display {
     return XCB_NONE;
   }
 
-  // Asks the window whether it is alive, and waits for the answer.
-  void ping(xcb_window_t window) {
+  // Asks the window whether it is alive, and waits for the answer, but not for ever: a window that
+  // is just being closed gives none.
+  bool ping(xcb_window_t window) {
     xcb_client_message_event_t question{};
     question.response_type = XCB_CLIENT_MESSAGE;
     question.format = 32;
@@ -189,15 +191,20 @@ class Display {
     question.data.data32[2] = window;
     xcb_send_event(m_connection, 0, window, 0, reinterpret_cast<const char *>(&question));
     xcb_flush(m_connection);
-    while (const auto event = owned(xcb_wait_for_event(m_connection))) {
-      xcb_client_message_event_t answer;
-      std::memcpy(&answer, event.get(), sizeof answer);
-      if ((answer.response_type & 0x7fU) == XCB_CLIENT_MESSAGE && answer.type == m_protocols &&
-          answer.data.data32[0] == m_ping && answer.data.data32[1] == m_pings) {
-        return;
+    constexpr int tooLong = 5000;  // milliseconds
+    for (pollfd answers{xcb_get_file_descriptor(m_connection), POLLIN, 0};;) {
+      while (const auto event = owned(xcb_poll_for_event(m_connection))) {
+        xcb_client_message_event_t answer;
+        std::memcpy(&answer, event.get(), sizeof answer);
+        if ((answer.response_type & 0x7fU) == XCB_CLIENT_MESSAGE && answer.type == m_protocols &&
+            answer.data.data32[0] == m_ping && answer.data.data32[1] == m_pings) {
+          return true;
+        }
+      }
+      if (xcb_connection_has_error(m_connection) != 0 || ::poll(&answers, 1, tooLong) <= 0) {
+        return false;
       }
     }
-    std::exit(1);  // the display has gone
   }
 
   void movePointer(Point to) {
@@ -272,8 +279,8 @@ void settle(Display &display, pid_t process) {
         if (!childrenOf(process).empty()) {
           return false;
         }
-        display.ping(window);  // what follows on the child's end has been done
-        return childrenOf(process).empty();
+        // With the answer, what follows on the child's end has been done.
+        return display.ping(window) && childrenOf(process).empty();
       },
       "the end of the children");
 }
@@ -336,7 +343,9 @@ void measureAnswers(Display &display, pid_t process) {
   const xcb_window_t window = display.windowOf(process);
   for (;;) {
     const auto begin = Clock::now();
-    display.ping(window);
+    if (!display.ping(window)) {
+      return;
+    }
     std::printf("%.3f\n", millisecondsSince(begin));
     std::fflush(stdout);
     std::this_thread::sleep_for(5ms);
