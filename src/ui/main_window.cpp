@@ -132,14 +132,17 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
   setTabOrder(&controls.regionPicker, &controls.playButton);
   setTabOrder(&controls.playButton, &controls.logButton);
   new FocusRing(&m_column);
+
+  // The display is told about the window now, while nothing else is going on: the first run of the
+  // updater, which starts before the window shows, wants the processors, too.
+  setGeometry({screen()->availableGeometry().center() - rect().center(), contentSize});
+  winId();
+  askForDarkTitleBar(*windowHandle());
 }
 
 MainWindow::~MainWindow() = default;
 
 void MainWindow::makeKeyAndOrderFront() {
-  setGeometry({screen()->availableGeometry().center() - rect().center(), contentSize});
-  winId();
-  askForDarkTitleBar(*windowHandle());
   show();
   QTimer::singleShot(longestAlone, this, &MainWindow::showControls);
   raise();
