@@ -1,6 +1,7 @@
 #include "ui/backdrop_view.h"
 
 #include <QLinearGradient>
+#include <QPaintEvent>
 #include <QPainter>
 #include <algorithm>
 #include <cmath>
@@ -10,6 +11,7 @@
 namespace tarvex {
 namespace {
 
+constexpr int bandHeight = 32;
 constexpr double frameInset = 18;
 constexpr double frameRadius = 16;
 constexpr double frameWidth = 1;
@@ -17,23 +19,30 @@ constexpr double frameAlpha = 0.055;
 
 }  // namespace
 
-void BackdropView::paintEvent(QPaintEvent * /*event*/) {
-  QPainter painter(this);
-  QLinearGradient gradient(0, 0, 0, height());
-  gradient.setColorAt(0, forestLight);
-  gradient.setColorAt(1, forest);
-  painter.fillRect(rect(), gradient);
-
+void BackdropView::paintEvent(QPaintEvent *event) {
   // In device pixels, and on them: between two, a line this thin and faint would be a smear.
   const double ratio = devicePixelRatioF();
   const double line = std::max(std::round(frameWidth * ratio), 1.0);
   const double edge = std::round(frameInset * ratio - line / 2) + line / 2;
   const QSizeF pixels(std::round(width() * ratio), std::round(height() * ratio));
+  const QRectF frame(edge, edge, pixels.width() - 2 * edge, pixels.height() - 2 * edge);
+  QLinearGradient gradient(0, 0, 0, height() * ratio);
+  gradient.setColorAt(0, forestLight);
+  gradient.setColorAt(1, forest);
+
+  QPainter painter(this);
   painter.scale(1 / ratio, 1 / ratio);
-  painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(QPen(withAlpha(Qt::white, frameAlpha), line));
-  painter.drawRoundedRect(QRectF(edge, edge, pixels.width() - 2 * edge, pixels.height() - 2 * edge),
-                          frameRadius * ratio, frameRadius * ratio);
+  // In bands, because the toolkit shares the filling of more lines at once with threads of its own,
+  // which have to be started for the first picture and stay for half a minute.
+  const int bottom = static_cast<int>(std::ceil((event->rect().bottom() + 1) * ratio));
+  for (int top = static_cast<int>(event->rect().top() * ratio); top < bottom; top += bandHeight) {
+    painter.setClipRect(QRectF(0, top, pixels.width(), bandHeight));
+    painter.setRenderHint(QPainter::Antialiasing, false);
+    painter.fillRect(QRectF({0, 0}, pixels), gradient);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.drawRoundedRect(frame, frameRadius * ratio, frameRadius * ratio);
+  }
 }
 
 }  // namespace tarvex
