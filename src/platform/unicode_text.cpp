@@ -184,6 +184,9 @@ QStringView firstCharacters(QStringView text, int count) {
 }
 
 bool isNumeric(QStringView character) {
+  if (character.front().unicode() < firstNotAscii) {
+    return character.front() >= u'0' && character.front() <= u'9';  // as nearly always
+  }
   UChar32 codePoint = 0;
   qsizetype index = 0;
   U16_NEXT(character.utf16(), index, character.size(), codePoint);
