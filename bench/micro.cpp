@@ -100,7 +100,7 @@ void copyOfLine(benchmark::State &state, const char16_t *text) {
 }
 constexpr const char16_t *otherLine =
     u"Copied assets/terrain/highlands/tile-0042.mesh to client r7";
-constexpr const char16_t *download = u"Downloading client: 42%";
+constexpr const char16_t *download = u"Downloading client: 42% of the release, at the full speed..";
 constexpr const char16_t *report =
     u"UPDATE_CHECK launcher=available:0123456789abcdef client=available:r7 "
     u"world=1.2.3.0123456789ab";
