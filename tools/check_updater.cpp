@@ -364,15 +364,14 @@ void Rehearsal::relaunch() {
   const std::filesystem::path bundle = *m_bundle;
   say(u"  => " + words("open", relaunchArguments({bundle, m_region.id, m_version, false, {}})));
   const std::filesystem::path contents = bundle / "Contents";
-  const auto information = readInformation(contents / "Info.plist");
-  const auto name = information.find("CFBundleExecutable");
-  if (name == information.end()) {
-    fail(QString::fromStdString(contents / "Info.plist") + u" names no CFBundleExecutable");
+  const auto program = programOf(bundle);
+  if (!program) {
+    fail(QString::fromStdString(contents / "Info.plist") +
+         u" is missing, or names no file in a CFBundleExecutable");
     return;
   }
-  const std::filesystem::path program = contents / bundleProgramFolder / name->second;
-  if (!std::filesystem::is_regular_file(program) || ::access(program.c_str(), X_OK) != 0) {
-    fail(QString::fromStdString(program) + u" is no program that can be started");
+  if (!std::filesystem::is_regular_file(*program) || ::access(program->c_str(), R_OK | X_OK) != 0) {
+    fail(QString::fromStdString(*program) + u" is no program that can be started");
     return;
   }
   constexpr int mostRelaunches = 3;

@@ -2,11 +2,21 @@
 
 #include <plist/plist.h>
 
+#include <cstdint>
+#include <string_view>
 #include <system_error>
 
 #include "platform/durable_file.h"
 
 namespace tarvex {
+namespace {
+
+// The name stands for a file in the bundle's folder of programs, and for nothing elsewhere.
+bool isFileName(const std::string &name) {
+  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+}
+
+}  // namespace
 
 BundleInformation readInformation(const std::filesystem::path &propertyList) {
   // A real one has some kilobytes. libplist follows what is nested by recursion, without a limit.
@@ -22,12 +32,25 @@ BundleInformation readInformation(const std::filesystem::path &propertyList) {
     for (const char *key : {"CFBundleExecutable", "CFBundleVersion"}) {
       const plist_t value = plist_dict_get_item(root, key);
       if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
-        texts.emplace(key, plist_get_string_ptr(value, nullptr));
+        std::uint64_t length = 0;
+        const std::string_view text = plist_get_string_ptr(value, &length);
+        if (text.size() == length) {  // or it has a NUL in it
+          texts.emplace(key, text);
+        }
       }
     }
   }
   plist_free(root);
   return texts;
+}
+
+std::optional<std::filesystem::path> programOf(const std::filesystem::path &bundle) {
+  const BundleInformation information = readInformation(bundle / "Contents/Info.plist");
+  const auto name = information.find("CFBundleExecutable");
+  if (name == information.end() || !isFileName(name->second)) {
+    return std::nullopt;
+  }
+  return bundle / "Contents" / bundleProgramFolder / name->second;
 }
 
 Bundle Bundle::ofExecutable(const std::filesystem::path &executable) {

@@ -21,6 +21,10 @@ BundleInformation readInformation(const std::filesystem::path &propertyList);
 // The folder of the program within a bundle's Contents.
 inline constexpr char bundleProgramFolder[] = "Linux";
 
+// The program of the bundle at the path, whether or not it is there; nothing when the bundle has no
+// Info.plist that names one within it.
+std::optional<std::filesystem::path> programOf(const std::filesystem::path &bundle);
+
 struct Bundle {
   std::filesystem::path path;  // absolute
   std::filesystem::path resources;

@@ -25,11 +25,6 @@ enum Status {
   notExecutable,
 };
 
-// The name stands for a file in the bundle's folder of programs, and for nothing elsewhere.
-bool isFileName(const std::string &name) {
-  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
-}
-
 Status whyNotRead(const std::error_code &error) {
   return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory
              ? noProgram
@@ -62,14 +57,12 @@ std::error_code startInstance(const std::vector<std::string> &arguments,
     return std::filesystem::exists(found) ? failed(noFolder, arguments[1] + ": not a folder")
                                           : failed(noBundle, arguments[1] + ": not found");
   }
-  const BundleInformation information = readInformation(bundle / "Contents/Info.plist");
-  const auto name = information.find("CFBundleExecutable");
-  if (name == information.end() || !isFileName(name->second)) {
+  const auto executable = programOf(bundle);
+  if (!executable) {
     return failed(noInformation, arguments[1] + ": no Info.plist that names a program");
   }
-  const Program program{bundle / "Contents" / bundleProgramFolder / name->second,
-                        {arguments.begin() + fixedArguments, arguments.end()},
-                        environment};
+  const Program program{
+      *executable, {arguments.begin() + fixedArguments, arguments.end()}, environment};
   if (::access(program.executable.c_str(), R_OK) != 0) {
     error.assign(errno, std::system_category());
     return failed(whyNotRead(error), program.executable + ": " + error.message());

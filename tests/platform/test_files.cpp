@@ -155,11 +155,13 @@ class TestFiles : public QObject {
     const QByteArray keyWithNul = QByteArray::fromHex(
         "62706c6973743030 d10102 526100 5162 080b0e 0000000000000101"
         "0000000000000003 0000000000000000 0000000000000010");
+    const QByteArray textWithNul =
+        program + "<string>x" + QByteArray(1, '\0') + "y</string>" + tail;
     const QByteArray deep = program + QByteArray("<array>").repeated(1'000'000);
     for (const QByteArray &broken :
          {QByteArray(), QByteArray("text"), QByteArray("<plist><array/></plist>"), program,
           QByteArray("bplist00"), QByteArray("<plist version=\"1.0\"><string>A</string></plist>"),
-          keyWithNul, deep, deep.first(65536)}) {
+          keyWithNul, textWithNul, deep, deep.first(65536)}) {
       QVERIFY2(information(broken).empty(), broken.first(std::min<qsizetype>(broken.size(), 99)));
     }
     QVERIFY(list.remove());
