@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QPalette>
+#include <QPixmapCache>
 #include <QToolTip>
 #include <initializer_list>
 #include <utility>
@@ -20,6 +21,9 @@ QColor blended(const QColor &colour, double fraction, const QColor &other) {
 }
 
 void dressToolkit() {
+  // The toolkit would wake up half a minute after a drawing to empty it, and what it keeps there,
+  // the chooser's frame for one, is hardly ever drawn again.
+  QPixmapCache::setCacheLimit(0);
   // One style for all desktops: themes differ in their colours and in their metrics, and the column
   // of controls is fixed.
   QApplication::setStyle(QStringLiteral("Fusion"));
