@@ -79,13 +79,25 @@ class FaultTest(LauncherTest):
         self.assertEqual(open_to_others, [])
         self.assertLess(log.stat().st_size, 1000)
 
-    def test_full_disk_loses_whole_entries_only(self):
+    def mount_support_folder(self, options):
         support = self.home / "Library/Application Support/Tarvex"
         support.mkdir(parents=True)
-        mount = ["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", support]
+        mount = ["mount", "-t", "tmpfs", "-o", options, "tmpfs", support]
         if os.geteuid() != 0 or subprocess.run(mount, stderr=subprocess.DEVNULL).returncode != 0:
-            self.skipTest("a small disk takes a mount, and that the superuser")
+            self.skipTest("a disk of its own takes a mount, and that the superuser")
         self.addCleanup(run, "umount", "--lazy", support)
+
+    def test_read_only_disk_costs_the_log_alone(self):
+        self.mount_support_folder("ro")
+        self.plan(check=[["exit", 1]])
+        launcher = self.launch()
+        launcher.wait_for(button="Retry", status="Couldn’t check for updates", log_button=False)
+        self.plan(check=[NO_UPDATE])
+        launcher.press("Return")
+        launcher.wait_for(button="Play")
+
+    def test_full_disk_loses_whole_entries_only(self):
+        self.mount_support_folder("size=64k")
         self.plan(check=[["flood", 3000], NO_UPDATE])
         launcher = self.launch()
         launcher.wait_for(button="Play")
