@@ -9,13 +9,16 @@
 
 namespace tarvex {
 
-RegionPicker::RegionPicker(QWidget *parent) : QComboBox(parent) {
-  // Its size does not follow from the names, so nothing measures them before they are to be seen.
-  setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-}
-
 void RegionPicker::addRegion(const QString &name) {
   addItem(name, name);
+}
+
+// Of the font alone: the width is given, and measuring the names would be dear before they are
+// seen.
+QSize RegionPicker::sizeHint() const {
+  QStyleOptionComboBox option;
+  initStyleOption(&option);
+  return style()->sizeFromContents(QStyle::CT_ComboBox, &option, {0, fontMetrics().height()}, this);
 }
 
 void RegionPicker::showPopup() {

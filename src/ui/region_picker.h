@@ -12,12 +12,13 @@ namespace tarvex {
 
 class RegionPicker : public QComboBox {
  public:
-  explicit RegionPicker(QWidget *parent = nullptr);
+  using QComboBox::QComboBox;
 
   // The name may be any text; what does not fit into the list is shortened for display.
   void addRegion(const QString &name);
   QString currentName() const { return currentData().toString(); }  // whole
 
+  QSize sizeHint() const override;
   void showPopup() override;
 
  protected:
