@@ -16,9 +16,11 @@ void RegionPicker::addRegion(const QString &name) {
 // Of the font alone: the width is given, and measuring the names would be dear before they are
 // seen.
 QSize RegionPicker::sizeHint() const {
+  constexpr int aroundTheText = 4;
   QStyleOptionComboBox option;
   initStyleOption(&option);
-  return style()->sizeFromContents(QStyle::CT_ComboBox, &option, {0, fontMetrics().height()}, this);
+  return style()->sizeFromContents(QStyle::CT_ComboBox, &option,
+                                   {0, fontMetrics().height() + aroundTheText}, this);
 }
 
 void RegionPicker::showPopup() {
