@@ -145,8 +145,6 @@ MainWindow::~MainWindow() = default;
 void MainWindow::makeKeyAndOrderFront() {
   show();
   QTimer::singleShot(longestAlone, this, &MainWindow::showControls);
-  raise();
-  activateWindow();
   setFocus();  // or the toolkit would pick a control, which nobody asked for
 }
 
@@ -178,6 +176,10 @@ bool MainWindow::event(QEvent *event) {
 
 void MainWindow::showControls() {
   if (m_column.isHidden()) {
+    if (!isMinimized()) {  // not earlier: the window manager would do this before the first picture
+      raise();
+      activateWindow();
+    }
     placeControls();
     m_column.show();
     setWindowIcon(applicationIcon());
