@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QPalette>
 #include <QPixmapCache>
+#include <QThreadPool>
 #include <QToolTip>
 #include <initializer_list>
 #include <utility>
@@ -24,6 +25,8 @@ void dressToolkit() {
   // The toolkit would wake up half a minute after a drawing to empty it, and what it keeps there,
   // the chooser's frame for one, is hardly ever drawn again.
   QPixmapCache::setCacheLimit(0);
+  // So would the threads that it fills large surfaces with, only to end.
+  QThreadPool::globalInstance()->setExpiryTimeout(-1);
   // One style for all desktops: themes differ in their colours and in their metrics, and the column
   // of controls is fixed.
   QApplication::setStyle(QStringLiteral("Fusion"));
