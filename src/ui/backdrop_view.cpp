@@ -34,7 +34,7 @@ void BackdropView::paintEvent(QPaintEvent *event) {
   painter.scale(1 / ratio, 1 / ratio);
   painter.setPen(QPen(withAlpha(Qt::white, frameAlpha), line));
   // In bands, because the toolkit shares the filling of more lines at once with threads of its own,
-  // which have to be started for the first picture and stay for half a minute.
+  // which the first picture would have to start and wait for.
   const int bottom = static_cast<int>(std::ceil((event->rect().bottom() + 1) * ratio));
   for (int top = static_cast<int>(event->rect().top() * ratio); top < bottom; top += bandHeight) {
     painter.setClipRect(QRectF(0, top, pixels.width(), bandHeight));
