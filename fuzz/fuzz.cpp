@@ -64,10 +64,10 @@ struct Seen {
   QStringList log;
   std::vector<LineEffect> effects;
 
-  void take(const QString &line) {
-    log.append(line);
+  void take(const std::string &line) {
+    log.append(decodedUtf8(line));
     for (const Mode mode : {Mode::check, Mode::update, Mode::play}) {
-      const LineEffect effect = interpretLine(line, mode, "North");
+      const LineEffect effect = interpretLine(line, mode, u"North").value_or(LineEffect());
       require(effect.percentage >= 0 && effect.percentage <= 100);
       require(mode != Mode::check ||
               (effect.bar == LineEffect::Bar::unchanged && !effect.status && !effect.versionLine));
@@ -81,25 +81,25 @@ struct Seen {
 void output(const std::string &input) {
   Seen expected;
   for (const QByteArray &bytes : QByteArray::fromStdString(input).split('\n')) {
-    const QString line = decodedUtf8(bytes.toStdString());
-    if (!trimmed(line).isEmpty()) {
-      expected.take(trimmed(line).toString());
+    const std::string line = decodedUtf8(bytes.toStdString()).toStdString();
+    if (!trimmed(line).empty()) {
+      expected.take(std::string(trimmed(line)));
     }
   }
   for (const unsigned most : {1U, 4U, 256U}) {
     LineAssembler assembler;
     Seen seen;
+    const auto use = [&](std::string_view entry) {
+      require(entry.back() == '\n');
+      seen.take(std::string(entry.substr(0, entry.size() - 1)));
+    };
     for (std::string_view left = input; !left.empty();) {
       // The bytes themselves say where they are cut.
       const std::string_view chunk = left.substr(0, 1 + std::uint8_t(left.front()) % most);
       left.remove_prefix(chunk.size());
-      for (const QString &line : assembler.append(chunk)) {
-        seen.take(line);
-      }
+      assembler.append(chunk, use);
     }
-    if (const auto last = assembler.flush()) {
-      seen.take(*last);
-    }
+    assembler.flush(use);
     require(seen == expected);
   }
 }

@@ -22,6 +22,7 @@
 #include "platform/child_process.h"
 #include "platform/durable_file.h"
 #include "platform/event_descriptors.h"
+#include "platform/unicode_text.h"
 #include "updater/invocation.h"
 #include "updater/output_stream.h"
 #include "updater/relaunch.h"
@@ -98,7 +99,7 @@ class Rehearsal : public QObject {
 
  private:
   void startUpdater(Mode mode);
-  void handleLine(const QString &line);
+  void handleEntry(std::string_view entry);
   void showInstalled(const QString &prefix) const;
   void finish(int status);
   void warnAboutRun(const Verdict &verdict, qint64 duration) const;
@@ -208,9 +209,7 @@ void Rehearsal::startUpdater(Mode mode) {
   ChildProcess::Handlers handlers;
   handlers.output = [this, ended](std::string_view chunk) {
     if (!*ended) {
-      for (const QString &line : m_lines.append(chunk)) {
-        handleLine(line);
-      }
+      m_lines.append(chunk, [this](std::string_view entry) { handleEntry(entry); });
     }
   };
   handlers.exited = [this, ended](int status) {
@@ -226,28 +225,33 @@ void Rehearsal::startUpdater(Mode mode) {
   }
 }
 
-void Rehearsal::handleLine(const QString &line) {
-  const LineEffect effect = interpretLine(line, m_run.mode, m_region.name);
-  QString meaning = describe(effect);
-  if (hasEffect(effect)) {
+void Rehearsal::handleEntry(std::string_view entry) {
+  const std::string_view line = entry.substr(0, entry.size() - 1);
+  const std::optional<LineEffect> effect = interpretLine(line, m_run.mode, m_region.name);
+  QString meaning;
+  if (effect) {
+    meaning = describe(*effect);
     m_effectTimes.push_back(m_sinceStart.elapsed());
   } else {
-    meaning = hasEffect(interpretLine(line, Mode::update, m_region.name))
+    meaning = interpretLine(line, Mode::update, m_region.name)
                   ? QStringLiteral("log only: in a check, only reports and errors count")
                   : QStringLiteral("log only");
   }
-  say(u"  | " + printable(line) + u"  ->  " + meaning);
+  say(u"  | " + printable(decodedUtf8(line)) + u"  ->  " + meaning);
   for (const QString &warning : warningsAbout(line, m_run.mode)) {
     warn(warning);
   }
-  switch (effect.event) {
+  if (!effect) {
+    return;
+  }
+  switch (effect->event) {
     case LineEffect::Event::none:
       break;
     case LineEffect::Event::checkReport:
-      m_run.checkOutcome = effect.checkOutcome;
+      m_run.checkOutcome = effect->checkOutcome;
       break;
     case LineEffect::Event::error:
-      m_run.errorDetail = effect.errorDetail;
+      m_run.errorDetail = effect->errorDetail;
       break;
     case LineEffect::Event::launcherInstalled:
       m_run.sawLauncherInstalled = true;
@@ -278,9 +282,7 @@ void Rehearsal::showInstalled(const QString &prefix) const {
 
 void Rehearsal::finish(int status) {
   const qint64 duration = m_sinceStart.elapsed();
-  if (const auto line = m_lines.flush()) {
-    handleLine(*line);
-  }
+  m_lines.flush([this](std::string_view entry) { handleEntry(entry); });
   m_child = nullptr;
   m_run.status = status;
   say(u"  Ended with status " + QString::number(status) + u" after " +

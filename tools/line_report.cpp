@@ -27,7 +27,7 @@ QString gist(QStringView text) {
 bool resembles(QStringView line, const LineForm &form) {
   const QString lineGist = gist(line);
   return lineGist.contains(gist(form.beginning)) &&
-         (lineGist.endsWith(gist(form.end)) || trimmed(form.beginning).contains(u' '));
+         (lineGist.endsWith(gist(form.end)) || form.beginning.trimmed().contains(u' '));
 }
 
 QString differenceFrom(const LineForm &form, QStringView line) {
@@ -57,7 +57,7 @@ std::vector<QString> warningsAboutUnknown(QStringView line, Mode mode) {
   return {};
 }
 
-std::vector<QString> warningsAboutPercentage(QStringView line) {
+std::vector<QString> warningsAboutPercentage(QStringView line, double percentage) {
   int numbers = 0;
   bool foreign = false;
   bool inNumber = false;
@@ -68,7 +68,7 @@ std::vector<QString> warningsAboutPercentage(QStringView line) {
     inNumber = numeric;
     return true;
   });
-  const QString shown = wholeNumber(percentageOf(line));
+  const QString shown = wholeNumber(percentage);
   if (foreign) {
     return {QStringLiteral("a numeric character other than 0 to 9 makes the percentage 0")};
   }
@@ -78,7 +78,7 @@ std::vector<QString> warningsAboutPercentage(QStringView line) {
   if (numbers > 1) {
     return {u"the digits of all numbers of the line run together to " + shown};
   }
-  if (percentageOf(line) > 100) {
+  if (percentage > 100) {
     return {u"more than 100: the bar stands at its end, and the status shows " + shown + u'%'};
   }
   return {};
@@ -125,10 +125,6 @@ QString printable(QStringView line) {
     }
   }
   return result;
-}
-
-bool hasEffect(const LineEffect &effect) {
-  return effect.bar != Bar::unchanged || effect.status || effect.event != Event::none;
 }
 
 QString describe(const LineEffect &effect) {
@@ -180,22 +176,23 @@ QString describe(const LineEffect &effect) {
   return parts.join(u"; ");
 }
 
-std::vector<QString> warningsAbout(QStringView line, Mode mode) {
-  const LineEffect effect = interpretLine(line, mode, std::nullopt);
+std::vector<QString> warningsAbout(std::string_view bytes, Mode mode) {
+  const std::optional<LineEffect> effect = interpretLine(bytes, mode, std::nullopt);
+  const QString line = decodedUtf8(bytes);
   std::vector<QString> warnings;
-  if (!hasEffect(effect)) {
+  if (!effect) {
     warnings = warningsAboutUnknown(line, mode);
-  } else if (effect.bar == Bar::percentage) {
-    warnings = warningsAboutPercentage(line);
-  } else if (effect.event == Event::checkReport && !effect.checkOutcome) {
+  } else if (effect->bar == Bar::percentage) {
+    warnings = warningsAboutPercentage(line, percentageOf(bytes));
+  } else if (effect->event == Event::checkReport && !effect->checkOutcome) {
     warnings.push_back(whyRejected(line));
-  } else if (effect.event == Event::error && effect.errorDetail.isEmpty()) {
+  } else if (effect->event == Event::error && effect->errorDetail.isEmpty()) {
     warnings.push_back(QStringLiteral("without a text, the player gets an empty explanation"));
   }
-  if (effect.versionLine && effect.versionLine->contains(u"...")) {
+  if (effect && effect->versionLine && effect->versionLine->contains(u"...")) {
     warnings.push_back(QStringLiteral("three full stops stay; the character “…” would be removed"));
   }
-  if (effect.event == Event::gameStarted && mode == Mode::update) {
+  if (effect && effect->event == Event::gameStarted && mode == Mode::update) {
     warnings.push_back(QStringLiteral("an update run starts no game, yet this hides the window"));
   }
   if (line.contains(u'\r')) {

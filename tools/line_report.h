@@ -13,12 +13,10 @@ namespace tarvex {
 // The line as it can be printed: control characters are shown, and do nothing.
 QString printable(QStringView line);
 
-bool hasEffect(const LineEffect &effect);
-
 // "status “…”; bar at 37", for instance.
 QString describe(const LineEffect &effect);
 
 // Why the line may do less than, or something else than, its author thinks. Mostly empty.
-std::vector<QString> warningsAbout(QStringView line, Mode mode);
+std::vector<QString> warningsAbout(std::string_view bytes, Mode mode);
 
 }  // namespace tarvex

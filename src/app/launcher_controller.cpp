@@ -133,9 +133,9 @@ std::optional<QString> LauncherController::selectedRegionId() const {
   return region != nullptr ? std::optional(region->id) : std::nullopt;
 }
 
-std::optional<QString> LauncherController::selectedRegionName() const {
+std::optional<QStringView> LauncherController::selectedRegionName() const {
   const Region *const region = selectedRegion();
-  return region != nullptr ? std::optional(region->name) : std::nullopt;
+  return region != nullptr ? std::optional<QStringView>(region->name) : std::nullopt;
 }
 
 const std::filesystem::path &LauncherController::supportDirectory() {

@@ -61,7 +61,7 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   void regionChanged();
   const Region *selectedRegion() const;
   std::optional<QString> selectedRegionId() const;
-  std::optional<QString> selectedRegionName() const;
+  std::optional<QStringView> selectedRegionName() const;
 
   const std::filesystem::path &supportDirectory();
   std::optional<std::filesystem::path> launcherBundleURL() const;
@@ -89,9 +89,8 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   void showWorking(const Region &region);
   ChildProcess *launchUpdater(const Program &program);
   void consume(std::string_view data);
-  void handleLine(const QString &line);
-  void logLine(const QString &line);
-  void handleOutputLine(const QString &line);
+  void handleEntry(std::string_view entry);
+  void handleOutputLine(std::string_view line);
   void processFinished(int status);
   void showCheckResult(const CheckOutcome &outcome);
   void relaunch(const std::function<void(bool started)> &completion);

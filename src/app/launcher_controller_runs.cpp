@@ -83,56 +83,45 @@ ChildProcess *LauncherController::launchUpdater(const Program &program) {
   // Whoever the updater leaves behind with its pipe may go on writing when the run is over. Those
   // lines belong in the log, but they do not speak for a run any more.
   const auto afterwards = std::make_shared<std::optional<LineAssembler>>();
-  const auto log = [this](const QString &line) { logLine(line); };
+  const auto log = [this](std::string_view entry) { appendLog(entry); };
   ChildProcess::Handlers handlers;
   handlers.output = [this, afterwards, log](std::string_view chunk) {
-    if (!*afterwards) {
+    if (*afterwards) {
+      (*afterwards)->append(chunk, log);
+    } else {
       consume(chunk);
-      return;
-    }
-    for (const QString &line : (*afterwards)->append(chunk)) {
-      log(line);
     }
   };
   handlers.exited = [this, afterwards](int status) {
     afterwards->emplace();
     processFinished(status);
   };
-  handlers.outputEnded = [afterwards, log] {
-    if (const auto line = (*afterwards)->flush()) {
-      log(*line);
-    }
-  };
+  handlers.outputEnded = [afterwards, log] { (*afterwards)->flush(log); };
   std::error_code notShown;
   return ChildProcess::start(program, std::move(handlers), this, notShown);
 }
 
 void LauncherController::consume(std::string_view data) {
-  for (const QString &line : outputBuffer.append(data)) {
-    handleLine(line);
+  outputBuffer.append(data, [this](std::string_view entry) { handleEntry(entry); });
+}
+
+void LauncherController::handleEntry(std::string_view entry) {
+  appendLog(entry);
+  handleOutputLine(entry.substr(0, entry.size() - 1));
+}
+
+void LauncherController::handleOutputLine(std::string_view line) {
+  const std::optional<LineEffect> effect = interpretLine(line, mode, selectedRegionName());
+  if (!effect) {
+    return;
   }
-}
-
-void LauncherController::handleLine(const QString &line) {
-  logLine(line);
-  handleOutputLine(line);
-}
-
-void LauncherController::logLine(const QString &line) {
-  QByteArray entry = line.toUtf8();
-  entry.append('\n');
-  appendLog({entry.constData(), static_cast<std::size_t>(entry.size())});
-}
-
-void LauncherController::handleOutputLine(const QString &line) {
-  const LineEffect effect = interpretLine(line, mode, selectedRegionName());
-  switch (effect.bar) {
+  switch (effect->bar) {
     case LineEffect::Bar::unchanged:
       break;
     case LineEffect::Bar::percentage:
       progress.setIndeterminate(false);
       progress.setAnimating(false);
-      progress.setValue(effect.percentage);
+      progress.setValue(effect->percentage);
       break;
     case LineEffect::Bar::busy:
       progress.setIndeterminate(true);
@@ -143,20 +132,20 @@ void LauncherController::handleOutputLine(const QString &line) {
       progress.setValue(ProgressIndicator::maximum);
       break;
   }
-  if (effect.status) {
-    statusLabel.setText(*effect.status);
+  if (effect->status) {
+    statusLabel.setText(*effect->status);
   }
-  if (effect.versionLine) {
-    versionLabel.setText(*effect.versionLine);
+  if (effect->versionLine) {
+    versionLabel.setText(*effect->versionLine);
   }
-  switch (effect.event) {
+  switch (effect->event) {
     case LineEffect::Event::none:
       break;
     case LineEffect::Event::checkReport:
-      checkOutcome = effect.checkOutcome;
+      checkOutcome = effect->checkOutcome;
       break;
     case LineEffect::Event::error:
-      lastErrorDetail = effect.errorDetail;
+      lastErrorDetail = effect->errorDetail;
       break;
     case LineEffect::Event::launcherInstalled:
       sawLauncherInstalled = true;
@@ -180,9 +169,7 @@ void LauncherController::handleOutputLine(const QString &line) {
 }
 
 void LauncherController::processFinished(int status) {
-  if (const auto line = outputBuffer.flush()) {
-    handleLine(*line);
-  }
+  outputBuffer.flush([this](std::string_view entry) { handleEntry(entry); });
   process = nullptr;
   const Verdict verdict =
       judgeRun({mode, status, sawLauncherInstalled, sawGameStart, checkOutcome, lastErrorDetail});

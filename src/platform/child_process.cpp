@@ -24,9 +24,11 @@ namespace {
 constexpr int statusUnknown = -1;
 constexpr std::size_t mostRead = 65536;
 
-// A line costs a flush of the log, from some microseconds to some milliseconds: the turns are
-// measured, not the bytes.
+// A line costs a flush of the log, from a microsecond to some milliseconds: the turns are measured,
+// not the bytes, and where lines take their time, after each of them.
 constexpr std::chrono::milliseconds turn{8};
+constexpr std::chrono::microseconds quick{50};
+constexpr std::size_t mostAtOnce = 1024;
 
 std::error_code lastError() {
   return {errno, std::system_category()};
@@ -35,7 +37,9 @@ std::error_code lastError() {
 }  // namespace
 
 ChildProcess::ChildProcess(Handlers handlers, QObject *parent)
-    : QObject(parent), m_handlers(std::move(handlers)), m_buffer(mostRead) {}
+    : QObject(parent),
+      m_handlers(std::move(handlers)),
+      m_buffers{std::vector<char>(mostRead), std::vector<char>(mostRead)} {}
 
 ChildProcess *ChildProcess::start(const Program &program, Handlers handlers, QObject *parent,
                                   std::error_code &error) {
@@ -53,7 +57,7 @@ ChildProcess::~ChildProcess() {
   if (m_thread.joinable()) {
     m_stopping = true;
     raiseEvent(m_stop);
-    m_taken.release();
+    m_free.release(static_cast<std::ptrdiff_t>(m_buffers.size()));
     m_thread.join();  // it waits for nothing but these two
   }
 }
@@ -148,56 +152,77 @@ void ChildProcess::watch() {
           return;
         }
       }
+      awaitDelivery();
       exitSeen = true;
       handToMain(this, [this] { m_handlers.exited(reap()); });
     } else if (readable.revents != 0) {
       passOn(mostRead);
     }
   }
+  awaitDelivery();
   handToMain(this, [this] {
     m_handlers.outputEnded();
     deleteLater();
   });
 }
 
-// Reads at most `most` bytes, hands them over and waits until the main thread is done with them.
-// Returns their number; at the end of the output it closes the pipe.
+// Reads at most `most` bytes and hands them over. Returns their number; at the end of the output it
+// closes the pipe.
 std::size_t ChildProcess::passOn(std::size_t most) {
-  const ssize_t count = ::read(m_pipe.get(), m_buffer.data(), std::min(most, m_buffer.size()));
-  if (count < 0 && errno == EINTR) {
+  m_free.acquire();
+  if (m_stopping) {
     return 0;
   }
+  std::vector<char> &buffer = m_buffers.at(m_nextBuffer);
+  const ssize_t count = ::read(m_pipe.get(), buffer.data(), std::min(most, buffer.size()));
   if (count <= 0) {
-    m_pipe.reset();
+    m_free.release();
+    if (count == 0 || errno != EINTR) {
+      m_pipe.reset();
+    }
     return 0;
   }
-  m_undelivered = {m_buffer.data(), static_cast<std::size_t>(count)};
-  handToMain(this, [this] { deliver(); });
-  m_taken.acquire();
-  return static_cast<std::size_t>(count);
+  m_nextBuffer = (m_nextBuffer + 1) % m_buffers.size();
+  const std::string_view chunk(buffer.data(), static_cast<std::size_t>(count));
+  handToMain(this, [this, chunk] {
+    m_undelivered.push(chunk);
+    deliver();
+  });
+  return chunk.size();
+}
+
+void ChildProcess::awaitDelivery() {
+  for (std::size_t count = 0; count < m_buffers.size(); ++count) {
+    m_free.acquire();
+  }
+  m_free.release(static_cast<std::ptrdiff_t>(m_buffers.size()));
 }
 
 void ChildProcess::deliver() {
   using Clock = std::chrono::steady_clock;
+  Clock::time_point now = Clock::now();
   if (m_turnTimer == 0) {
     // Due long before the turn is over, so that no time is lost; but the event loop comes to it
     // only after it has looked at the window's events. A posted event would not do: one that is
     // posted on the heels of another is still handled in the same round of the loop.
     m_turnTimer = startTimer(1);
-    m_turnEnd = Clock::now() + turn;
+    m_turnEnd = now + turn;
   }
-  while (!m_undelivered.empty()) {
-    if (Clock::now() >= m_turnEnd) {
-      m_interrupted = true;  // the timer goes on with it
-      return;
+  for (; !m_undelivered.empty(); m_undelivered.pop(), m_free.release()) {
+    for (std::string_view &chunk = m_undelivered.front(); !chunk.empty();) {
+      if (now >= m_turnEnd) {
+        m_interrupted = true;  // the timer goes on with it
+        return;
+      }
+      const std::size_t lineFeed = chunk.find('\n', std::min(m_atOnce, chunk.size()));
+      const std::string_view lines =
+          chunk.substr(0, lineFeed == std::string_view::npos ? lineFeed : lineFeed + 1);
+      chunk.remove_prefix(lines.size());
+      m_handlers.output(lines);
+      const Clock::time_point before = std::exchange(now, Clock::now());
+      m_atOnce = now - before < quick ? std::min(2 * m_atOnce + 1, mostAtOnce) : 0;
     }
-    const std::size_t lineFeed = m_undelivered.find('\n');
-    const std::string_view chunk =
-        m_undelivered.substr(0, lineFeed == std::string_view::npos ? lineFeed : lineFeed + 1);
-    m_undelivered.remove_prefix(chunk.size());
-    m_handlers.output(chunk);
   }
-  m_taken.release();
 }
 
 void ChildProcess::timerEvent(QTimerEvent * /*event*/) {

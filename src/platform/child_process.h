@@ -3,18 +3,20 @@
 // Standard output and standard error go to the write end of one pipe, so that they arrive in the
 // order in which they were written; for the rest of the start see platform/spawn.h.
 //
-// A thread of its own reads the pipe and watches for the end. It reads on only when the main thread
-// is done with what was read before, and the main thread works on it for a few milliseconds in each
-// turn of the event loop: memory stays bounded whatever the child writes, and the window alive.
+// A thread of its own reads the pipe and watches for the end. It is never more than two reads ahead
+// of the main thread, which works on them for a few milliseconds in each turn of the event loop:
+// memory stays bounded whatever the child writes, and the window alive.
 #pragma once
 
 #include <sys/types.h>
 
 #include <QObject>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <queue>
 #include <semaphore>
 #include <string_view>
 #include <system_error>
@@ -29,7 +31,7 @@ namespace tarvex {
 class ChildProcess : public QObject {
  public:
   // All are called on the main thread, from the event loop, in the order of the events: each chunk
-  // (never empty, with at most one line feed, at its end), then the exit once everything that the
+  // (never empty; cut after line feeds where there are any), then the exit once everything that the
   // child wrote before it ended has been handed over. The exit does not wait for others who hold
   // the pipe, a daemon that the child left behind for instance; what they still write follows in
   // further chunks. outputEnded comes last, when the last writer has closed the pipe. A handler may
@@ -62,8 +64,11 @@ class ChildProcess : public QObject {
   ChildProcess(Handlers handlers, QObject *parent);
   std::error_code launch(const Program &program);
   std::error_code startWatching();
-  void watch();                          // the reading thread
-  std::size_t passOn(std::size_t most);  // the reading thread
+  // The reading thread.
+  void watch();
+  std::size_t passOn(std::size_t most);
+  void awaitDelivery();
+
   void deliver();
   int reap();
 
@@ -72,14 +77,16 @@ class ChildProcess : public QObject {
   Descriptor m_pipe;   // read end; the reading thread's own
   Descriptor m_ended;  // polls readable once the child has ended
   Descriptor m_stop;   // polls readable once the reading thread shall return
-  // The reading thread fills the buffer, hands it over, and waits until the main thread has taken
-  // all.
-  std::vector<char> m_buffer;
-  std::string_view m_undelivered;
+  // The reading thread fills the buffers in turn, and waits for one that the main thread is done
+  // with.
+  std::array<std::vector<char>, 2> m_buffers;
+  std::size_t m_nextBuffer = 0;
+  std::counting_semaphore<> m_free{2};
+  std::queue<std::string_view> m_undelivered;  // the main thread's
   int m_turnTimer = 0;  // runs from the beginning of a turn until the event loop comes round
   std::chrono::steady_clock::time_point m_turnEnd;
+  std::size_t m_atOnce = 0;    // the bytes after which the next line feed is looked for
   bool m_interrupted = false;  // at the end of a turn, with something undelivered
-  std::counting_semaphore<> m_taken{0};
   std::atomic<bool> m_stopping = false;
   std::thread m_thread;
 };

@@ -84,30 +84,56 @@ bool isBoundary(QStringView text, qsizetype index) {
   return ubrk_isBoundary(characterBreaks(window), static_cast<int32_t>(offset)) != 0;
 }
 
-template <typename Predicate>
-QStringView trimmedOf(QStringView text, Predicate goes) {
-  while (!text.isEmpty() && goes(text.front())) {
-    text = text.sliced(1);
+bool isBoundary(std::string_view utf8, std::size_t index) {
+  if (index == 0 || index == utf8.size()) {
+    return true;
   }
-  while (!text.isEmpty() && goes(text.back())) {
-    text.chop(1);
+  if (isAscii(utf8.substr(index - 1, 2))) {
+    return utf8.substr(index - 1, 2) != "\r\n";
   }
-  return text;
+  return isBoundary(decodedUtf8(utf8), decodedUtf8(utf8.substr(0, index)).size());
 }
 
-// All separators are in the Basic Multilingual Plane: one code unit each.
-bool hasCategory(QChar character, uint32_t mask) {
-  return (U_GET_GC_MASK(character.unicode()) & mask) != 0;
+bool isWhiteSpace(UChar32 character) {
+  if (character < static_cast<UChar32>(firstNotAscii)) {
+    return character == ' ' || (character >= '\t' && character <= '\r');
+  }
+  return character == 0x85 || (U_GET_GC_MASK(character) & U_GC_Z_MASK) != 0;
+}
+
+// Moves the index behind the code point; negative for an ill-formed sequence.
+UChar32 nextCodePoint(std::string_view utf8, std::size_t &index) {
+  UChar32 codePoint = 0;
+  U8_NEXT(reinterpret_cast<const uint8_t *>(utf8.data()), index, utf8.size(), codePoint);
+  return codePoint;
+}
+
+bool isWellFormedUtf8(std::string_view bytes) {
+  for (std::size_t index = 0; index < bytes.size();) {
+    if (nextCodePoint(bytes, index) < 0) {
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
 
+bool isAscii(std::string_view bytes) {
+  return std::accumulate(bytes.begin(), bytes.end(), 0U, [](unsigned all, char byte) {
+           return all | static_cast<unsigned char>(byte);
+         }) < firstNotAscii;
+}
+
+std::optional<std::string> repairedUtf8(std::string_view bytes) {
+  if (isAscii(bytes) || isWellFormedUtf8(bytes)) {
+    return std::nullopt;
+  }
+  return decodedUtf8(bytes).toStdString();
+}
+
 QString decodedUtf8(std::string_view bytes) {
-  // Most lines, and the longest, are ASCII, for which there are faster ways.
-  const auto bits = std::accumulate(bytes.begin(), bytes.end(), 0U, [](unsigned all, char byte) {
-    return all | static_cast<unsigned char>(byte);
-  });
-  if (bits < firstNotAscii) {
+  if (isAscii(bytes)) {
     return QString::fromLatin1(bytes.data(), static_cast<qsizetype>(bytes.size()));
   }
   const auto *source = reinterpret_cast<const uint8_t *>(bytes.data());
@@ -128,25 +154,48 @@ QString decodedUtf8(std::string_view bytes) {
   return text;
 }
 
-QStringView trimmed(QStringView text) {
-  return trimmedOf(text, [](QChar character) {
-    const char16_t unit = character.unicode();
-    return (unit >= 0x09 && unit <= 0x0D) || unit == 0x85 || hasCategory(character, U_GC_Z_MASK);
-  });
+std::string_view trimmed(std::string_view text) {
+  while (!text.empty()) {
+    std::size_t end = 0;
+    if (!isWhiteSpace(nextCodePoint(text, end))) {
+      break;
+    }
+    text.remove_prefix(end);
+  }
+  while (!text.empty()) {
+    std::size_t begin = text.size() - 1;
+    while (U8_IS_TRAIL(text[begin])) {
+      --begin;
+    }
+    std::size_t end = begin;
+    if (!isWhiteSpace(nextCodePoint(text, end))) {
+      break;
+    }
+    text.remove_suffix(text.size() - begin);
+  }
+  return text;
 }
 
 QStringView trimmedOfSpaces(QStringView text) {
-  return trimmedOf(text, [](QChar character) {
-    return character.unicode() == u'\t' || hasCategory(character, U_GC_ZS_MASK);
-  });
+  // All separators are in the Basic Multilingual Plane: one code unit each.
+  const auto goes = [](QChar character) {
+    return character.unicode() == u'\t' || (U_GET_GC_MASK(character.unicode()) & U_GC_ZS_MASK) != 0;
+  };
+  while (!text.isEmpty() && goes(text.front())) {
+    text = text.sliced(1);
+  }
+  while (!text.isEmpty() && goes(text.back())) {
+    text.chop(1);
+  }
+  return text;
 }
 
-bool beginsWith(QStringView text, QStringView beginning) {
-  return text.startsWith(beginning) && isBoundary(text, beginning.size());
+bool beginsWith(std::string_view text, std::string_view beginning) {
+  return text.starts_with(beginning) && isBoundary(text, beginning.size());
 }
 
-bool endsWith(QStringView text, QStringView end) {
-  return text.endsWith(end) && isBoundary(text, text.size() - end.size());
+bool endsWith(std::string_view text, std::string_view end) {
+  return text.ends_with(end) && isBoundary(text, text.size() - end.size());
 }
 
 QString replacedEverywhere(QStringView text, QStringView what, QStringView replacement) {
@@ -184,9 +233,6 @@ QStringView firstCharacters(QStringView text, int count) {
 }
 
 bool isNumeric(QStringView character) {
-  if (character.front().unicode() < firstNotAscii) {
-    return character.front() >= u'0' && character.front() <= u'9';  // as nearly always
-  }
   UChar32 codePoint = 0;
   qsizetype index = 0;
   U16_NEXT(character.utf16(), index, character.size(), codePoint);

@@ -6,23 +6,34 @@
 #include <QString>
 #include <QStringView>
 #include <functional>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace tarvex {
 
-// Decodes UTF-8. Each maximal ill-formed subsequence becomes one U+FFFD; a byte order mark stays.
+// Most lines, and the longest, are; each of their bytes is a character, but for a line feed after a
+// carriage return.
+bool isAscii(std::string_view bytes);
+
+// UTF-8 in which each maximal ill-formed subsequence has become one U+FFFD. Nothing where there is
+// none: the bytes are well-formed as they are.
+std::optional<std::string> repairedUtf8(std::string_view bytes);
+
+// The same replacement takes place here; a byte order mark stays.
 QString decodedUtf8(std::string_view bytes);
 
-// Without the white space and line ends at both ends: general category Z, U+0009 to U+000D, U+0085.
-QStringView trimmed(QStringView text);
+// Well-formed UTF-8 without the white space and line ends at both ends: general category Z, U+0009
+// to U+000D, U+0085.
+std::string_view trimmed(std::string_view text);
 
 // Without the tabs and space separators (general category Zs) at both ends.
 QStringView trimmedOfSpaces(QStringView text);
 
 // Whole characters are compared, by their code points: "a" is not the beginning of "á" where that
-// is written with a combining accent.
-bool beginsWith(QStringView text, QStringView beginning);
-bool endsWith(QStringView text, QStringView end);
+// is written with a combining accent. UTF-8 must be well-formed.
+bool beginsWith(std::string_view text, std::string_view beginning);
+bool endsWith(std::string_view text, std::string_view end);
 QString replacedEverywhere(QStringView text, QStringView what, QStringView replacement);
 
 // Calls `use` with each character in turn until it returns false.

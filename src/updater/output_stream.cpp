@@ -7,39 +7,41 @@
 namespace tarvex {
 namespace {
 
-std::optional<QString> lineOf(std::string_view bytes) {
-  const QString decoded = decodedUtf8(bytes);
-  const QStringView text = trimmed(decoded);
-  if (text.isEmpty()) {
-    return std::nullopt;
+// The bytes end with the line's line feed.
+void handOver(std::string_view bytes, const LineAssembler::Use &use) {
+  const std::optional<std::string> repaired = repairedUtf8(bytes);
+  const std::string_view line = repaired ? *repaired : bytes;
+  const std::string_view text = trimmed(line);
+  if (text.empty()) {
+    return;
   }
-  return text.size() == decoded.size() ? decoded : text.toString();
+  const auto begin = static_cast<std::size_t>(text.data() - line.data());
+  if (begin + text.size() + 1 == line.size()) {
+    use(line.substr(begin));
+  } else {
+    use(std::string(text) + '\n');
+  }
 }
 
 }  // namespace
 
-std::vector<QString> LineAssembler::append(std::string_view chunk) {
-  std::vector<QString> lines;
+void LineAssembler::append(std::string_view chunk, const Use &use) {
   for (std::size_t end = chunk.find('\n'); end != std::string_view::npos; end = chunk.find('\n')) {
-    std::optional<QString> line;
-    if (m_incomplete.empty()) {
-      line = lineOf(chunk.substr(0, end));
-    } else {
-      m_incomplete.append(chunk.substr(0, end));
-      line = flush();
-    }
-    if (line) {
-      lines.push_back(*std::move(line));
-    }
+    const std::string_view rest = chunk.substr(0, end + 1);
     chunk.remove_prefix(end + 1);
+    if (m_incomplete.empty()) {
+      handOver(rest, use);
+    } else {
+      m_incomplete.append(rest);
+      handOver(std::exchange(m_incomplete, {}), use);
+    }
   }
   m_incomplete.append(chunk);
-  return lines;
 }
 
-std::optional<QString> LineAssembler::flush() {
+void LineAssembler::flush(const Use &use) {
   // Taken out, not cleared: a line of a gigabyte must not keep its memory for the rest of the day.
-  return lineOf(std::exchange(m_incomplete, {}));
+  handOver(std::exchange(m_incomplete, {}) + '\n', use);
 }
 
 void LineAssembler::clear() {

@@ -1,24 +1,27 @@
 // The updater's output, from bytes to lines.
 #pragma once
 
-#include <QString>
-#include <optional>
+#include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace tarvex {
 
-// Cuts a byte stream at line feeds, wherever its chunks end. Each line is decoded as a whole
-// (UTF-8, ill-formed sequences replaced), trimmed of white space at both ends, and left out when
-// nothing remains. There is no limit on the length of a line; cost is linear in the bytes.
+// Cuts a byte stream at line feeds, wherever its chunks end. Each line is made well-formed UTF-8 as
+// a whole (ill-formed sequences are replaced), trimmed of white space at both ends, and left out
+// when nothing remains. There is no limit on the length of a line; cost is linear in the bytes, and
+// well-formed ones are not copied once their line is complete.
 class LineAssembler {
  public:
-  // The lines that the chunk completes, in order.
-  std::vector<QString> append(std::string_view chunk);
+  // Takes a line as it goes into the log, with one line feed at its end. The bytes are valid during
+  // the call, which must leave the assembler alone.
+  using Use = std::function<void(std::string_view entry)>;
 
-  // The last line of a stream that did not end with a line feed.
-  std::optional<QString> flush();
+  // Hands over the lines that the chunk completes, in order.
+  void append(std::string_view chunk, const Use &use);
+
+  // Hands over the last line of a stream that did not end with a line feed.
+  void flush(const Use &use);
 
   void clear();
 

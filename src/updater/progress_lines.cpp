@@ -1,7 +1,9 @@
 #include "updater/progress_lines.h"
 
+#include <QStringBuilder>
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <limits>
 #include <string>
 
@@ -11,16 +13,15 @@ namespace tarvex {
 namespace {
 
 constexpr QStringView ellipsis = u"…";
-constexpr QStringView errorPrefix = u"Tarvex launcher error:";
 
 using Bar = LineEffect::Bar;
 using Event = LineEffect::Event;
 
 struct Form {
-  QStringView beginning;  // the line begins with this,
-  QStringView end{};      // ends with this where that is not empty,
-  bool isWhole = false;   // and has nothing else
-  bool inCheck = false;   // whether the form counts in a check, too
+  std::string_view beginning;  // the line begins with this,
+  std::string_view end{};      // ends with this,
+  bool isWhole = false;        // and has nothing else
+  bool inCheck = false;        // whether the form counts in a check, too
   Bar bar = Bar::unchanged;
   QStringView status{};       // the text, or the one before a download's percentage
   QStringView versionLine{};  // the text, or what takes the beginning's place in the line
@@ -29,89 +30,90 @@ struct Form {
 
 // The first form that matches decides.
 constexpr Form forms[] = {
-    {.beginning = u"UPDATE_CHECK ", .inCheck = true, .event = Event::checkReport},
-    {.beginning = errorPrefix, .inCheck = true, .event = Event::error},
-    {.beginning = u"Downloading launcher:",
+    {.beginning = "UPDATE_CHECK ", .inCheck = true, .event = Event::checkReport},
+    {.beginning = "Tarvex launcher error:", .inCheck = true, .event = Event::error},
+    {.beginning = "Downloading launcher:",
      .bar = Bar::percentage,
      .status = u"Downloading launcher — "},
-    {.beginning = u"Updating launcher to ",
+    {.beginning = "Updating launcher to ",
      .status = u"Updating the launcher…",
      .versionLine = u"Launcher "},
-    {.beginning = u"Verifying and installing launcher…",
+    {.beginning = "Verifying and installing launcher…",
      .isWhole = true,
      .bar = Bar::busy,
      .status = u"Installing the launcher…"},
-    {.beginning = u"Installed launcher ",
-     .end = u"Restarting…",
+    {.beginning = "Installed launcher ",
+     .end = "Restarting…",
      .status = u"Restarting the launcher…",
      .versionLine = u"The launcher was updated and is starting again.",
      .event = Event::launcherInstalled},
-    {.beginning = u"Downloading client:",
+    {.beginning = "Downloading client:",
      .bar = Bar::percentage,
      .status = u"Downloading update — "},
-    {.beginning = u"Updating to client ",
+    {.beginning = "Updating to client ",
      .status = u"Downloading the latest update…",
      .versionLine = u"Version "},
-    {.beginning = u"Verifying and installing client…",
+    {.beginning = "Verifying and installing client…",
      .isWhole = true,
      .bar = Bar::busy,
      .status = u"Preparing your game…"},
-    {.beginning = u"Installed client ",
+    {.beginning = "Installed client ", .status = u"Ready to play", .event = Event::clientInstalled},
+    {.beginning = "Client ",
+     .end = " is current.",
      .status = u"Ready to play",
      .event = Event::clientInstalled},
-    {.beginning = u"Client ",
-     .end = u" is current.",
-     .status = u"Ready to play",
-     .event = Event::clientInstalled},
-    {.beginning = u"Starting Tarvex…",
+    {.beginning = "Starting Tarvex…",
      .isWhole = true,
      .bar = Bar::full,
      .status = u"Launching ",
      .event = Event::gameStarted},
 };
 
-bool matches(const Form &form, QStringView line) {
-  if (form.isWhole) {
-    return line == form.beginning;
+bool matches(const Form &form, std::string_view line) {
+  if (line.front() != form.beginning.front()) {  // as nearly always
+    return false;
   }
-  return beginsWith(line, form.beginning) && (form.end.isEmpty() || endsWith(line, form.end));
+  return form.isWhole ? line == form.beginning
+                      : beginsWith(line, form.beginning) && endsWith(line, form.end);
 }
 
 }  // namespace
 
-LineEffect interpretLine(QStringView line, Mode mode, const std::optional<QString> &regionName) {
-  LineEffect effect;
+std::optional<LineEffect> interpretLine(std::string_view line, Mode mode,
+                                        std::optional<QStringView> regionName) {
   const auto *const form = std::find_if(std::begin(forms), std::end(forms), [&](const Form &one) {
     return (one.inCheck || mode != Mode::check) && matches(one, line);
   });
   if (form == std::end(forms)) {
-    return effect;
+    return std::nullopt;
   }
+  const auto withoutBeginning = [&](QStringView replacement) {
+    return replacedEverywhere(decodedUtf8(line), decodedUtf8(form->beginning), replacement);
+  };
+  LineEffect effect;
   effect.bar = form->bar;
   effect.event = form->event;
-  if (!form->status.isEmpty()) {
-    effect.status = form->status.toString();
-  }
   if (form->bar == Bar::percentage) {
     const double percentage = percentageOf(line);
     effect.percentage = std::min(percentage, 100.0);
-    *effect.status += wholeNumber(percentage) + u'%';
+    effect.status = form->status % wholeNumber(percentage) % u'%';
+  } else if (!form->status.isEmpty()) {
+    effect.status = form->status.toString();
   }
   if (form->event == Event::launcherInstalled) {
     effect.versionLine = form->versionLine.toString();
   } else if (!form->versionLine.isEmpty()) {
-    effect.versionLine = replacedEverywhere(
-        replacedEverywhere(line, form->beginning, form->versionLine), ellipsis, {});
+    effect.versionLine = replacedEverywhere(withoutBeginning(form->versionLine), ellipsis, {});
   }
   switch (form->event) {
     case Event::checkReport:
-      effect.checkOutcome = parseCheck(line);
+      effect.checkOutcome = parseCheck(decodedUtf8(line));
       break;
     case Event::error:
-      effect.errorDetail = trimmedOfSpaces(replacedEverywhere(line, errorPrefix, {})).toString();
+      effect.errorDetail = trimmedOfSpaces(withoutBeginning({})).toString();
       break;
     case Event::gameStarted:
-      *effect.status += regionName.value_or(QStringLiteral("Tarvex")) + ellipsis;
+      effect.status = form->status % regionName.value_or(u"Tarvex") % ellipsis;
       break;
     default:
       break;
@@ -122,22 +124,27 @@ LineEffect interpretLine(QStringView line, Mode mode, const std::optional<QStrin
 std::vector<LineForm> lineForms() {
   std::vector<LineForm> all;
   for (const Form &form : forms) {
-    all.push_back({form.beginning, form.end, form.isWhole, form.inCheck});
+    all.push_back({decodedUtf8(form.beginning), decodedUtf8(form.end), form.isWhole, form.inCheck});
   }
   return all;
 }
 
-double percentageOf(QStringView line) {
+double percentageOf(std::string_view line) {
   std::string digits;
   bool foreign = false;
-  forEachCharacter(line, [&](QStringView character) {
-    if (isNumeric(character)) {
-      const char16_t first = character.front().unicode();
-      foreign = character.size() != 1 || first < u'0' || first > u'9';
-      digits.push_back(static_cast<char>(first));
-    }
-    return !foreign;
-  });
+  if (isAscii(line)) {
+    std::copy_if(line.begin(), line.end(), std::back_inserter(digits),
+                 [](char character) { return character >= '0' && character <= '9'; });
+  } else {
+    forEachCharacter(decodedUtf8(line), [&](QStringView character) {
+      if (isNumeric(character)) {
+        const char16_t first = character.front().unicode();
+        foreign = character.size() != 1 || first < u'0' || first > u'9';
+        digits.push_back(static_cast<char>(first));
+      }
+      return !foreign;
+    });
+  }
   if (foreign || digits.empty()) {
     return 0;
   }

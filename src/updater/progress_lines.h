@@ -4,6 +4,7 @@
 #include <QString>
 #include <QStringView>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "updater/check_report.h"
@@ -39,15 +40,17 @@ struct LineEffect {
   bool operator==(const LineEffect &) const = default;
 };
 
-// The line is trimmed and not empty. `regionName` is that of the selected region, if there is one.
-// In the mode check, only reports and errors have an effect.
-LineEffect interpretLine(QStringView line, Mode mode, const std::optional<QString> &regionName);
+// What a line means; nothing for most. It is well-formed UTF-8, trimmed and not empty. `regionName`
+// is that of the selected region, if there is one. In the mode check, only reports and errors
+// count.
+std::optional<LineEffect> interpretLine(std::string_view line, Mode mode,
+                                        std::optional<QStringView> regionName);
 
-// What a form looks like: a line that begins and, where `end` is not empty, ends with these texts,
+// What a form looks like: a line that begins and ends with these texts, the latter perhaps empty,
 // or that is `beginning` and nothing else.
 struct LineForm {
-  QStringView beginning;
-  QStringView end;
+  QString beginning;
+  QString end;
   bool isWhole;
   bool inCheck;  // whether it counts in the mode check, too
 };
@@ -58,7 +61,7 @@ std::vector<LineForm> lineForms();
 // The number that all digits of the line make together, however they are set apart; 0 for none, and
 // for a line with any numeric character but 0 to 9. Never negative; infinite when it is too large
 // for a double.
-double percentageOf(QStringView line);
+double percentageOf(std::string_view line);
 
 // Without its fraction, in decimal; what is too large for 64 bits with a sign is the largest number
 // that is not.

@@ -46,7 +46,7 @@ Verdict judgeRun(const FinishedRun &run) {
   return judgePlay(run, succeeded);
 }
 
-CheckResult checkResult(const CheckOutcome &outcome, const std::optional<QString> &regionName) {
+CheckResult checkResult(const CheckOutcome &outcome, std::optional<QStringView> regionName) {
   if (outcome.launcherVersion) {
     return {QStringLiteral("Launcher update available"), u"Launcher " + *outcome.launcherVersion,
             true};
@@ -54,7 +54,7 @@ CheckResult checkResult(const CheckOutcome &outcome, const std::optional<QString
   if (outcome.clientRelease) {
     return {QStringLiteral("Update available"), u"Version " + *outcome.clientRelease, true};
   }
-  return {u"Ready to play " + regionName.value_or(QStringLiteral("Tarvex")),
+  return {u"Ready to play " + regionName.value_or(u"Tarvex").toString(),
           QStringLiteral("Your game is up to date."), false};
 }
 

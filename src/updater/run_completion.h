@@ -40,7 +40,7 @@ struct CheckResult {
   bool offersUpdate = false;
 };
 
-CheckResult checkResult(const CheckOutcome &outcome, const std::optional<QString> &regionName);
+CheckResult checkResult(const CheckOutcome &outcome, std::optional<QStringView> regionName);
 
 // What a check that succeeded leads to without a click.
 struct FollowUp {
