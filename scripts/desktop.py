@@ -114,11 +114,13 @@ class Desktop:
                 compositor.terminate()
 
     def launch(self, bundle, home, *arguments, environment=None, preexec_fn=None):
+        """An entry of the environment that is None is taken out."""
         program = Path(bundle) / "Contents/Linux/tarvex-launcher"
+        entries = {**os.environ, "HOME": str(home), "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
+                   **(environment or {})}
         return Launcher(self, home, program, subprocess.Popen(
             [program, *arguments],
-            env={**os.environ, "HOME": str(home), "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
-                 **(environment or {})},
+            env={name: value for name, value in entries.items() if value is not None},
             preexec_fn=preexec_fn))
 
 

@@ -120,9 +120,10 @@ bool isWellFormedUtf8(std::string_view bytes) {
 }  // namespace
 
 bool isAscii(std::string_view bytes) {
-  return std::accumulate(bytes.begin(), bytes.end(), 0U, [](unsigned all, char byte) {
-           return all | static_cast<unsigned char>(byte);
-         }) < firstNotAscii;
+  const auto bits = std::accumulate(bytes.begin(), bytes.end(), char{}, [](char all, char byte) {
+    return static_cast<char>(all | byte);
+  });
+  return static_cast<unsigned char>(bits) < firstNotAscii;
 }
 
 std::optional<std::string> repairedUtf8(std::string_view bytes) {

@@ -11,7 +11,9 @@ from pathlib import Path
 from desktop import run, wait_until
 from launcher_test import NO_UPDATE, LauncherTest, desktop, setUpModule
 
-FAKETIME = Path("/usr/lib/x86_64-linux-gnu/faketime/libfaketimeMT.so.1")
+LIBRARIES = Path("/usr/lib/x86_64-linux-gnu")
+FAKETIME = LIBRARIES / "faketime/libfaketimeMT.so.1"
+NSS_WRAPPER = LIBRARIES / "libnss_wrapper.so"  # puts files in the place of the user database
 
 
 class FaultTest(LauncherTest):
@@ -26,7 +28,14 @@ class FaultTest(LauncherTest):
         launcher.press("Return")
         launcher.wait_for(button="Retry", version="The update service could not be started.")
         resource.prlimit(launcher.process.pid, resource.RLIMIT_NOFILE, usual)
+        launcher.log.chmod(0)
+        launcher.press("Return")
+        launcher.wait_for(button="Play")
+        launcher.log.chmod(0o600)
+        self.assertTrue(launcher.log.read_text().endswith(NO_UPDATE[1]))
         shutil.rmtree(launcher.log.parent)
+        launcher.press("Return")
+        launcher.wait_for(button="Retry", status="Couldn’t start the game")  # nothing to play
         launcher.press("Return")
         launcher.wait_for(button="Play")
 
@@ -65,6 +74,18 @@ class FaultTest(LauncherTest):
                 self.assertIsNone(launcher.process.poll())
                 launcher.process.terminate()
                 self.assert_ended(launcher)
+
+    def test_without_a_home_in_the_environment_the_user_database_has_it(self):
+        users, groups = self.folder / "users", self.folder / "groups"
+        users.write_text(f"player:x:{os.getuid()}:{os.getgid()}:Player:{self.home}:/bin/sh\n")
+        groups.write_text(f"player:x:{os.getgid()}:\n")
+        self.assertTrue(NSS_WRAPPER.exists())
+        self.plan(check=[NO_UPDATE])
+        launcher = self.launch(HOME=None, LD_PRELOAD=str(NSS_WRAPPER),
+                               NSS_WRAPPER_PASSWD=str(users), NSS_WRAPPER_GROUP=str(groups))
+        launcher.wait_for(button="Play")
+        self.assertIn(NO_UPDATE[1], launcher.log.read_text())
+        self.assertEqual(len(list(self.home.glob(".config/Tarvex/*.conf"))), 1)
 
     def test_what_it_leaves_is_the_players_alone(self):
         log = self.home / "Library/Application Support/Tarvex/launcher.log"
