@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "platform/application.h"
-#include "platform/title_bar.h"
+#include "platform/native_window.h"
 #include "ui/accessibility.h"
 #include "ui/focus_ring.h"
 #include "ui/log_button.h"
@@ -137,7 +137,8 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
   // updater, which starts before the window shows, wants the processors, too.
   setGeometry({screen()->availableGeometry().center() - rect().center(), contentSize});
   winId();
-  askForDarkTitleBar(*windowHandle());
+  dressNativeWindow(*windowHandle(), forest);
+  windowHandle()->setCursor(Qt::ArrowCursor);  // its picture comes from files
 }
 
 MainWindow::~MainWindow() = default;

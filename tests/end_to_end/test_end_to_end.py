@@ -451,6 +451,26 @@ class DragTest(LauncherTest):
                 self.assertEqual(launcher.geometry() != before, is_handle)
 
 
+class BackgroundTest(LauncherTest):
+    def test_window_is_dark_before_anybody_draws_it(self):
+        self.plan(check=[])
+        launcher = self.launch()
+        launcher.wait_for(button="Retry")
+        window = launcher.window()
+        run("xdotool", "windowminimize", window)
+        wait_until(lambda: launcher.window() is None, "the window to go")
+        launcher.process.send_signal(signal.SIGSTOP)
+        run("xdotool", "windowmap", window)
+        wait_until(launcher.window, "the window to come back")
+
+        def colours():
+            picture = self.folder / "window.txt"  # a line for each pixel
+            launcher.take_picture(picture)
+            return set(re.findall(r"srgb\S+", picture.read_text()))
+
+        wait_until(lambda: colours() == {"srgb(14,27,21)"}, colours)
+
+
 class ScreenReaderTest(LauncherTest):
     def test_changes_are_announced(self):
         from gi.repository import GLib
