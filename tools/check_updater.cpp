@@ -11,6 +11,8 @@
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <optional>
+#include <string_view>
 #include <system_error>
 
 #include "install/installed_metadata.h"

@@ -3,6 +3,7 @@
 
 #include <QString>
 #include <QStringView>
+#include <string_view>
 #include <vector>
 
 #include "updater/mode.h"

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QObject>
+#include <QStringView>
 #include <filesystem>
 #include <functional>
 #include <memory>

@@ -25,10 +25,10 @@ constexpr int statusUnknown = -1;
 constexpr std::size_t mostRead = 65536;
 
 // A line costs a flush of the log, from a microsecond to some milliseconds: the turns are measured,
-// not the bytes, and where lines take their time, after each of them.
+// not the bytes. Only while lines prove to be quick does a look at the clock serve for several.
 constexpr std::chrono::milliseconds turn{8};
 constexpr std::chrono::microseconds quick{50};
-constexpr std::size_t mostAtOnce = 1024;
+constexpr std::size_t mostAtOnce = 512;
 
 std::error_code lastError() {
   return {errno, std::system_category()};
@@ -207,6 +207,7 @@ void ChildProcess::deliver() {
     // posted on the heels of another is still handled in the same round of the loop.
     m_turnTimer = startTimer(1);
     m_turnEnd = now + turn;
+    m_atOnce = 0;
   }
   for (; !m_undelivered.empty(); m_undelivered.pop(), m_free.release()) {
     for (std::string_view &chunk = m_undelivered.front(); !chunk.empty();) {
@@ -220,7 +221,8 @@ void ChildProcess::deliver() {
       chunk.remove_prefix(lines.size());
       m_handlers.output(lines);
       const Clock::time_point before = std::exchange(now, Clock::now());
-      m_atOnce = now - before < quick ? std::min(2 * m_atOnce + 1, mostAtOnce) : 0;
+      const bool isQuick = lines.back() == '\n' && now - before < quick;
+      m_atOnce = isQuick ? std::min(2 * m_atOnce + 1, mostAtOnce) : 0;
     }
   }
 }

@@ -31,11 +31,11 @@ namespace tarvex {
 class ChildProcess : public QObject {
  public:
   // All are called on the main thread, from the event loop, in the order of the events: each chunk
-  // (never empty; cut after line feeds where there are any), then the exit once everything that the
-  // child wrote before it ended has been handed over. The exit does not wait for others who hold
-  // the pipe, a daemon that the child left behind for instance; what they still write follows in
-  // further chunks. outputEnded comes last, when the last writer has closed the pipe. A handler may
-  // do anything but delete the ChildProcess.
+  // (never empty; several lines or a part of one, cut anywhere), then the exit once everything that
+  // the child wrote before it ended has been handed over. The exit does not wait for others who
+  // hold the pipe, a daemon that the child left behind for instance; what they still write follows
+  // in further chunks. outputEnded comes last, when the last writer has closed the pipe. A handler
+  // may do anything but delete the ChildProcess.
   struct Handlers {
     std::function<void(std::string_view chunk)> output;
     // The exit code, or the number of the fatal signal; negative when the system does not tell.
@@ -85,7 +85,7 @@ class ChildProcess : public QObject {
   std::queue<std::string_view> m_undelivered;  // the main thread's
   int m_turnTimer = 0;  // runs from the beginning of a turn until the event loop comes round
   std::chrono::steady_clock::time_point m_turnEnd;
-  std::size_t m_atOnce = 0;    // the bytes after which the next line feed is looked for
+  std::size_t m_atOnce = 0;    // bytes after which the next line feed ends what is handed over
   bool m_interrupted = false;  // at the end of a turn, with something undelivered
   std::atomic<bool> m_stopping = false;
   std::thread m_thread;

@@ -2,6 +2,7 @@
 
 #include <xcb/xcb.h>
 
+#include <QColor>
 #include <QGuiApplication>
 #include <QWindow>
 #include <cstdlib>
@@ -30,6 +31,7 @@ void dressNativeWindow(const QWindow &window, const QColor &background) {
   };
   const auto variantAsked = askForAtom("_GTK_THEME_VARIANT");
   const auto textAsked = askForAtom("UTF8_STRING");
+  // A window without alpha has the screen's own visual, and so its colours.
   const QRgba64 colour = background.rgba64();
   const auto pixelAsked = xcb_alloc_color(
       connection, xcb_setup_roots_iterator(xcb_get_setup(connection)).data->default_colormap,

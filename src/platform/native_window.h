@@ -1,7 +1,6 @@
 #pragma once
 
-#include <QColor>
-
+class QColor;
 class QWindow;
 
 namespace tarvex {

@@ -20,7 +20,7 @@ bool isAscii(std::string_view bytes);
 // none: the bytes are well-formed as they are.
 std::optional<std::string> repairedUtf8(std::string_view bytes);
 
-// The same replacement takes place here; a byte order mark stays.
+// With the same replacement; a byte order mark stays.
 QString decodedUtf8(std::string_view bytes);
 
 // Well-formed UTF-8 without the white space and line ends at both ends: general category Z, U+0009

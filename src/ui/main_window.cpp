@@ -138,7 +138,7 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
   setGeometry({screen()->availableGeometry().center() - rect().center(), contentSize});
   winId();
   dressNativeWindow(*windowHandle(), forest);
-  windowHandle()->setCursor(Qt::ArrowCursor);  // its picture comes from files
+  windowHandle()->setCursor(Qt::ArrowCursor);  // which loads its picture now, not with the show
 }
 
 MainWindow::~MainWindow() = default;
@@ -164,7 +164,7 @@ void MainWindow::orderOut() {
   m_statusIcon->show();
 }
 
-// The first picture is the backdrop alone. Loading the fonts takes about as long as all the rest of
+// The first drawing is the backdrop alone. Loading the fonts takes about as long as all the rest of
 // the start, and until they are there nobody knows how high a line is; the controls follow at once.
 // A window that begins minimised has no picture, but screen readers look into it all the same.
 bool MainWindow::event(QEvent *event) {

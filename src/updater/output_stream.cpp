@@ -1,5 +1,6 @@
 #include "updater/output_stream.h"
 
+#include <optional>
 #include <utility>
 
 #include "platform/unicode_text.h"

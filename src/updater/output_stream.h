@@ -9,8 +9,7 @@ namespace tarvex {
 
 // Cuts a byte stream at line feeds, wherever its chunks end. Each line is made well-formed UTF-8 as
 // a whole (ill-formed sequences are replaced), trimmed of white space at both ends, and left out
-// when nothing remains. There is no limit on the length of a line; cost is linear in the bytes, and
-// well-formed ones are not copied once their line is complete.
+// when nothing remains. There is no limit on the length of a line; cost is linear in the bytes.
 class LineAssembler {
  public:
   // Takes a line as it goes into the log, with one line feed at its end. The bytes are valid during

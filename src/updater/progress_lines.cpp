@@ -87,7 +87,7 @@ std::optional<LineEffect> interpretLine(std::string_view line, Mode mode,
   if (form == std::end(forms)) {
     return std::nullopt;
   }
-  const auto withoutBeginning = [&](QStringView replacement) {
+  const auto withBeginningAs = [&](QStringView replacement) {
     return replacedEverywhere(decodedUtf8(line), decodedUtf8(form->beginning), replacement);
   };
   LineEffect effect;
@@ -103,14 +103,14 @@ std::optional<LineEffect> interpretLine(std::string_view line, Mode mode,
   if (form->event == Event::launcherInstalled) {
     effect.versionLine = form->versionLine.toString();
   } else if (!form->versionLine.isEmpty()) {
-    effect.versionLine = replacedEverywhere(withoutBeginning(form->versionLine), ellipsis, {});
+    effect.versionLine = replacedEverywhere(withBeginningAs(form->versionLine), ellipsis, {});
   }
   switch (form->event) {
     case Event::checkReport:
       effect.checkOutcome = parseCheck(decodedUtf8(line));
       break;
     case Event::error:
-      effect.errorDetail = trimmedOfSpaces(withoutBeginning({})).toString();
+      effect.errorDetail = trimmedOfSpaces(withBeginningAs({})).toString();
       break;
     case Event::gameStarted:
       effect.status = form->status % regionName.value_or(u"Tarvex") % ellipsis;

@@ -466,9 +466,9 @@ class BackgroundTest(LauncherTest):
         def colours():
             picture = self.folder / "window.txt"  # a line for each pixel
             launcher.take_picture(picture)
-            return set(re.findall(r"srgb\S+", picture.read_text()))
+            return set(re.findall("#[0-9A-F]+", picture.read_text()))
 
-        wait_until(lambda: colours() == {"srgb(14,27,21)"}, colours)
+        wait_until(lambda: colours() == {"#0E0E1B1B1515"}, colours)
 
 
 class ScreenReaderTest(LauncherTest):

@@ -98,6 +98,8 @@ class TestUpdater : public QObject {
     QTest::newRow("blank lines") << QByteArray("\n \t\n\r\n\xC2\xA0\xE2\x80\xA8\n\xC2\x85")
                                  << Lines{};
     QTest::newRow("trimmed") << QByteArray("\xE3\x80\x80 a b \v\n") << Lines{"a b"};
+    QTest::newRow("indented") << QByteArray("\t a\n \xFF\n")
+                              << Lines{"a", QStringLiteral("\uFFFD")};
     QTest::newRow("split characters") << QByteArray("…é😀\n") << Lines{QStringLiteral("…é😀")};
     QTest::newRow("ill-formed") << QByteArray("a\xFF\xE2\x80z\xF0\x9F\x98\n")
                                 << Lines{QStringLiteral("a\uFFFD\uFFFDz\uFFFD")};
@@ -198,6 +200,8 @@ class TestUpdater : public QObject {
     row("Downloading client: 4²", "0 | Downloading update — 0% | - | none");
     row("Downloading client: ½", "0 | Downloading update — 0% | - | none");
     row("Downloading client: ٣", "0 | Downloading update — 0% | - | none");
+    row("Downloading client: 1…2 – é3%", "100 | Downloading update — 123% | - | none");
+    row("Downloading client: 37 % …", "37 | Downloading update — 37% | - | none");
     row("Downloading client: 1\u20E3 2", "0 | Downloading update — 0% | - | none");
     row("Downloading client: 9007199254740993",
         "100 | Downloading update — 9007199254740992% | - | none");
@@ -276,6 +280,7 @@ class TestUpdater : public QObject {
     for (const std::size_t length : {19, 20, 400, 1000000}) {
       const auto effect = interpretLine("Downloading client: " + std::string(length, '9'),
                                         Mode::update, std::nullopt);
+      QVERIFY(effect);
       QCOMPARE(effect->percentage, 100.0);
       QCOMPARE(*effect->status, u"Downloading update — 9223372036854775807%");
     }
