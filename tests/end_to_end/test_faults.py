@@ -17,17 +17,21 @@ NSS_WRAPPER = LIBRARIES / "libnss_wrapper.so"  # puts files in the place of the 
 
 
 class FaultTest(LauncherTest):
-    @unittest.skipIf("ASAN_OPTIONS" in os.environ, "the sanitizers' own checks need descriptors")
+    @unittest.skipIf(os.environ.keys() & {"ASAN_OPTIONS", "TSAN_OPTIONS"},
+                     "the sanitizers need descriptors and memory of their own")
     def test_what_breaks_while_the_launcher_runs(self):
         self.plan(check=[["exit", 255]])
         launcher = self.launch()
         launcher.wait_for(button="Retry", status="Couldn’t check for updates")
+        for limit, value in ((resource.RLIMIT_NOFILE, 3), (resource.RLIMIT_AS, 1)):
+            usual = resource.prlimit(launcher.process.pid, limit)
+            resource.prlimit(launcher.process.pid, limit, (value, usual[1]))
+            launcher.press("Return")
+            launcher.wait_for(button="Retry", version="The update service could not be started.")
+            resource.prlimit(launcher.process.pid, limit, usual)
+            launcher.press("Return")
+            launcher.wait_for(button="Retry", status="Couldn’t check for updates")
         self.plan(check=[NO_UPDATE])
-        usual = resource.prlimit(launcher.process.pid, resource.RLIMIT_NOFILE)
-        resource.prlimit(launcher.process.pid, resource.RLIMIT_NOFILE, (3, usual[1]))
-        launcher.press("Return")
-        launcher.wait_for(button="Retry", version="The update service could not be started.")
-        resource.prlimit(launcher.process.pid, resource.RLIMIT_NOFILE, usual)
         launcher.log.chmod(0)
         launcher.press("Return")
         launcher.wait_for(button="Play")
@@ -38,6 +42,46 @@ class FaultTest(LauncherTest):
         launcher.wait_for(button="Retry", status="Couldn’t start the game")  # nothing to play
         launcher.press("Return")
         launcher.wait_for(button="Play")
+
+    def test_no_process_is_to_be_had(self):
+        # The limit does not hold for the superuser, and another user's window cannot be read.
+        user = os.geteuid() or 20000 + os.getpid() % 10000
+        self.plan(check=[["exit", 1]])
+        self.folder.chmod(0o711)
+        for path in (self.home, self.resources):
+            os.chown(path, user, -1)
+
+        def become_user():
+            os.setresuid(user, user, user)
+
+        launcher = self.enterContext(
+            desktop.launch(self.bundle, self.home, preexec_fn=become_user))
+        wait_until(launcher.window, "the window")
+
+        def allow(processes):
+            subprocess.run(["prlimit", f"--pid={launcher.process.pid}", f"--nproc={processes}:"],
+                           preexec_fn=become_user, check=True)
+
+        def run_ends(number):
+            wait_until(lambda: len(self.children()) == number, f"run {number}")
+            self.wait_for_end_of(self.children()[-1]["pid"])
+
+        def picture():
+            launcher.take_picture(self.folder / "window.ppm")
+            return (self.folder / "window.ppm").read_bytes()
+
+        run_ends(1)
+        launcher.press("Return")
+        run_ends(2)
+        wait_until(lambda: picture() == picture(), "the end of drawing")
+        before = picture()
+        allow(1)
+        launcher.press("Return")
+        wait_until(lambda: picture() != before, "another message")
+        allow(200)
+        launcher.press("Return")
+        run_ends(3)
+        self.assertEqual(launcher.log.read_text().count("Checking for updates.\n"), 3)
 
     def test_what_is_broken_from_the_start(self):
         settings = self.home / ".config/Tarvex/tarvex-launcher.conf"
