@@ -2,8 +2,10 @@
 fails, a check, an update, and the game. Prints what the window shows, leaves a picture of every
 state, and ends with the log."""
 
+import contextlib
 import os
 import shutil
+import signal
 import sys
 import tempfile
 from pathlib import Path
@@ -17,6 +19,18 @@ def show(launcher, pictures, name, **wanted):
     bar = "" if look.progress is None else "  [busy]" if look.busy else f"  [{look.progress:.0f} %]"
     print(f"{name:12} {look.status} | {look.version} | {look.button}{bar} | {look.footer}")
     return look
+
+
+@contextlib.contextmanager
+def updater_stopped(launcher):
+    """A check may be over before its picture is taken."""
+    own = launcher.process.pid
+    run = int(wait_until(Path(f"/proc/{own}/task/{own}/children").read_text, "a run").split()[0])
+    os.kill(run, signal.SIGSTOP)
+    try:
+        yield
+    finally:
+        os.kill(run, signal.SIGCONT)
 
 
 def wait_for_bar(launcher):
@@ -35,7 +49,8 @@ def main(bundle, pictures, *arguments):
         home = Path(folder) / "home"
         home.mkdir()
         with desktop.launch(copy, home, *arguments, "--", "--seconds", "2") as launcher:
-            show(launcher, pictures, "1-checking", button="Checking…")
+            with updater_stopped(launcher):
+                show(launcher, pictures, "1-checking", button="Checking…")
             show(launcher, pictures, "2-failed", button="Retry")
             away.rename(releases)
             launcher.press("Return")
