@@ -301,12 +301,13 @@ void measureStarts(Display &display, int rounds, char **programs) {
             if (!first && middlePixel() != background) {
               first = millisecondsSince(begin);
             }
+            // Both are asked, because asking takes its time from the one who is asked.
+            if (!executed && hasExecutedChild(process)) {
+              executed = millisecondsSince(begin);
+            }
             if (which == 0) {
               complete = executed = first;  // it has no more to show, and no child
               return first.has_value();
-            }
-            if (!executed && hasExecutedChild(process)) {
-              executed = millisecondsSince(begin);
             }
             if (first && !complete && buttonIn(display.column(top, columnHeight))) {
               complete = millisecondsSince(begin);

@@ -2,10 +2,8 @@
 fails, a check, an update, and the game. Prints what the window shows, leaves a picture of every
 state, and ends with the log."""
 
-import contextlib
 import os
 import shutil
-import signal
 import sys
 import tempfile
 from pathlib import Path
@@ -21,16 +19,17 @@ def show(launcher, pictures, name, **wanted):
     return look
 
 
-@contextlib.contextmanager
-def updater_stopped(launcher):
-    """A check may be over before its picture is taken."""
-    own = launcher.process.pid
-    run = int(wait_until(Path(f"/proc/{own}/task/{own}/children").read_text, "a run").split()[0])
-    os.kill(run, signal.SIGSTOP)
-    try:
-        yield
-    finally:
-        os.kill(run, signal.SIGCONT)
+def hold_back(script):
+    """A check may be over before its picture is taken. So the interpreter waits for its script,
+    until the function that this one returns is called."""
+    aside = script.rename(script.with_suffix(".aside"))
+    os.mkfifo(script)
+
+    def release():
+        script.write_bytes(aside.read_bytes())
+        aside.rename(script)
+
+    return release
 
 
 def wait_for_bar(launcher):
@@ -48,9 +47,10 @@ def main(bundle, pictures, *arguments):
         away = releases.rename(folder / Path("releases"))
         home = Path(folder) / "home"
         home.mkdir()
+        release_check = hold_back(copy / "Contents/Resources/client_updater.py")
         with desktop.launch(copy, home, *arguments, "--", "--seconds", "2") as launcher:
-            with updater_stopped(launcher):
-                show(launcher, pictures, "1-checking", button="Checking…")
+            show(launcher, pictures, "1-checking", button="Checking…")
+            release_check()
             show(launcher, pictures, "2-failed", button="Retry")
             away.rename(releases)
             launcher.press("Return")

@@ -33,6 +33,9 @@ void LauncherController::applicationDidFinishLaunching() {
   removeRetiredBundle();
   automaticUpdatePending = options.automaticContinue;
   loadRegions();
+  if (process != nullptr) {
+    process->suspend();  // until windowDidDraw: the player sees the window first
+  }
   window->makeKeyAndOrderFront();
 }
 
@@ -55,6 +58,12 @@ bool LauncherController::applicationShouldTerminateAfterLastWindowClosed() {
 
 TerminateReply LauncherController::applicationShouldTerminate() {
   return sawGameStart && runIsAlive() ? TerminateReply::cancel : TerminateReply::now;
+}
+
+void LauncherController::windowDidDraw() {
+  if (process != nullptr) {
+    process->resume();
+  }
 }
 
 bool LauncherController::windowShouldClose() {

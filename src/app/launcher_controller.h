@@ -51,6 +51,7 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   void applicationDidFinishLaunching() override;
   bool applicationShouldTerminateAfterLastWindowClosed() override;
   TerminateReply applicationShouldTerminate() override;
+  void windowDidDraw() override;
   bool windowShouldClose() override;
   void applicationWillTerminate() override;
 

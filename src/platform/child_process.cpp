@@ -54,6 +54,7 @@ ChildProcess *ChildProcess::start(const Program &program, Handlers handlers, QOb
 }
 
 ChildProcess::~ChildProcess() {
+  resume();
   if (m_thread.joinable()) {
     m_stopping = true;
     raiseEvent(m_stop);
@@ -121,10 +122,26 @@ bool ChildProcess::isRunning() const {
          info.si_pid == 0;
 }
 
+void ChildProcess::suspend() {
+  m_suspended = true;
+  signal(SIGSTOP);
+}
+
+void ChildProcess::resume() {
+  if (std::exchange(m_suspended, false)) {
+    signal(SIGCONT);
+  }
+}
+
 void ChildProcess::terminate() {
+  signal(SIGTERM);
+  resume();
+}
+
+void ChildProcess::signal(int number) const {
   // Until it is reaped, which the main thread does, the number cannot belong to another process.
   if (m_child > 0) {
-    ::kill(m_child, SIGTERM);
+    ::kill(m_child, number);
   }
 }
 

@@ -54,6 +54,11 @@ class ChildProcess : public QObject {
   // the exit is handed over.
   bool isRunning() const;
 
+  // Keeps the child from running (SIGSTOP) until resume (SIGCONT), terminate or the end of this
+  // object, whichever comes first. To resume a child that is not suspended does nothing.
+  void suspend();
+  void resume();
+
   // Asks the child to end (SIGTERM). Never waits, never insists.
   void terminate();
 
@@ -70,10 +75,12 @@ class ChildProcess : public QObject {
   void awaitDelivery();
 
   void deliver();
+  void signal(int number) const;
   int reap();
 
   Handlers m_handlers;
   pid_t m_child = -1;  // -1 once reaped
+  bool m_suspended = false;
   Descriptor m_pipe;   // read end; the reading thread's own
   Descriptor m_ended;  // polls readable once the child has ended
   Descriptor m_stop;   // polls readable once the reading thread shall return

@@ -177,6 +177,7 @@ bool MainWindow::event(QEvent *event) {
 
 void MainWindow::showControls() {
   if (m_column.isHidden()) {
+    m_delegate.windowDidDraw();
     if (!isMinimized()) {  // not earlier: the window manager would do this before the first picture
       raise();
       activateWindow();

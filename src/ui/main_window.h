@@ -21,6 +21,8 @@ class RegionPicker;
 class WindowDelegate {
  public:
   virtual ~WindowDelegate() = default;
+  // The window has its first picture, or has been shown for a while and nobody looks at it.
+  virtual void windowDidDraw() = 0;
   virtual bool windowShouldClose() = 0;  // false: the window stays, or was hidden instead
 };
 

@@ -14,6 +14,7 @@
 #include <QTimer>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <list>
 #include <set>
 
@@ -219,6 +220,28 @@ class TestChildProcess : public QObject {
     QVERIFY(stubborn.process->isRunning());
     QVERIFY(QFile(end).open(QIODevice::WriteOnly));
     QTRY_COMPARE(stubborn.status.value_or(-1), 0);
+  }
+
+  // And nobody leaves it so: neither who asks it to end, nor who has no more use for it.
+  void suspendedChildWaits() {
+    const std::function<void(Run &)> ends[] = {
+        [](Run &run) { run.process->resume(); },
+        [](Run &run) { delete run.process; },
+        [](Run &run) { run.process->terminate(); },
+    };
+    for (const auto &end : ends) {
+      QTemporaryDir folder;
+      const QString start = folder.filePath("start");
+      const QString mark = folder.filePath("mark");
+      Run run(QStringLiteral(R"([["wait for","%1"],["touch","%2"]])").arg(start, mark));
+      run.process->suspend();
+      QVERIFY(QFile(start).open(QIODevice::WriteOnly));
+      QTest::qWait(200);
+      QVERIFY(!QFile::exists(mark));
+      QVERIFY(run.process->isRunning());
+      end(run);
+      QTRY_VERIFY(QFile::exists(mark) || run.status == SIGTERM);
+    }
   }
 
   void failedStartSaysWhyAndLeavesNothing() {

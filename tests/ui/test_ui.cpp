@@ -64,6 +64,7 @@ class TestUi : public QObject, public WindowDelegate {
   Q_OBJECT
 
  public:
+  void windowDidDraw() override { ++drawn; }
   bool windowShouldClose() override { return true; }
 
  private slots:
@@ -92,8 +93,10 @@ class TestUi : public QObject, public WindowDelegate {
     cleanup();
     createWindow();
     window->setUpdatesEnabled(false);  // as good as minimised
+    drawn = 0;
     window->makeKeyAndOrderFront();
     QTRY_VERIFY(controls->play.isVisible());
+    QCOMPARE(drawn, 1);
   }
 
   // Measured on the window itself: a control's anchor, the other's, and the distance.
@@ -497,6 +500,7 @@ class TestUi : public QObject, public WindowDelegate {
   std::unique_ptr<MainMenu> menu;
   std::unique_ptr<Controls> controls;
   std::unique_ptr<MainWindow> window;
+  int drawn = 0;
 };
 
 TARVEX_TEST_MAIN(TestUi)
