@@ -59,6 +59,12 @@ class Desktop:
         self._processes = []
 
     def __enter__(self):
+        import gi
+
+        gi.require_version("Atspi", "2.0")
+        from gi.repository import Atspi
+
+        self.atspi = Atspi
         self._runtime = tempfile.mkdtemp(prefix="tarvex-desktop-")
         os.environ["XDG_RUNTIME_DIR"] = self._runtime
         # The configuration and the toolkit's settings of whoever runs this are not part of the test.
@@ -74,13 +80,7 @@ class Desktop:
             ["openbox"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
         wait_until(lambda: "window id" in run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK"),
                    "the window manager")
-        import gi
-
-        gi.require_version("Atspi", "2.0")
-        from gi.repository import Atspi
-
-        self.atspi = Atspi
-        Atspi.init()
+        self.atspi.init()
         return self
 
     def __exit__(self, *exception):

@@ -25,6 +25,7 @@
 #include "platform/durable_file.h"
 #include "platform/event_descriptors.h"
 #include "platform/unicode_text.h"
+#include "updater/failures.h"
 #include "updater/invocation.h"
 #include "updater/output_stream.h"
 #include "updater/relaunch.h"
@@ -107,13 +108,11 @@ class Rehearsal : public QObject {
   void warnAboutRun(const Verdict &verdict, qint64 duration) const;
   void showCheckResult(const CheckOutcome &outcome);
   void relaunch();
-  void fail(const QString &status, const QString &message) {
+  void fail(QStringView status, QStringView message) {
     say(u"  => FAILURE: status “" + status + u"”, version line “" + message + u"”, button Retry");
     QCoreApplication::exit(failed);
   }
-  void failToStart(const QString &message) {
-    fail(QStringLiteral("Couldn’t start the game"), message);
-  }
+  void failToStart(QStringView message) { fail(failures::startFailed, message); }
 
   const std::filesystem::path m_support;
   const std::vector<std::string> m_environment;
@@ -153,7 +152,7 @@ void Rehearsal::openLauncher(const std::filesystem::path &resources,
   }
   const auto fail = [this](const QString &why) {
     warn(QString::fromStdString(m_resources / updaterConfiguration) + u": " + why);
-    failToStart(QStringLiteral("The launcher region configuration is invalid."));
+    failToStart(failures::invalidRegions);
   };
   const auto bytes = readFile(m_resources / updaterConfiguration);
   if (!bytes) {
@@ -180,17 +179,17 @@ void Rehearsal::openLauncher(const std::filesystem::path &resources,
 
 void Rehearsal::startUpdater(Mode mode) {
   static constexpr QStringView names[] = {u"check", u"update", u"play"};
-  UpdaterInvocation invocation{m_resources / updaterScript,
-                               m_resources / updaterConfiguration,
-                               m_region.id,
-                               std::nullopt,
-                               m_relaunchedFrom,
-                               false,
-                               mode,
-                               {}};
+  UpdaterInvocation invocation{.script = m_resources / updaterScript,
+                               .configuration = m_resources / updaterConfiguration,
+                               .regionId = m_region.id,
+                               .launcher = std::nullopt,
+                               .relaunchedFrom = m_relaunchedFrom,
+                               .noSelfUpdate = false,
+                               .mode = mode,
+                               .gameArguments = {}};
   if (!isReadable(invocation.script)) {
     warn(QString::fromStdString(invocation.script) + u": missing or unreadable");
-    failToStart(QStringLiteral("The launcher installation is incomplete."));
+    failToStart(failures::incomplete);
     return;
   }
   if (m_bundle && m_version) {
@@ -223,7 +222,7 @@ void Rehearsal::startUpdater(Mode mode) {
   m_child = ChildProcess::start(program, std::move(handlers), this, error);
   if (m_child == nullptr) {
     warn(QString::fromStdString(program.executable + ": " + error.message()));
-    failToStart(QStringLiteral("The update service could not be started."));
+    failToStart(failures::noUpdater);
   }
 }
 
@@ -302,7 +301,7 @@ void Rehearsal::finish(int status) {
       showCheckResult(*m_run.checkOutcome);
       break;
     case Verdict::Kind::checkFailed:
-      fail(QStringLiteral("Couldn’t check for updates"), verdict.message);
+      fail(failures::checkFailed, verdict.message);
       break;
     case Verdict::Kind::checkAgain:
       say(QStringLiteral("  => updated; the launcher checks again"));
@@ -359,7 +358,7 @@ void Rehearsal::showCheckResult(const CheckOutcome &outcome) {
 void Rehearsal::relaunch() {
   const auto fail = [this](const QString &why) {
     warn(why);
-    failToStart(QStringLiteral("The updated launcher was installed but could not be started."));
+    failToStart(failures::noRelaunch);
   };
   if (!m_bundle) {
     fail(QStringLiteral("no --launcher-bundle was passed, so there is nothing to start again"));

@@ -8,7 +8,7 @@ namespace {
 
 struct ValueOption {
   const char *name;
-  Form form;
+  IdentifierForm form;
   std::optional<QString> LaunchOptions::*field;
 };
 

@@ -2,11 +2,13 @@
 
 #include <QDesktopServices>
 #include <QUrl>
+#include <chrono>
 
 #include "install/launcher_log.h"
 #include "install/locations.h"
 #include "platform/background_removal.h"
 #include "platform/user_settings.h"
+#include "updater/failures.h"
 
 namespace tarvex {
 namespace {
@@ -26,7 +28,7 @@ LauncherController::LauncherController(Application &theApplication, Surroundings
 
 LauncherController::~LauncherController() = default;
 
-// The order is what the player relies on: the first check runs before the window is to be seen.
+// The order is what the player relies on: the first check is under way when the window appears.
 void LauncherController::applicationDidFinishLaunching() {
   createWindow();
   prepareLog();
@@ -34,7 +36,9 @@ void LauncherController::applicationDidFinishLaunching() {
   automaticUpdatePending = options.automaticContinue;
   loadRegions();
   if (process != nullptr) {
-    process->suspend();  // until windowDidDraw: the player sees the window first
+    // Until windowDidDraw: the interpreter's start would take the processors from the display.
+    constexpr std::chrono::milliseconds longest{250};
+    process->suspend(longest);
   }
   window->makeKeyAndOrderFront();
 }
@@ -97,7 +101,7 @@ void LauncherController::removeRetiredBundle() {
 
 void LauncherController::loadRegions() {
   const auto fail = [this] {
-    showFailure(QStringLiteral("The launcher region configuration is invalid."));
+    showFailure(failures::invalidRegions);
     playButton.setEnabled(false);
     regionPicker.setEnabled(false);
   };
@@ -240,19 +244,19 @@ void LauncherController::hideProgress() {
   progress.hide();
 }
 
-void LauncherController::showFailure(const QString &message) {
-  showFailureAs(QStringLiteral("Couldn’t start the game"), message);
+void LauncherController::showFailure(QStringView message) {
+  showFailureAs(failures::startFailed, message);
 }
 
-void LauncherController::showFailureAs(const QString &status, const QString &message) {
+void LauncherController::showFailureAs(QStringView status, QStringView message) {
   hideProgress();
-  statusLabel.setText(status);
-  versionLabel.setText(message);
-  versionLabel.setToolTip(message);
+  statusLabel.setText(status.toString());
+  versionLabel.setText(message.toString());
+  versionLabel.setToolTip(message.toString());
   setButton(ButtonState::retry);
   regionPicker.setEnabled(true);
   logButton.setVisible(logHandle.has_value());
-  application.requestUserAttention(status, message);
+  application.requestUserAttention(*window, status.toString(), message.toString());
 }
 
 }  // namespace tarvex

@@ -81,8 +81,8 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   void setButton(ButtonState state);
   void primaryAction();
   void hideProgress();
-  void showFailure(const QString &message);
-  void showFailureAs(const QString &status, const QString &message);
+  void showFailure(QStringView message);
+  void showFailureAs(QStringView status, QStringView message);
 
   bool runIsAlive() const;
 

@@ -5,6 +5,7 @@
 #include "app/launcher_controller.h"
 #include "install/locations.h"
 #include "platform/bundle_opener.h"
+#include "updater/failures.h"
 #include "updater/invocation.h"
 #include "updater/progress_lines.h"
 #include "updater/relaunch.h"
@@ -13,17 +14,12 @@
 namespace tarvex {
 namespace {
 
-std::string startLine(Mode mode) {
-  switch (mode) {
-    case Mode::check:
-      return "Checking for updates.\n";
-    case Mode::update:
-      return "Starting update.\n";
-    case Mode::play:
-      return "Starting update check.\n";
-  }
-  return {};
-}
+// What the log says when a run has been started, by the mode.
+constexpr std::string_view startLines[] = {
+    "Checking for updates.\n",
+    "Starting update.\n",
+    "Starting update check.\n",
+};
 
 }  // namespace
 
@@ -34,14 +30,19 @@ void LauncherController::startUpdater(Mode requested) {
   }
   const auto folder = bundle.resourceFolder();
   if (!folder) {
-    showFailure(QStringLiteral("The launcher resources could not be found."));
+    showFailure(failures::noResources);
     return;
   }
-  UpdaterInvocation invocation{
-      *folder / updaterScript, *folder / updaterConfiguration, region->id, std::nullopt,
-      options.relaunchedFrom,  options.noSelfUpdate,           requested,  options.gameArguments};
+  UpdaterInvocation invocation{.script = *folder / updaterScript,
+                               .configuration = *folder / updaterConfiguration,
+                               .regionId = region->id,
+                               .launcher = std::nullopt,
+                               .relaunchedFrom = options.relaunchedFrom,
+                               .noSelfUpdate = options.noSelfUpdate,
+                               .mode = requested,
+                               .gameArguments = options.gameArguments};
   if (!isReadable(invocation.script) || !isReadable(invocation.configuration)) {
-    showFailure(QStringLiteral("The launcher installation is incomplete."));
+    showFailure(failures::incomplete);
     return;
   }
   const auto ownBundle = launcherBundleURL();
@@ -61,10 +62,10 @@ void LauncherController::startUpdater(Mode requested) {
   process = launchUpdater(
       {updaterInterpreter, updaterArguments(invocation), updaterEnvironment(environment)});
   if (process == nullptr) {
-    showFailure(QStringLiteral("The update service could not be started."));
+    showFailure(failures::noUpdater);
     return;
   }
-  appendLog(startLine(mode));
+  appendLog(startLines[static_cast<std::size_t>(mode)]);
 }
 
 void LauncherController::showWorking(const Region &region) {
@@ -160,7 +161,7 @@ void LauncherController::handleOutputLine(std::string_view line) {
       QTimer::singleShot(untilHidden, this, [this] {
         window->orderOut();
         if (buttonState == ButtonState::retry) {  // failed already, and told so in the window alone
-          application.requestUserAttention(statusLabel.text(), versionLabel.text());
+          application.requestUserAttention(*window, statusLabel.text(), versionLabel.text());
         }
       });
       break;
@@ -180,8 +181,7 @@ void LauncherController::processFinished(int status) {
           application.terminate();
         } else {
           sawLauncherInstalled = false;
-          showFailure(
-              QStringLiteral("The updated launcher was installed but could not be started."));
+          showFailure(failures::noRelaunch);
         }
       });
       break;
@@ -194,7 +194,7 @@ void LauncherController::processFinished(int status) {
       showCheckResult(*checkOutcome);
       break;
     case Verdict::Kind::checkFailed:
-      showFailureAs(QStringLiteral("Couldn’t check for updates"), verdict.message);
+      showFailureAs(failures::checkFailed, verdict.message);
       break;
     case Verdict::Kind::checkAgain:
       startUpdater(Mode::check);

@@ -13,7 +13,7 @@ std::optional<nlohmann::json> parseObject(std::string_view text) {
 
 std::optional<QString> stringMember(const nlohmann::json &object, const char *name) {
   const auto member = object.find(name);
-  if (!object.is_object() || member == object.end() || !member->is_string()) {
+  if (member == object.end() || !member->is_string()) {
     return std::nullopt;
   }
   return QString::fromStdString(member->get_ref<const std::string &>());

@@ -1,4 +1,4 @@
-// Where everything of the launcher lies, and what it is. Nobody else builds a path.
+// Where things lie that the launcher shares with others, and what it is itself.
 #pragma once
 
 #include <QString>

@@ -3,7 +3,6 @@
 #include <QSessionManager>
 #include <QSocketNotifier>
 #include <QWidget>
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -120,15 +119,12 @@ void Application::willTerminate() {
   }
 }
 
-void Application::requestUserAttention(const QString &summary, const QString &body) {
+void Application::requestUserAttention(QWidget &window, const QString &summary,
+                                       const QString &body) {
   // Not at once: what fails at the start fails before the window is shown.
-  handToMain(this, [this, summary, body] {
-    const QWidgetList all = topLevelWidgets();
-    const auto window = std::find_if(all.begin(), all.end(), [](const QWidget *widget) {
-      return widget->isWindow() && widget->isVisible();
-    });
-    if (window != all.end()) {
-      alert(*window);
+  handToMain(&window, [this, &window, summary, body] {
+    if (window.isVisible()) {
+      alert(&window);
     } else {
       showNotification({summary, body, quitTitle()}, this, [this] { terminate(); });
     }

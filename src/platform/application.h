@@ -34,7 +34,8 @@ class ApplicationDelegate {
 
 // Every wish to end goes through terminate(): the menu, the last window's closing, SIGINT, SIGTERM
 // and SIGHUP, and the end of the desktop session (which is asked to stay when the reply is cancel).
-// When the display server goes away there is no asking, but the delegate's last step still runs.
+// When an X server goes away there is no asking, but the delegate's last step still runs. When a
+// Wayland compositor does, the toolkit ends the process on the spot.
 class Application : public QApplication {
  public:
   // Both arguments must outlive the application. Pass a count of 1: the toolkit picks options of
@@ -48,9 +49,9 @@ class Application : public QApplication {
 
   void terminate();
 
-  // Draws the player's attention to what these two lines say, until a window of ours becomes
-  // active. While none is to be seen, a desktop notification shows the lines and offers to quit.
-  void requestUserAttention(const QString &summary, const QString &body);
+  // Draws the player's attention to the window, which shows these two lines, until it becomes
+  // active. While it is hidden, a desktop notification shows the lines and offers to quit.
+  void requestUserAttention(QWidget &window, const QString &summary, const QString &body);
 
  protected:
   bool event(QEvent *event) override;

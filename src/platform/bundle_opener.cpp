@@ -14,15 +14,15 @@ namespace tarvex {
 namespace {
 
 enum Status {
-  started,
-  notStarted,
-  notUnderstood,
-  noBundle,
-  noFolder,
-  noInformation,
-  noProgram,
-  notReadable,
-  notExecutable,
+  started = 0,
+  notStarted = 1,
+  notUnderstood = 2,
+  noBundle = 3,
+  noFolder = 4,
+  noInformation = 5,
+  noProgram = 6,
+  notReadable = 7,
+  notExecutable = 8,
 };
 
 Status whyNotRead(const std::error_code &error) {

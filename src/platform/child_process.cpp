@@ -57,7 +57,7 @@ ChildProcess::~ChildProcess() {
   resume();
   if (m_thread.joinable()) {
     m_stopping = true;
-    raiseEvent(m_stop);
+    raiseEvent(m_wake);
     m_free.release(static_cast<std::ptrdiff_t>(m_buffers.size()));
     m_thread.join();  // it waits for nothing but these two
   }
@@ -70,8 +70,8 @@ std::error_code ChildProcess::launch(const Program &program) {
   }
   m_pipe = Descriptor(ends[0]);
   const Descriptor writeEnd(ends[1]);
-  m_stop = eventDescriptor();
-  if (!m_stop) {
+  m_wake = eventDescriptor();
+  if (!m_wake) {
     return lastError();
   }
   if (const std::error_code error = spawn(program, writeEnd.get(), Session::ours, m_child)) {
@@ -122,13 +122,14 @@ bool ChildProcess::isRunning() const {
          info.si_pid == 0;
 }
 
-void ChildProcess::suspend() {
-  m_suspended = true;
+void ChildProcess::suspend(std::chrono::milliseconds atMost) {
   signal(SIGSTOP);
+  m_suspension = static_cast<int>(atMost.count());
+  raiseEvent(m_wake);
 }
 
 void ChildProcess::resume() {
-  if (std::exchange(m_suspended, false)) {
+  if (m_suspension.exchange(-1) >= 0) {
     signal(SIGCONT);
   }
 }
@@ -139,7 +140,8 @@ void ChildProcess::terminate() {
 }
 
 void ChildProcess::signal(int number) const {
-  // Until it is reaped, which the main thread does, the number cannot belong to another process.
+  // Until it is reaped, which the main thread does once the reading thread has told it of the exit,
+  // the number cannot belong to another process.
   if (m_child > 0) {
     ::kill(m_child, number);
   }
@@ -148,13 +150,18 @@ void ChildProcess::signal(int number) const {
 void ChildProcess::watch() {
   bool exitSeen = false;
   while (m_pipe || !exitSeen) {
-    std::array<pollfd, 3> polled{{{m_stop.get(), POLLIN, 0},
+    std::array<pollfd, 3> polled{{{m_wake.get(), POLLIN, 0},
                                   {exitSeen ? -1 : m_ended.get(), POLLIN, 0},
                                   {m_pipe.get(), POLLIN, 0}}};
-    const auto &[stop, ended, readable] = polled;
-    ::poll(polled.data(), polled.size(), -1);
-    if (stop.revents != 0) {
-      return;
+    const auto &[woken, ended, readable] = polled;
+    if (::poll(polled.data(), polled.size(), exitSeen ? -1 : m_suspension.load()) == 0) {
+      resume();
+    }
+    if (woken.revents != 0) {
+      takeEvent(m_wake);
+      if (m_stopping) {
+        return;
+      }
     }
     if (ended.revents != 0) {
       // What the child wrote before it ended is in the pipe by now, and a pipe keeps the order: the

@@ -55,8 +55,9 @@ class ChildProcess : public QObject {
   bool isRunning() const;
 
   // Keeps the child from running (SIGSTOP) until resume (SIGCONT), terminate or the end of this
-  // object, whichever comes first. To resume a child that is not suspended does nothing.
-  void suspend();
+  // object, whichever comes first, and no longer than `atMost`, even if the main thread hangs. To
+  // resume a child that is not suspended does nothing.
+  void suspend(std::chrono::milliseconds atMost);
   void resume();
 
   // Asks the child to end (SIGTERM). Never waits, never insists.
@@ -80,20 +81,21 @@ class ChildProcess : public QObject {
 
   Handlers m_handlers;
   pid_t m_child = -1;  // -1 once reaped
-  bool m_suspended = false;
   Descriptor m_pipe;   // read end; the reading thread's own
   Descriptor m_ended;  // polls readable once the child has ended
-  Descriptor m_stop;   // polls readable once the reading thread shall return
+  Descriptor m_wake;   // polls readable once the reading thread shall look at what is below
   // The reading thread fills the buffers in turn, and waits for one that the main thread is done
   // with.
-  std::array<std::vector<char>, 2> m_buffers;
+  static constexpr std::size_t bufferCount = 2;
+  std::array<std::vector<char>, bufferCount> m_buffers;
   std::size_t m_nextBuffer = 0;
-  std::counting_semaphore<> m_free{2};
+  std::counting_semaphore<> m_free{bufferCount};
   std::queue<std::string_view> m_undelivered;  // the main thread's
   int m_turnTimer = 0;  // runs from the beginning of a turn until the event loop comes round
   std::chrono::steady_clock::time_point m_turnEnd;
   std::size_t m_atOnce = 0;    // bytes after which the next line feed ends what is handed over
   bool m_interrupted = false;  // at the end of a turn, with something undelivered
+  std::atomic<int> m_suspension = -1;  // milliseconds at most; -1 while not suspended
   std::atomic<bool> m_stopping = false;
   std::thread m_thread;
 };

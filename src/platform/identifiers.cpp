@@ -2,8 +2,8 @@
 
 namespace tarvex {
 
-bool hasForm(QStringView text, Form form) {
-  for (const Run &run : form) {
+bool hasForm(QStringView text, IdentifierForm form) {
+  for (const CharacterRun &run : form) {
     int count = 0;
     while (count < run.most && count < text.size() && run.characters.contains(text[count])) {
       ++count;

@@ -8,7 +8,7 @@
 namespace tarvex {
 
 // A run of characters out of a set (ASCII), as many as there are, `least` to `most` of them.
-struct Run {
+struct CharacterRun {
   QStringView characters;
   int least;
   int most;
@@ -16,23 +16,23 @@ struct Run {
 
 // Runs that follow one another and make up the whole text. A form is written so that taking as many
 // characters as a run may have never takes one that the next run needs.
-using Form = std::span<const Run>;
+using IdentifierForm = std::span<const CharacterRun>;
 
-bool hasForm(QStringView text, Form form);
+bool hasForm(QStringView text, IdentifierForm form);
 
 inline constexpr QStringView hexadecimal = u"0123456789abcdef";
 inline constexpr QStringView digits = u"0123456789";
 
-inline constexpr Run regionIdForm[] = {
+inline constexpr CharacterRun regionIdForm[] = {
     {u"abcdefghijklmnopqrstuvwxyz", 1, 1},
     {u"abcdefghijklmnopqrstuvwxyz0123456789-", 0, 31},
 };
-inline constexpr Run launcherVersionForm[] = {{hexadecimal, 16, 16}};
-inline constexpr Run clientReleaseForm[] = {
+inline constexpr CharacterRun launcherVersionForm[] = {{hexadecimal, 16, 16}};
+inline constexpr CharacterRun clientReleaseForm[] = {
     {u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", 1, 1},
     {u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-", 0, 63},
 };
-inline constexpr Run worldVersionForm[] = {
+inline constexpr CharacterRun worldVersionForm[] = {
     {digits, 1, 9}, {u".", 1, 1}, {digits, 1, 9},        {u".", 1, 1},
     {digits, 1, 9}, {u".", 1, 1}, {hexadecimal, 12, 12},
 };

@@ -30,7 +30,7 @@ using PerControl = std::array<Value, controlCount>;
 
 inline constexpr QSize contentSize{540, 365};
 
-// The size that a control wants; of its height at the given width, where that is settled.
+// The size that a control wants. Where its width is settled, the height is the one at that width.
 using IntrinsicSize = std::function<QSize(Control, std::optional<int> width)>;
 
 // The frames of all controls in the backdrop's coordinates, in device-independent pixels.

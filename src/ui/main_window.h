@@ -18,10 +18,12 @@ class PlayButton;
 class ProgressIndicator;
 class RegionPicker;
 
+// What the window tells and asks its delegate, always on the main thread.
 class WindowDelegate {
  public:
   virtual ~WindowDelegate() = default;
-  // The window has its first picture, or has been shown for a while and nobody looks at it.
+  // Once: the first picture is with the display, or nobody has asked for one in a quarter of a
+  // second.
   virtual void windowDidDraw() = 0;
   virtual bool windowShouldClose() = 0;  // false: the window stays, or was hidden instead
 };

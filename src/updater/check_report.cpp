@@ -18,7 +18,7 @@ std::optional<QStringView> valueOf(QStringView token, QStringView key) {
 }
 
 // The text after "available:" when it has the form. `offered` is for nothing else.
-bool isAvailable(QStringView value, Form form, std::optional<QString> &offered) {
+bool isAvailable(QStringView value, IdentifierForm form, std::optional<QString> &offered) {
   const std::optional<QStringView> text = valueOf(value, u"available:");
   if (!text || !hasForm(*text, form)) {
     return false;

@@ -23,8 +23,9 @@ struct Form {
   bool isWhole = false;        // and has nothing else
   bool inCheck = false;        // whether the form counts in a check, too
   Bar bar = Bar::unchanged;
-  QStringView status{};       // the text, or the one before a download's percentage
-  QStringView versionLine{};  // the text, or what takes the beginning's place in the line
+  QStringView status{};  // the text, or the one before a percentage or the region's name
+  QStringView versionLine{};
+  QStringView versionPrefix{};  // takes the beginning's place in the line, which is then shown
   Event event = Event::none;
 };
 
@@ -37,7 +38,7 @@ constexpr Form forms[] = {
      .status = u"Downloading launcher — "},
     {.beginning = "Updating launcher to ",
      .status = u"Updating the launcher…",
-     .versionLine = u"Launcher "},
+     .versionPrefix = u"Launcher "},
     {.beginning = "Verifying and installing launcher…",
      .isWhole = true,
      .bar = Bar::busy,
@@ -52,7 +53,7 @@ constexpr Form forms[] = {
      .status = u"Downloading update — "},
     {.beginning = "Updating to client ",
      .status = u"Downloading the latest update…",
-     .versionLine = u"Version "},
+     .versionPrefix = u"Version "},
     {.beginning = "Verifying and installing client…",
      .isWhole = true,
      .bar = Bar::busy,
@@ -100,10 +101,10 @@ std::optional<LineEffect> interpretLine(std::string_view line, Mode mode,
   } else if (!form->status.isEmpty()) {
     effect.status = form->status.toString();
   }
-  if (form->event == Event::launcherInstalled) {
+  if (!form->versionLine.isEmpty()) {
     effect.versionLine = form->versionLine.toString();
-  } else if (!form->versionLine.isEmpty()) {
-    effect.versionLine = replacedEverywhere(withBeginningAs(form->versionLine), ellipsis, {});
+  } else if (!form->versionPrefix.isEmpty()) {
+    effect.versionLine = replacedEverywhere(withBeginningAs(form->versionPrefix), ellipsis, {});
   }
   switch (form->event) {
     case Event::checkReport:
@@ -115,7 +116,9 @@ std::optional<LineEffect> interpretLine(std::string_view line, Mode mode,
     case Event::gameStarted:
       effect.status = form->status % regionName.value_or(u"Tarvex") % ellipsis;
       break;
-    default:
+    case Event::none:
+    case Event::launcherInstalled:
+    case Event::clientInstalled:
       break;
   }
   return effect;

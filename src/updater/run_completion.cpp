@@ -7,6 +7,11 @@ Verdict failure(const FinishedRun &run, const QString &otherwise) {
   return {Verdict::Kind::failed, run.errorDetail.value_or(otherwise)};
 }
 
+Verdict failedUpdate(const FinishedRun &run) {
+  return failure(
+      run, QStringLiteral("The update could not be completed. Your installed game was preserved."));
+}
+
 Verdict judgePlay(const FinishedRun &run, bool succeeded) {
   // Once the game is up, or should be, the updater's words are no explanation any more.
   if (run.sawGameStart) {
@@ -17,8 +22,7 @@ Verdict judgePlay(const FinishedRun &run, bool succeeded) {
   if (succeeded) {
     return {Verdict::Kind::failed, QStringLiteral("The game closed before it finished starting.")};
   }
-  return failure(
-      run, QStringLiteral("The update could not be completed. Your installed game was preserved."));
+  return failedUpdate(run);
 }
 
 }  // namespace
@@ -37,9 +41,7 @@ Verdict judgeRun(const FinishedRun &run) {
       return {Verdict::Kind::checkFailed,
               run.errorDetail.value_or(QStringLiteral("The update check could not be completed."))};
     case Mode::update:
-      return succeeded ? Verdict{Verdict::Kind::checkAgain}
-                       : failure(run, QStringLiteral("The update could not be completed. Your "
-                                                     "installed game was preserved."));
+      return succeeded ? Verdict{Verdict::Kind::checkAgain} : failedUpdate(run);
     case Mode::play:
       break;
   }

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QPointer>
@@ -222,25 +223,49 @@ class TestChildProcess : public QObject {
     QTRY_COMPARE(stubborn.status.value_or(-1), 0);
   }
 
-  // And nobody leaves it so: neither who asks it to end, nor who has no more use for it.
+  // It is not forgotten: neither by who asks it to end, nor by who has no more use for it, nor when
+  // the main thread hangs.
   void suspendedChildWaits() {
-    const std::function<void(Run &)> ends[] = {
-        [](Run &run) { run.process->resume(); },
-        [](Run &run) { delete run.process; },
-        [](Run &run) { run.process->terminate(); },
+    using End = std::function<void(Run &, const QString &mark)>;
+    constexpr std::chrono::milliseconds forEver = std::chrono::hours(1);
+    const std::pair<std::chrono::milliseconds, End> ends[] = {
+        {forEver,
+         [](Run &run, const QString &mark) {
+           run.process->resume();
+           QTRY_VERIFY(QFile::exists(mark));
+         }},
+        {forEver,
+         [](Run &run, const QString &mark) {
+           delete run.process;
+           QTRY_VERIFY(QFile::exists(mark));
+         }},
+        {forEver,
+         [](Run &run, const QString &mark) {
+           run.process->terminate();
+           QTRY_COMPARE(run.status.value_or(0), SIGTERM);
+           QVERIFY(!QFile::exists(mark));
+         }},
+        {std::chrono::milliseconds(300),
+         [](Run &run, const QString &mark) {
+           QDeadlineTimer patience(5000);
+           while (!QFile::exists(mark) && !patience.hasExpired()) {
+           }
+           QVERIFY(QFile::exists(mark));
+           QTRY_COMPARE(run.status.value_or(-1), 0);
+         }},
     };
-    for (const auto &end : ends) {
+    for (const auto &[atMost, end] : ends) {
       QTemporaryDir folder;
-      const QString start = folder.filePath("start");
       const QString mark = folder.filePath("mark");
-      Run run(QStringLiteral(R"([["wait for","%1"],["touch","%2"]])").arg(start, mark));
-      run.process->suspend();
-      QVERIFY(QFile(start).open(QIODevice::WriteOnly));
-      QTest::qWait(200);
+      Run run(QStringLiteral(R"([["touch","%1"]])").arg(mark));
+      run.process->suspend(atMost);
+      siginfo_t stopped{};
+      QCOMPARE(::waitid(P_ALL, 0, &stopped, WSTOPPED), 0);
       QVERIFY(!QFile::exists(mark));
       QVERIFY(run.process->isRunning());
-      end(run);
-      QTRY_VERIFY(QFile::exists(mark) || run.status == SIGTERM);
+      end(run, mark);
+    }
+    while (::waitpid(-1, nullptr, 0) > 0) {  // the one that was deserted
     }
   }
 

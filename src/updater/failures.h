@@ -1,0 +1,20 @@
+// What the player reads when something fails that is no run, or before a run has begun. How a run
+// itself fails, run_completion.h judges.
+#pragma once
+
+#include <QStringView>
+
+namespace tarvex::failures {
+
+// The status line; below it, in the version line, stands the reason.
+inline constexpr QStringView checkFailed = u"Couldn’t check for updates";
+inline constexpr QStringView startFailed = u"Couldn’t start the game";
+
+inline constexpr QStringView invalidRegions = u"The launcher region configuration is invalid.";
+inline constexpr QStringView noResources = u"The launcher resources could not be found.";
+inline constexpr QStringView incomplete = u"The launcher installation is incomplete.";
+inline constexpr QStringView noUpdater = u"The update service could not be started.";
+inline constexpr QStringView noRelaunch =
+    u"The updated launcher was installed but could not be started.";
+
+}  // namespace tarvex::failures
