@@ -159,22 +159,16 @@ void ChildProcess::watch() {
     }
     if (woken.revents != 0) {
       takeEvent(m_wake);
-      if (m_stopping) {
-        return;
-      }
+    }
+    if (m_stopping) {
+      return;
     }
     if (ended.revents != 0) {
       // What the child wrote before it ended is in the pipe by now, and a pipe keeps the order: the
       // bytes that it holds at this moment are all that the exit has to wait for.
-      int held = 0;
-      if (m_pipe) {
-        ::ioctl(m_pipe.get(), FIONREAD, &held);
-      }
-      for (auto left = static_cast<std::size_t>(held); left > 0 && m_pipe;) {
-        left -= passOn(left);
-        if (m_stopping) {
-          return;
-        }
+      passOnWhatIsHeld();
+      if (m_stopping) {
+        return;
       }
       awaitDelivery();
       exitSeen = true;
@@ -213,6 +207,16 @@ std::size_t ChildProcess::passOn(std::size_t most) {
     deliver();
   });
   return chunk.size();
+}
+
+void ChildProcess::passOnWhatIsHeld() {
+  int held = 0;
+  if (m_pipe) {
+    ::ioctl(m_pipe.get(), FIONREAD, &held);
+  }
+  for (auto left = static_cast<std::size_t>(held); left > 0 && m_pipe && !m_stopping;) {
+    left -= passOn(left);
+  }
 }
 
 void ChildProcess::awaitDelivery() {

@@ -73,6 +73,7 @@ class ChildProcess : public QObject {
   // The reading thread.
   void watch();
   std::size_t passOn(std::size_t most);
+  void passOnWhatIsHeld();
   void awaitDelivery();
 
   void deliver();
