@@ -287,11 +287,12 @@ class RunTest(LauncherTest):
         self.assertIn("\n0 1 2\nUPDATE_CHECK", launcher.log.read_text())
 
     def test_flood_freezes_nothing_and_loses_nothing(self):
-        self.plan(check=[["flood", 5000], NO_UPDATE])
+        self.plan(check=[["flood", 5000], ["wait for", "on"], NO_UPDATE])
         launcher = self.launch()
         wait_until(lambda: launcher.log.exists() and "of a flood" in launcher.log.read_text(),
                    "the flood")
         self.assertEqual(launcher.wait_for(button="Checking…").progress, 0)
+        (self.resources / "on").touch()
         launcher.wait_for(button="Play")
         lines = [line for line in launcher.log.read_text().splitlines() if "of a flood" in line]
         self.assertEqual([int(line.split()[1]) for line in lines], list(range(5000)))
