@@ -35,7 +35,8 @@ void LauncherController::applicationDidFinishLaunching() {
   removeRetiredBundle();
   automaticUpdatePending = options.automaticContinue;
   loadRegions();
-  if (process != nullptr) {
+  // A Wayland compositor that goes away takes us along on the spot: nobody would resume the child.
+  if (process != nullptr && !QGuiApplication::platformName().startsWith(u"wayland")) {
     // Until windowDidDraw: the interpreter's start would take the processors from the display.
     constexpr std::chrono::milliseconds longest{250};
     process->suspend(longest);
@@ -204,8 +205,9 @@ void LauncherController::appendLog(std::string_view text) {
 }
 
 void LauncherController::openLog() {
-  QDesktopServices::openUrl(
-      QUrl::fromLocalFile(QString::fromStdString(launcherLog(supportDirectory()))));
+  // The path's own bytes, which need not be UTF-8.
+  const QByteArray path = QByteArray::fromStdString(launcherLog(supportDirectory()));
+  QDesktopServices::openUrl(QUrl::fromEncoded("file://" + path.toPercentEncoding("/")));
 }
 
 void LauncherController::setButton(ButtonState state) {

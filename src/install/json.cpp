@@ -3,6 +3,9 @@
 namespace tarvex {
 
 std::optional<nlohmann::json> parseObject(std::string_view text) {
+  if (text.find('\0') != std::string_view::npos) {  // which the parser takes for the end
+    return std::nullopt;
+  }
   constexpr bool throws = false;
   nlohmann::json value = nlohmann::json::parse(text, nullptr, throws);
   if (!value.is_object()) {

@@ -70,11 +70,12 @@ Bundle Bundle::main() {
 }
 
 std::optional<std::filesystem::path> Bundle::resourceFolder() const {
+  // Where we may not look, it may well be; then it is its files that cannot be read.
   std::error_code ignored;
-  if (!std::filesystem::is_directory(resources, ignored)) {
-    return std::nullopt;
-  }
-  return resources;
+  const std::filesystem::file_type type = std::filesystem::status(resources, ignored).type();
+  const bool isThere =
+      type == std::filesystem::file_type::directory || type == std::filesystem::file_type::none;
+  return isThere ? std::optional(resources) : std::nullopt;
 }
 
 }  // namespace tarvex

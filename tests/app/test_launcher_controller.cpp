@@ -394,12 +394,17 @@ class TestLauncherController : public QObject {
     QCOMPARE(look(),
              "Retry|Couldn’t start the game|The launcher resources could not be found.|The "
              "launcher resources could not be found.");
+    const QString incomplete =
+        "Retry|Couldn’t start the game|The launcher installation is incomplete.|The launcher "
+        "installation is incomplete.";
+    QVERIFY(QFile::link("Resources", folder->filePath("T.app/Contents/Resources")));  // to itself
+    pressButton();
+    QCOMPARE(look(), incomplete);
+    QVERIFY(QFile::remove(folder->filePath("T.app/Contents/Resources")));
     QVERIFY(QFile::rename(folder->filePath("gone"), folder->filePath("T.app/Contents/Resources")));
     QVERIFY(QFile::remove(resource("launcher-config.json")));
     pressButton();
-    QCOMPARE(look(),
-             "Retry|Couldn’t start the game|The launcher installation is incomplete.|The "
-             "launcher installation is incomplete.");
+    QCOMPARE(look(), incomplete);
     QCOMPARE(calls().size(), 1);
   }
 

@@ -325,6 +325,8 @@ class RunTest(LauncherTest):
                           f'mv "{self.folder}/opened.part" "{self.folder}/opened"\n')
         opener.chmod(0o755)
         self.plan(check=[])
+        self.home /= os.fsdecode(b"\xff")
+        self.home.mkdir()
         # On this desktop, Return presses any button that has the focus.
         launcher = self.launch(PATH=f"{self.folder}:{os.environ['PATH']}",
                                XDG_CURRENT_DESKTOP="GNOME")
@@ -336,7 +338,8 @@ class RunTest(LauncherTest):
         self.assertFalse(opened.exists())
         launcher.click("push button", "View Log")
         wait_until(opened.exists, "the log to be opened")
-        self.assertEqual(urllib.parse.unquote(opened.read_text()), f"file://{launcher.log}")
+        self.assertEqual(urllib.parse.unquote_to_bytes(opened.read_bytes()),
+                         b"file://" + os.fsencode(launcher.log))
 
 
 class HiddenTest(LauncherTest):

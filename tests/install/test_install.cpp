@@ -50,7 +50,10 @@ class TestInstall : public QObject {
     changed("\"regions\":[", "\"regions\":[],\"other\":[");
     changed("}]", "}],}");
     changed("{\"schema", "[{\"schema");
-    changed("\"more\":{}}", "\"more\":{}} x");
+    const QString nul(1, u'\0');
+    for (const QString &rest : {QString(" x"), nul, QString(nul + " x")}) {
+      changed("\"more\":{}}", "\"more\":{}}" + rest);
+    }
     for (const char *value : {"\"\\ud8\"", "\"\\ud800\"", "\"\\x\"", "\"\n\"", "\"\t\"", "1.", ".5",
                               "01", "+1", "NaN", "'a'", "[1,]", "{a:1}", "tru", "/**/1"}) {
       changed("{}}", QString(value) + "}");

@@ -245,7 +245,7 @@ class TestChildProcess : public QObject {
            QTRY_COMPARE(run.status.value_or(0), SIGTERM);
            QVERIFY(!QFile::exists(mark));
          }},
-        {std::chrono::milliseconds(300),
+        {std::chrono::seconds(1),
          [](Run &run, const QString &mark) {
            QDeadlineTimer patience(5000);
            while (!QFile::exists(mark) && !patience.hasExpired()) {
