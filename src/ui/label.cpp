@@ -153,6 +153,9 @@ bool Label::event(QEvent *event) {
                        this);
     return true;
   }
+  if (event->type() == QEvent::ToolTipChange && underMouse()) {
+    QToolTip::hideText();  // the one on display speaks of what was
+  }
   return QLabel::event(event);
 }
 

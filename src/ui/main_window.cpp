@@ -10,7 +10,6 @@
 #include <QWindow>
 #include <algorithm>
 #include <chrono>
-#include <utility>
 
 #include "platform/application.h"
 #include "platform/native_window.h"
@@ -222,17 +221,23 @@ void MainWindow::keyPressEvent(QKeyEvent *event) {
 // The whole background is the window's handle. A press on a button is none of its affairs, though
 // the moves that follow outside of the button come here.
 void MainWindow::mousePressEvent(QMouseEvent *event) {
-  m_isHeld = event->button() == Qt::LeftButton;
+  m_grip =
+      event->button() == Qt::LeftButton ? std::optional(event->position().toPoint()) : std::nullopt;
 }
 
 void MainWindow::mouseMoveEvent(QMouseEvent *event) {
-  if (event->buttons() == Qt::LeftButton && std::exchange(m_isHeld, false)) {
-    windowHandle()->startSystemMove();
+  if (event->buttons() != Qt::LeftButton || !m_grip) {
+    return;
+  }
+  if (windowHandle()->startSystemMove()) {
+    m_grip.reset();
+  } else {  // there is no window manager, or none that can
+    move(pos() + event->globalPosition().toPoint() - mapToGlobal(*m_grip));
   }
 }
 
 void MainWindow::mouseReleaseEvent(QMouseEvent * /*event*/) {
-  m_isHeld = false;
+  m_grip.reset();
 }
 
 void MainWindow::placeControls() {

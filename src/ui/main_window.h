@@ -3,6 +3,7 @@
 
 #include <QWidget>
 #include <memory>
+#include <optional>
 
 #include "ui/backdrop_view.h"
 #include "ui/label.h"
@@ -74,7 +75,7 @@ class MainWindow : public QWidget {
   Label m_regionCaption{QStringLiteral("Region")};
   PerControl<QWidget *> m_controls;
   std::unique_ptr<QSystemTrayIcon> m_statusIcon;  // while the window is hidden
-  bool m_isHeld = false;                          // by its background, with the pointer
+  std::optional<QPoint> m_grip;                   // where the pointer holds it by its background
   PlayButton &m_playButton;
   MainMenu &m_mainMenu;
   WindowDelegate &m_delegate;

@@ -288,6 +288,36 @@ class TestUi : public QObject, public WindowDelegate {
     QVERIFY((*tip)->height() < 2 * QFontMetrics(QToolTip::font()).height());
   }
 
+  void toolTipGoesWithItsText() {
+    controls->version.setToolTip("what was");
+    QHelpEvent asked(QEvent::ToolTip, {1, 1}, {1, 1});
+    QApplication::sendEvent(&controls->version, &asked);
+    QVERIFY(QToolTip::isVisible());
+    controls->version.setAttribute(Qt::WA_UnderMouse);
+    controls->version.setToolTip({});
+    QTRY_VERIFY(!QToolTip::isVisible());
+  }
+
+  // Without a window manager, as here.
+  void backgroundMovesTheWindow() {
+    const QPointF grip(100, 330);
+    const auto send = [&](QEvent::Type type, QPointF at, Qt::MouseButton button,
+                          Qt::MouseButtons buttons) {
+      QMouseEvent event(type, at, window->mapToGlobal(at), button, buttons, Qt::NoModifier);
+      QApplication::sendEvent(window.get(), &event);
+    };
+    const QPoint before = window->pos();
+    send(QEvent::MouseMove, grip + QPoint(5, 5), Qt::NoButton, Qt::LeftButton);
+    QCOMPARE(window->pos(), before);
+    send(QEvent::MouseButtonPress, grip, Qt::LeftButton, Qt::LeftButton);
+    send(QEvent::MouseMove, grip + QPoint(30, -20), Qt::NoButton, Qt::LeftButton);
+    send(QEvent::MouseMove, grip + QPoint(1, 0), Qt::NoButton, Qt::LeftButton);
+    QCOMPARE(window->pos(), before + QPoint(31, -20));
+    send(QEvent::MouseButtonRelease, grip, Qt::LeftButton, Qt::NoButton);
+    send(QEvent::MouseMove, grip + QPoint(5, 5), Qt::NoButton, Qt::LeftButton);
+    QCOMPARE(window->pos(), before + QPoint(31, -20));
+  }
+
   void pixels() {
     controls->play.setText({});
     const QImage image = window->grab().toImage();
