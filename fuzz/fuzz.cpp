@@ -17,7 +17,7 @@
 #include "install/installed_metadata.h"
 #include "install/region_catalogue.h"
 #include "platform/bundle.h"
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 #include "updater/output_stream.h"
 #include "updater/progress_lines.h"
 #include "updater/relaunch.h"

@@ -3,7 +3,7 @@
 #include <QStringList>
 #include <algorithm>
 
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace tarvex {
 namespace {

@@ -25,8 +25,4 @@ ButtonState workingState(Mode mode) {
   return static_cast<ButtonState>(mode);
 }
 
-bool isWorking(ButtonState state) {
-  return state <= ButtonState::starting;
-}
-
 }  // namespace tarvex

@@ -20,6 +20,5 @@ struct ButtonLook {
 const ButtonLook &lookOf(ButtonState state);
 
 ButtonState workingState(Mode mode);
-bool isWorking(ButtonState state);
 
 }  // namespace tarvex

@@ -1,7 +1,7 @@
 #include "app/launch_options.h"
 
-#include "platform/identifiers.h"
-#include "platform/unicode_text.h"
+#include "text/identifiers.h"
+#include "text/unicode_text.h"
 
 namespace tarvex {
 namespace {

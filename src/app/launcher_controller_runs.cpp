@@ -5,6 +5,7 @@
 #include "app/launcher_controller.h"
 #include "install/locations.h"
 #include "platform/bundle_opener.h"
+#include "platform/durable_file.h"
 #include "updater/failures.h"
 #include "updater/invocation.h"
 #include "updater/progress_lines.h"

@@ -1,30 +1,12 @@
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <utility>
 
 #include "app/launcher_controller.h"
-#include "install/locations.h"
 #include "platform/application.h"
 #include "platform/bundle.h"
 #include "platform/session_bus.h"
+#include "platform/startup.h"
 #include "ui/palette.h"
-
-namespace {
-
-// A launcher started with a standard descriptor closed must not find its log or a pipe in its
-// place, nor hand them on to its children under that number.
-void openMissingStandardDescriptors() {
-  for (int fd = ::open("/dev/null", O_RDWR); fd >= 0; fd = ::dup(fd)) {
-    if (fd > STDERR_FILENO) {
-      ::close(fd);
-      return;
-    }
-  }
-}
-
-}  // namespace
 
 int main(int argc, char **argv) {
   using namespace tarvex;

@@ -2,8 +2,8 @@
 
 #include "install/json.h"
 #include "platform/durable_file.h"
-#include "platform/identifiers.h"
-#include "platform/unicode_text.h"
+#include "text/identifiers.h"
+#include "text/unicode_text.h"
 
 namespace tarvex {
 

@@ -1,29 +1,9 @@
 #include "install/locations.h"
 
-#include <pwd.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <system_error>
-
-#include "platform/identifiers.h"
-#include "platform/unicode_text.h"
+#include "text/identifiers.h"
+#include "text/unicode_text.h"
 
 namespace tarvex {
-
-bool isReadable(const std::filesystem::path &path) {
-  return ::access(path.c_str(), R_OK) == 0;
-}
-
-std::filesystem::path homeFolder() {
-  const char *home = std::getenv("HOME");
-  if (home != nullptr && *home != '\0') {
-    std::error_code error;
-    return std::filesystem::absolute(home, error);
-  }
-  const passwd *entry = ::getpwuid(::getuid());
-  return entry != nullptr ? entry->pw_dir : "/";
-}
 
 std::filesystem::path supportFolder(const std::filesystem::path &home) {
   return home / "Library/Application Support/Tarvex";

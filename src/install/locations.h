@@ -14,12 +14,6 @@ namespace tarvex {
 inline constexpr char updaterScript[] = "client_updater.py";
 inline constexpr char updaterConfiguration[] = "launcher-config.json";
 
-// Whether something is at the path that we may read.
-bool isReadable(const std::filesystem::path &path);
-
-// $HOME, or the password database's entry for this user where that is unset or empty.
-std::filesystem::path homeFolder();
-
 // The player's folder for all that belongs to the game. Whoever writes to it creates it.
 std::filesystem::path supportFolder(const std::filesystem::path &home);
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "install/json.h"
-#include "platform/identifiers.h"
+#include "text/identifiers.h"
 
 namespace tarvex {
 namespace {

@@ -17,13 +17,6 @@ namespace {
 
 constexpr std::array quitSignals{SIGINT, SIGTERM, SIGHUP};
 
-void handle(int signal, void (*handler)(int)) {
-  struct sigaction action {};
-  action.sa_handler = handler;
-  action.sa_flags = SA_RESTART;
-  ::sigaction(signal, &action, nullptr);
-}
-
 // Signal and exit handlers get no argument; there is one application.
 Application *theApplication = nullptr;
 const Descriptor *quitSignalEvent = nullptr;
@@ -39,19 +32,16 @@ void receiveQuitSignals() {
   sigset_t wanted;
   sigemptyset(&wanted);
   for (const int signal : quitSignals) {
-    handle(signal, onQuitSignal);
+    struct sigaction action {};
+    action.sa_handler = onQuitSignal;
+    action.sa_flags = SA_RESTART;
+    ::sigaction(signal, &action, nullptr);
     sigaddset(&wanted, signal);
   }
   ::pthread_sigmask(SIG_UNBLOCK, &wanted, nullptr);
 }
 
 }  // namespace
-
-void settleSignals() {
-  handle(SIGCHLD, SIG_DFL);
-  handle(SIGPIPE, SIG_IGN);
-  handle(SIGXFSZ, SIG_IGN);
-}
 
 QString quitTitle() {
   return QStringLiteral("Quit Tarvex Launcher");

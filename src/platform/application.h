@@ -16,12 +16,6 @@ QString quitTitle();
 
 enum class TerminateReply { cancel, now };
 
-// Settles the signals that we live by, whatever those were that we have been started with: the exit
-// status of children is lost while SIGCHLD is ignored, and a write that fails is an error like any
-// other, and no reason to die. To be called first of all: even the toolkit's first warning may meet
-// a pipe that nobody reads any more, above all in a launcher that outlives the one that started it.
-void settleSignals();
-
 // What the application asks of its one delegate, always on the main thread.
 class ApplicationDelegate {
  public:

@@ -89,6 +89,10 @@ bool createPrivateFolders(const std::filesystem::path &folder) {
   return ::chmod(folder.c_str(), ownersFolder) == 0;
 }
 
+bool isReadable(const std::filesystem::path &path) {
+  return ::access(path.c_str(), R_OK) == 0;
+}
+
 std::optional<std::string> readFile(const std::filesystem::path &path) {
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (!file || !isRegular(file)) {

@@ -37,6 +37,9 @@ bool replaceByEmptyPrivateFile(const std::filesystem::path &path);
 // True when the folder is there afterwards.
 bool createPrivateFolders(const std::filesystem::path &folder);
 
+// Whether something is at the path that we may read; access(2).
+bool isReadable(const std::filesystem::path &path);
+
 // The bytes of a regular file, or nothing when it is missing, unreadable or something else.
 std::optional<std::string> readFile(const std::filesystem::path &path);
 

@@ -57,12 +57,4 @@ std::error_code spawn(const Program &program, std::optional<int> output, Session
   return {error, std::system_category()};
 }
 
-std::vector<std::string> ownEnvironment() {
-  std::vector<std::string> entries;
-  for (char **entry = environ; *entry != nullptr; ++entry) {
-    entries.emplace_back(*entry);
-  }
-  return entries;
-}
-
 }  // namespace tarvex

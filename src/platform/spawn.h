@@ -25,7 +25,4 @@ enum class Session { ours, ownOfItsOwn };
 std::error_code spawn(const Program &program, std::optional<int> output, Session session,
                       pid_t &child);
 
-// Our own environment, as it is now.
-std::vector<std::string> ownEnvironment();
-
 }  // namespace tarvex

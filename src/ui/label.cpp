@@ -10,13 +10,11 @@
 #include <optional>
 #include <utility>
 
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 #include "ui/accessibility.h"
 
 namespace tarvex {
 namespace {
-
-constexpr QStringView ellipsis = u"…";
 
 // No label shows more than this many code units; looking at all of a text of a gigabyte would take
 // the window's breath away.

@@ -2,7 +2,6 @@
 
 #include <QAction>
 #include <QKeySequence>
-#include <QMenuBar>
 
 #include "platform/application.h"
 
@@ -11,12 +10,6 @@ namespace tarvex {
 MainMenu::MainMenu(Application &application) {
   m_submenu.addAction(quitTitle(), QKeySequence(Qt::CTRL | Qt::Key_Q), &application,
                       &Application::terminate);
-  if (QGuiApplication::platformName() == u"cocoa") {
-    m_bar = std::make_unique<QMenuBar>();
-    m_bar->addMenu(&m_submenu);
-  }
 }
-
-MainMenu::~MainMenu() = default;
 
 }  // namespace tarvex

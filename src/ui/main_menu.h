@@ -1,10 +1,7 @@
-// The application's menu, with one entry: "Quit Tarvex Launcher", Ctrl+Q (Command-Q on macOS).
+// The application's menu, with one entry: "Quit Tarvex Launcher", Ctrl+Q.
 #pragma once
 
 #include <QMenu>
-#include <memory>
-
-class QMenuBar;
 
 namespace tarvex {
 
@@ -14,15 +11,12 @@ class MainMenu {
  public:
   // The entry asks the application, which must outlive the menu, to end.
   explicit MainMenu(Application &application);
-  ~MainMenu();
 
-  // The one submenu. Where the desktop has a place for an application's menu bar, it is there; in
-  // any case the window and the status icon offer it.
+  // The one submenu. There is no menu bar: the window and the status icon offer it.
   QMenu &submenu() { return m_submenu; }
 
  private:
   QMenu m_submenu;
-  std::unique_ptr<QMenuBar> m_bar;
 };
 
 }  // namespace tarvex

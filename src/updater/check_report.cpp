@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/identifiers.h"
+#include "text/identifiers.h"
 
 namespace tarvex {
 namespace {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace tarvex {
 namespace {

@@ -7,12 +7,10 @@
 #include <limits>
 #include <string>
 
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 namespace tarvex {
 namespace {
-
-constexpr QStringView ellipsis = u"…";
 
 using Bar = LineEffect::Bar;
 using Event = LineEffect::Event;

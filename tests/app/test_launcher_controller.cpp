@@ -12,6 +12,7 @@
 #include <set>
 
 #include "app/launcher_controller.h"
+#include "platform/startup.h"
 #include "test_application.h"
 #include "ui/palette.h"
 

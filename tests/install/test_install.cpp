@@ -137,18 +137,6 @@ class TestInstall : public QObject {
              std::filesystem::path("/s/client/regions/production/current.json"));
   }
 
-  void home() {
-    const QByteArray before = qgetenv("HOME");
-    qputenv("HOME", "/some where");
-    QCOMPARE(homeFolder(), std::filesystem::path("/some where"));
-    for (const bool empty : {true, false}) {
-      empty ? qputenv("HOME", "") : qunsetenv("HOME");
-      QVERIFY(homeFolder().is_absolute());
-      QVERIFY(homeFolder() != "/some where");
-    }
-    qputenv("HOME", before);
-  }
-
   void versions() {
     const auto version = [](const BundleInformation &information) {
       return bundleVersion({{}, {}, information}).value_or("-");

@@ -20,6 +20,7 @@
 #include <set>
 
 #include "platform/child_process.h"
+#include "platform/startup.h"
 #include "test_application.h"
 
 using namespace tarvex;

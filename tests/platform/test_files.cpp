@@ -9,6 +9,7 @@
 #include "platform/background_removal.h"
 #include "platform/bundle.h"
 #include "platform/durable_file.h"
+#include "platform/startup.h"
 #include "platform/user_settings.h"
 
 using namespace tarvex;
@@ -195,6 +196,18 @@ class TestFiles : public QObject {
  private:
   std::unique_ptr<QTemporaryDir> folder;
   std::filesystem::path root;
+
+  void home() {
+    const QByteArray before = qgetenv("HOME");
+    qputenv("HOME", "/some where");
+    QCOMPARE(homeFolder(), std::filesystem::path("/some where"));
+    for (const bool empty : {true, false}) {
+      empty ? qputenv("HOME", "") : qunsetenv("HOME");
+      QVERIFY(homeFolder().is_absolute());
+      QVERIFY(homeFolder() != "/some where");
+    }
+    qputenv("HOME", before);
+  }
 };
 
 QTEST_GUILESS_MAIN(TestFiles)

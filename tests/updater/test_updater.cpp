@@ -1,7 +1,7 @@
 #include <QTest>
 #include <algorithm>
 
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 #include "updater/check_report.h"
 #include "updater/invocation.h"
 #include "updater/output_stream.h"

@@ -1,4 +1,4 @@
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 #include <unicode/ubrk.h>
 #include <unicode/uchar.h>
@@ -17,11 +17,10 @@ constexpr char16_t lineFeed = u'\n';
 // No code point below this one extends a character or draws the next one in, and the ellipsis,
 // which the updater's lines are full of, does not either.
 constexpr char16_t firstCombining = 0x300;
-constexpr char16_t ellipsis = u'…';
 
 bool areSimple(QChar before, QChar after) {
   const auto isSimple = [](QChar character) {
-    return character.unicode() < firstCombining || character.unicode() == ellipsis;
+    return character.unicode() < firstCombining || character == ellipsis.front();
   };
   return isSimple(before) && isSimple(after);
 }

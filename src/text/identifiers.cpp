@@ -1,4 +1,4 @@
-#include "platform/identifiers.h"
+#include "text/identifiers.h"
 
 namespace tarvex {
 

@@ -12,6 +12,8 @@
 
 namespace tarvex {
 
+inline constexpr QStringView ellipsis = u"…";
+
 // Most lines, and the longest, are; each of their bytes is a character, but for a line feed after a
 // carriage return.
 bool isAscii(std::string_view bytes);

@@ -1,6 +1,6 @@
 #include <QTest>
 
-#include "platform/unicode_text.h"
+#include "text/unicode_text.h"
 
 using namespace tarvex;
 
