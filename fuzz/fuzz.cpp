@@ -89,9 +89,9 @@ void output(const std::string &input) {
   for (const unsigned most : {1U, 4U, 256U}) {
     LineAssembler assembler;
     Seen seen;
-    const auto use = [&](std::string_view entry) {
-      require(entry.back() == '\n');
-      seen.take(std::string(entry.substr(0, entry.size() - 1)));
+    const auto use = [&](const OutputLine &line) {
+      require(line.entry.back() == '\n');
+      seen.take(std::string(line.text()));
     };
     for (std::string_view left = input; !left.empty();) {
       // The bytes themselves say where they are cut.

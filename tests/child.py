@@ -34,6 +34,18 @@ def flood(lines):
         block = block[os.write(1, block):]
 
 
+def clean_up(cleaning, go_on, clean):
+    """Ends when it is asked to, as an ordinary program does; a second request would interrupt that."""
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit())
+    try:
+        os.write(1, b"ready")
+        wait_for("never")
+    finally:
+        (HERE / cleaning).touch()
+        wait_for(go_on)
+        (HERE / clean).touch()
+
+
 def close_output():
     os.close(1)
     os.close(2)
@@ -48,6 +60,8 @@ STEPS = {
     "touch": lambda path: (HERE / path).touch(),
     "descriptors": lambda: os.write(1, " ".join(descriptors()).encode()),
     "ignore terminate": lambda: signal.signal(signal.SIGTERM, signal.SIG_IGN),
+    "clean up": clean_up,
+    "pid": lambda: os.write(1, b"%d." % os.getpid()),
     "close output": close_output,
     "daemon": leave_daemon,
     "kill": lambda number: os.kill(os.getpid(), number),

@@ -103,10 +103,10 @@ class Rehearsal : public QObject {
 
  private:
   void startUpdater(Mode mode);
-  void handleEntry(std::string_view entry);
+  void handleLine(const OutputLine &output);
   void showInstalled(const QString &prefix) const;
   void finish(int status);
-  void warnAboutRun(const Verdict &verdict, qint64 duration) const;
+  void warnAboutRun(const Verdict &verdict, int status, qint64 duration) const;
   void showCheckResult(const CheckOutcome &outcome);
   void relaunch();
   void fail(QStringView status, QStringView message) {
@@ -128,7 +128,7 @@ class Rehearsal : public QObject {
 
   ChildProcess *m_child = nullptr;
   LineAssembler m_lines;
-  FinishedRun m_run;
+  RunRecord m_run;
   QElapsedTimer m_sinceStart;
   std::vector<qint64> m_effectTimes;  // milliseconds, of each line that had an effect
 };
@@ -180,6 +180,7 @@ void Rehearsal::openLauncher(const std::filesystem::path &resources,
 
 void Rehearsal::startUpdater(Mode mode) {
   static constexpr QStringView names[] = {u"check", u"update", u"play"};
+  static_assert(std::size(names) == modeCount);
   UpdaterInvocation invocation{.script = m_resources / updaterScript,
                                .configuration = m_resources / updaterConfiguration,
                                .regionId = m_region.id,
@@ -196,8 +197,7 @@ void Rehearsal::startUpdater(Mode mode) {
   if (m_bundle && m_version) {
     invocation.launcher = {*m_bundle, *m_version};
   }
-  m_run = {};
-  m_run.mode = mode;
+  m_run = {.mode = mode};
   m_lines.clear();
   m_effectTimes.clear();
   m_sinceStart.start();
@@ -206,19 +206,16 @@ void Rehearsal::startUpdater(Mode mode) {
                         updaterEnvironment(m_environment)};
   say(u"\nRun: " + names[static_cast<int>(mode)] + u"\n  " +
       words(program.executable, program.arguments));
-  // What a process that the updater left behind writes later, speaks for no run.
-  const auto ended = std::make_shared<bool>(false);
-  ChildProcess::Handlers handlers;
-  handlers.output = [this, ended](std::string_view chunk) {
-    if (!*ended) {
-      m_lines.append(chunk, [this](std::string_view entry) { handleEntry(entry); });
-    }
-  };
-  handlers.exited = [this, ended](int status) {
-    *ended = true;
-    finish(status);
-  };
-  handlers.outputEnded = [] {};
+  const auto ignore = [](std::string_view /*bytes*/) {
+  };  // of a process that the updater left behind
+  ChildProcess::Handlers handlers{
+      .output =
+          [this](std::string_view bytes) {
+            m_lines.append(bytes, [this](const OutputLine &line) { handleLine(line); });
+          },
+      .exited = [this](int status) { finish(status); },
+      .lateOutput = ignore,
+      .outputEnded = [] {}};
   std::error_code error;
   m_child = ChildProcess::start(program, std::move(handlers), this, error);
   if (m_child == nullptr) {
@@ -227,8 +224,8 @@ void Rehearsal::startUpdater(Mode mode) {
   }
 }
 
-void Rehearsal::handleEntry(std::string_view entry) {
-  const std::string_view line = entry.substr(0, entry.size() - 1);
+void Rehearsal::handleLine(const OutputLine &output) {
+  const std::string_view line = output.text();
   const std::optional<LineEffect> effect = interpretLine(line, m_run.mode, m_region.name);
   QString meaning;
   if (effect) {
@@ -246,24 +243,9 @@ void Rehearsal::handleEntry(std::string_view entry) {
   if (!effect) {
     return;
   }
-  switch (effect->event) {
-    case LineEffect::Event::none:
-      break;
-    case LineEffect::Event::checkReport:
-      m_run.checkOutcome = effect->checkOutcome;
-      break;
-    case LineEffect::Event::error:
-      m_run.errorDetail = effect->errorDetail;
-      break;
-    case LineEffect::Event::launcherInstalled:
-      m_run.sawLauncherInstalled = true;
-      break;
-    case LineEffect::Event::clientInstalled:
-      showInstalled(QStringLiteral("Version"));
-      break;
-    case LineEffect::Event::gameStarted:
-      m_run.sawGameStart = true;
-      break;
+  m_run.apply(*effect);
+  if (effect->event == LineEffect::Event::clientInstalled) {
+    showInstalled(QStringLiteral("Version"));
   }
 }
 
@@ -284,13 +266,12 @@ void Rehearsal::showInstalled(const QString &prefix) const {
 
 void Rehearsal::finish(int status) {
   const qint64 duration = m_sinceStart.elapsed();
-  m_lines.flush([this](std::string_view entry) { handleEntry(entry); });
+  m_lines.flush([this](const OutputLine &line) { handleLine(line); });
   m_child = nullptr;
-  m_run.status = status;
   say(u"  Ended with status " + QString::number(status) + u" after " +
       QString::number(static_cast<double>(duration) / 1000, 'f', 1) + u" s");
-  const Verdict verdict = judgeRun(m_run);
-  warnAboutRun(verdict, duration);
+  const Verdict verdict = judgeRun(m_run, status);
+  warnAboutRun(verdict, status, duration);
   switch (verdict.kind) {
     case Verdict::Kind::relaunch:
       relaunch();
@@ -313,18 +294,18 @@ void Rehearsal::finish(int status) {
   }
 }
 
-void Rehearsal::warnAboutRun(const Verdict &verdict, qint64 duration) const {
+void Rehearsal::warnAboutRun(const Verdict &verdict, int status, qint64 duration) const {
   const bool isFailure =
       verdict.kind == Verdict::Kind::failed || verdict.kind == Verdict::Kind::checkFailed;
-  if (isFailure && !m_run.errorDetail) {
-    warn(m_run.status == 0
+  if (isFailure && !m_run.lastErrorDetail) {
+    warn(status == 0
              ? QStringLiteral("a check needs a valid UPDATE_CHECK line, and the last one counts")
              : QStringLiteral("no line “Tarvex launcher error: …” explains this to the player"));
   }
-  if (!isFailure && m_run.errorDetail) {
+  if (!isFailure && m_run.lastErrorDetail) {
     warn(QStringLiteral("the status 0 is a success; the error line is not shown"));
   }
-  if (m_run.mode == Mode::check && m_run.status != 0 && m_run.checkOutcome) {
+  if (m_run.mode == Mode::check && status != 0 && m_run.checkOutcome) {
     warn(QStringLiteral("with a status other than 0 the report does not count"));
   }
   constexpr qint64 longEnoughToTell = 1000;

@@ -1,45 +1,41 @@
-// One child process: its start, its output and its end, after POSIX (posix_spawn, pipe, waitpid).
+// One child process: its start, its output and its end, after POSIX (posix_spawn, pipe) and Linux
+// (pidfd).
 //
 // Standard output and standard error go to the write end of one pipe, so that they arrive in the
-// order in which they were written; for the rest of the start see platform/spawn.h.
-//
-// A thread of its own reads the pipe and watches for the end. It is never more than two reads ahead
-// of the main thread, which works on them for a few milliseconds in each turn of the event loop:
-// memory stays bounded whatever the child writes, and the window alive.
+// order in which they were written; platform/spawn.h has the rest of the start. A thread of its own
+// reads the pipe, watches for the end and reaps the child. The main thread gets all of it through
+// an OutputQueue, in order and in bounded memory.
 #pragma once
 
 #include <sys/types.h>
 
 #include <QObject>
-#include <array>
-#include <atomic>
-#include <chrono>
 #include <cstddef>
 #include <functional>
-#include <queue>
 #include <semaphore>
 #include <string_view>
 #include <system_error>
 #include <thread>
-#include <vector>
 
 #include "platform/descriptor.h"
+#include "platform/output_queue.h"
 #include "platform/spawn.h"
 
 namespace tarvex {
 
 class ChildProcess : public QObject {
  public:
-  // All are called on the main thread, from the event loop, in the order of the events: each chunk
-  // (never empty; several lines or a part of one, cut anywhere), then the exit once everything that
-  // the child wrote before it ended has been handed over. The exit does not wait for others who
-  // hold the pipe, a daemon that the child left behind for instance; what they still write follows
-  // in further chunks. outputEnded comes last, when the last writer has closed the pipe. A handler
-  // may do anything but delete the ChildProcess.
+  // All are called on the main thread, from the event loop, in this order. A handler may do
+  // anything but destroy the ChildProcess.
   struct Handlers {
-    std::function<void(std::string_view chunk)> output;
+    // Everything that was written before the child ended, cut anywhere, never empty.
+    std::function<void(std::string_view bytes)> output;
     // The exit code, or the number of the fatal signal; negative when the system does not tell.
     std::function<void(int status)> exited;
+    // Bytes of others who still hold the pipe, a daemon that the child left behind for instance.
+    // The exit does not wait for them.
+    std::function<void(std::string_view bytes)> lateOutput;
+    // The last writer has closed the pipe.
     std::function<void()> outputEnded;
   };
 
@@ -54,50 +50,27 @@ class ChildProcess : public QObject {
   // the exit is handed over.
   bool isRunning() const;
 
-  // Keeps the child from running (SIGSTOP) until resume (SIGCONT), terminate or the end of this
-  // object, whichever comes first, and no longer than `atMost`, even if the main thread hangs. To
-  // resume a child that is not suspended does nothing.
-  void suspend(std::chrono::milliseconds atMost);
-  void resume();
-
-  // Asks the child to end (SIGTERM). Never waits, never insists.
+  // Asks the child to end (SIGTERM), once: further calls do nothing, because a second signal would
+  // interrupt the clean-up that the first one has begun. Never waits, never insists.
   void terminate();
-
- protected:
-  void timerEvent(QTimerEvent *event) override;
 
  private:
   ChildProcess(Handlers handlers, QObject *parent);
   std::error_code launch(const Program &program);
-  std::error_code startWatching();
   // The reading thread.
   void watch();
-  std::size_t passOn(std::size_t most);
-  void passOnWhatIsHeld();
-  void awaitDelivery();
-
-  void deliver();
-  void signal(int number) const;
-  int reap();
+  std::size_t readOnce(std::size_t most);
+  void readWhatIsHeld();
 
   Handlers m_handlers;
-  pid_t m_child = -1;  // -1 once reaped
-  Descriptor m_pipe;   // read end; the reading thread's own
-  Descriptor m_ended;  // polls readable once the child has ended
-  Descriptor m_wake;   // polls readable once the reading thread shall look at what is below
-  // The reading thread fills the buffers in turn, and waits for one that the main thread is done
-  // with.
-  static constexpr std::size_t bufferCount = 2;
-  std::array<std::vector<char>, bufferCount> m_buffers;
-  std::size_t m_nextBuffer = 0;
-  std::counting_semaphore<> m_free{bufferCount};
-  std::queue<std::string_view> m_undelivered;  // the main thread's
-  int m_turnTimer = 0;  // runs from the beginning of a turn until the event loop comes round
-  std::chrono::steady_clock::time_point m_turnEnd;
-  std::size_t m_atOnce = 0;    // bytes after which the next line feed ends what is handed over
-  bool m_interrupted = false;  // at the end of a turn, with something undelivered
-  std::atomic<int> m_suspension = -1;  // milliseconds at most; -1 while not suspended
-  std::atomic<bool> m_stopping = false;
+  OutputQueue m_queue;
+  Descriptor m_pipe;  // read end; the reading thread's own
+  Descriptor
+      m_child;        // pidfd: names the child, reaped or not, and polls readable once it has ended
+  Descriptor m_wake;  // polls readable once the reading thread shall stop
+  std::counting_semaphore<> m_launched{0};  // the reading thread waits for the child
+  bool m_askedToEnd = false;
+  bool m_exitIsTold = false;
   std::thread m_thread;
 };
 

@@ -23,8 +23,12 @@ void takeEvent(const Descriptor &event) {
 }
 
 // A pidfd is closed on exec by itself.
-Descriptor exitDescriptor(pid_t child) {
+Descriptor childDescriptor(pid_t child) {
   return Descriptor(::pidfd_open(child, 0));
+}
+
+void sendSignal(const Descriptor &child, int signal) {
+  ::pidfd_send_signal(child.get(), signal, nullptr, 0);
 }
 
 }  // namespace tarvex

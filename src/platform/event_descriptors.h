@@ -14,8 +14,9 @@ Descriptor eventDescriptor();
 void raiseEvent(const Descriptor &event);  // async-signal-safe
 void takeEvent(const Descriptor &event);
 
-// Becomes readable when the child has ended, and stays so. The child is not reaped by it. Empty,
-// with errno set, on failure.
-Descriptor exitDescriptor(pid_t child);
+// Names the child, also when it has ended and been reaped and its number is another's. Becomes
+// readable when the child has ended, and stays so. Empty, with errno set, on failure. Linux pidfd.
+Descriptor childDescriptor(pid_t child);
+void sendSignal(const Descriptor &child, int signal);
 
 }  // namespace tarvex

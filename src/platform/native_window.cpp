@@ -4,6 +4,7 @@
 
 #include <QColor>
 #include <QGuiApplication>
+#include <QSystemTrayIcon>
 #include <QWindow>
 #include <cstdlib>
 #include <cstring>
@@ -49,6 +50,13 @@ void dressNativeWindow(const QWindow &window, const QColor &background) {
   if (const auto pixel = owned(xcb_alloc_color_reply(connection, pixelAsked, nullptr))) {
     xcb_change_window_attributes(connection, handle, XCB_CW_BACK_PIXEL, &pixel->pixel);
   }
+}
+
+// On X11 Qt finds the area when it comes. Its question about one looks elsewhere, too, and
+// complains when it finds none.
+bool mayHaveStatusArea() {
+  return qGuiApp->nativeInterface<QNativeInterface::QX11Application>() != nullptr ||
+         QSystemTrayIcon::isSystemTrayAvailable();
 }
 
 }  // namespace tarvex

@@ -1,3 +1,4 @@
+// Native windows and desktops, where Qt does not tell or know enough. Main thread.
 #pragma once
 
 class QColor;
@@ -5,10 +6,12 @@ class QWindow;
 
 namespace tarvex {
 
-// What the toolkit does not tell the display and its window manager; on X11, and nothing elsewhere.
-// The display fills with the background whatever of the window nobody has drawn yet, be it that the
-// window has just appeared. The window manager is asked for the dark variant of its decorations.
-// Once the window has its native handle, and before it is shown.
+// On X11, and nothing elsewhere: the X server fills undrawn areas of the window with the background
+// colour, and the window manager is asked for the dark variant of its decorations
+// (_GTK_THEME_VARIANT). Once the window has its native handle, and before it is shown.
 void dressNativeWindow(const QWindow &window, const QColor &background);
+
+// Whether a status icon may find a place on this desktop, now or later.
+bool mayHaveStatusArea();
 
 }  // namespace tarvex

@@ -18,9 +18,10 @@ void handOver(std::string_view bytes, const LineAssembler::Use &use) {
   }
   const auto begin = static_cast<std::size_t>(text.data() - line.data());
   if (begin + text.size() + 1 == line.size()) {
-    use(line.substr(begin));
+    use({line.substr(begin)});
   } else {
-    use(std::string(text) + '\n');
+    const std::string entry = std::string(text) + '\n';
+    use({entry});
   }
 }
 

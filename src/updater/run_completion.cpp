@@ -3,16 +3,16 @@
 namespace tarvex {
 namespace {
 
-Verdict failure(const FinishedRun &run, const QString &otherwise) {
-  return {Verdict::Kind::failed, run.errorDetail.value_or(otherwise)};
+Verdict failure(const RunRecord &run, const QString &otherwise) {
+  return {Verdict::Kind::failed, run.lastErrorDetail.value_or(otherwise)};
 }
 
-Verdict failedUpdate(const FinishedRun &run) {
+Verdict failedUpdate(const RunRecord &run) {
   return failure(
       run, QStringLiteral("The update could not be completed. Your installed game was preserved."));
 }
 
-Verdict judgePlay(const FinishedRun &run, bool succeeded) {
+Verdict judgePlay(const RunRecord &run, bool succeeded) {
   // Once the game is up, or should be, the updater's words are no explanation any more.
   if (run.sawGameStart) {
     return succeeded ? Verdict{Verdict::Kind::gameFinished}
@@ -27,8 +27,8 @@ Verdict judgePlay(const FinishedRun &run, bool succeeded) {
 
 }  // namespace
 
-Verdict judgeRun(const FinishedRun &run) {
-  const bool succeeded = run.status == 0;
+Verdict judgeRun(const RunRecord &run, int status) {
+  const bool succeeded = status == 0;
   if (run.sawLauncherInstalled) {
     return succeeded ? Verdict{Verdict::Kind::relaunch}
                      : failure(run, QStringLiteral("The launcher update could not be completed."));
@@ -38,8 +38,9 @@ Verdict judgeRun(const FinishedRun &run) {
       if (succeeded && run.checkOutcome) {
         return {Verdict::Kind::checked};
       }
-      return {Verdict::Kind::checkFailed,
-              run.errorDetail.value_or(QStringLiteral("The update check could not be completed."))};
+      return {
+          Verdict::Kind::checkFailed,
+          run.lastErrorDetail.value_or(QStringLiteral("The update check could not be completed."))};
     case Mode::update:
       return succeeded ? Verdict{Verdict::Kind::checkAgain} : failedUpdate(run);
     case Mode::play:

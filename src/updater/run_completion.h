@@ -7,17 +7,9 @@
 
 #include "updater/check_report.h"
 #include "updater/mode.h"
+#include "updater/run_record.h"
 
 namespace tarvex {
-
-struct FinishedRun {
-  Mode mode = Mode::check;
-  int status = 0;  // the exit code, or the number of the fatal signal
-  bool sawLauncherInstalled = false;
-  bool sawGameStart = false;
-  std::optional<CheckOutcome> checkOutcome;  // of the last report
-  std::optional<QString> errorDetail;        // of the last error line; may be empty
-};
 
 struct Verdict {
   enum class Kind {
@@ -32,7 +24,8 @@ struct Verdict {
   QString message{};  // of the two failures
 };
 
-Verdict judgeRun(const FinishedRun &run);
+// The status is the exit code, or the number of the fatal signal; only 0 is a success.
+Verdict judgeRun(const RunRecord &run, int status);
 
 // What a check that succeeded shows, and whether the primary button then offers Update or Play.
 struct CheckResult {

@@ -1,21 +1,21 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QPointer>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
+#include <array>
 #include <csignal>
 #include <filesystem>
-#include <functional>
 #include <list>
 #include <set>
 
@@ -35,23 +35,22 @@ struct Run {
                     ownEnvironment()}) {}
   explicit Run(const Program &program)
       : process(ChildProcess::start(program,
-                                    {[this](std::string_view chunk) {
-                                       output.append(chunk.data(),
-                                                     static_cast<qsizetype>(chunk.size()));
-                                       ++chunks;
-                                     },
-                                     [this](int end) {
-                                       status = end;
-                                       beforeExit = output;
-                                     },
-                                     [this] { ended = true; }},
+                                    {.output =
+                                         [this](std::string_view bytes) {
+                                           output.append(bytes.data(), qsizetype(bytes.size()));
+                                         },
+                                     .exited = [this](int end) { status = end; },
+                                     .lateOutput =
+                                         [this](std::string_view bytes) {
+                                           late.append(bytes.data(), qsizetype(bytes.size()));
+                                         },
+                                     .outputEnded = [this] { ended = true; }},
                                     &parent, error)) {}
 
   QObject parent;
   std::error_code error;
   QByteArray output;
-  QByteArray beforeExit;
-  int chunks = 0;
+  QByteArray late;
   std::optional<int> status;
   bool ended = false;
   QPointer<ChildProcess> process;
@@ -90,7 +89,7 @@ class TestChildProcess : public QObject {
     QVERIFY(run.process);
     QTRY_VERIFY(run.ended);
     QTEST(run.output, "output");
-    QCOMPARE(run.beforeExit, run.output);
+    QCOMPARE(run.late, QByteArray());
     QTEST(*run.status, "status");
     QTRY_VERIFY(!run.process);
     ::close(stray);
@@ -137,49 +136,13 @@ class TestChildProcess : public QObject {
     const QString later = folder.filePath("later");
     Run run(QStringLiteral(R"([["print","mine"],["daemon","%1","late"]])").arg(later));
     QTRY_VERIFY(run.status);
-    QCOMPARE(run.beforeExit, QByteArray("mine"));
+    QCOMPARE(run.output, QByteArray("mine"));
     QVERIFY(!run.ended);
     QVERIFY(!run.process->isRunning());
     QVERIFY(QFile(later).open(QIODevice::WriteOnly));
     QTRY_VERIFY(run.ended);
-    QCOMPARE(run.output, QByteArray("minelate"));
-  }
-
-  // However many lines there are in what was read, a turn takes only so long; and however long they
-  // take, the exit and the end come after them.
-  void slowLinesDoNotAddUp() {
-    constexpr int quickLines = 300;
-    int lines = 0;
-    int slowCalls = 0;
-    int inThisTurn = 0;
-    int most = 0;
-    int beforeExit = 0;
-    bool ended = false;
-    std::error_code error;
-    ChildProcess::start({"/bin/sh", {"-c", "seq 1000; (sleep 0.2; seq 1000) &"}, {}},
-                        {[&](std::string_view chunk) {
-                           const bool isQuick = lines < quickLines;
-                           const auto count = std::count(chunk.begin(), chunk.end(), '\n');
-                           lines += static_cast<int>(count);
-                           if (isQuick) {
-                             return;
-                           }
-                           QVERIFY(slowCalls++ == 0 || count <= 1);
-                           most = std::max(most, ++inThisTurn);
-                           QElapsedTimer work;
-                           work.start();
-                           while (work.nsecsElapsed() < 500'000) {
-                           }
-                         },
-                         [&](int) { beforeExit = lines; }, [&] { ended = true; }},
-                        this, error);
-    QTimer turns;
-    connect(&turns, &QTimer::timeout, this, [&] { inThisTurn = 0; });
-    turns.start(0);
-    QTRY_VERIFY_WITH_TIMEOUT(ended, 30000);
-    QVERIFY2(most < 200, qPrintable(QString::number(most)));
-    QVERIFY2(beforeExit >= 1000, qPrintable(QString::number(beforeExit)));
-    QCOMPARE(lines, 2000);
+    QCOMPARE(run.output, QByteArray("mine"));
+    QCOMPARE(run.late, QByteArray("late"));
   }
 
   // Then there is no exit status to be had, and no success to be claimed.
@@ -195,7 +158,7 @@ class TestChildProcess : public QObject {
     QTemporaryDir folder;
     const QString mark = folder.filePath("done");
     Run run(QStringLiteral(R"([["flood",50000],["touch","%1"]])").arg(mark));
-    QTRY_VERIFY(run.chunks > 0);
+    QTRY_VERIFY(!run.output.isEmpty());
     // Without our event loop, what the child can get rid of is a pipe and two chunks.
     QElapsedTimer patience;
     patience.start();
@@ -205,7 +168,6 @@ class TestChildProcess : public QObject {
     QTRY_VERIFY(run.ended);
     QVERIFY(QFile::exists(mark));
     QCOMPARE(run.output.count('\n'), 50000);
-    QCOMPARE(run.beforeExit, run.output);
   }
 
   void terminateAsksOnly() {
@@ -224,50 +186,59 @@ class TestChildProcess : public QObject {
     QTRY_COMPARE(stubborn.status.value_or(-1), 0);
   }
 
-  // It is not forgotten: neither by who asks it to end, nor by who has no more use for it, nor when
-  // the main thread hangs.
-  void suspendedChildWaits() {
-    using End = std::function<void(Run &, const QString &mark)>;
-    constexpr std::chrono::milliseconds forEver = std::chrono::hours(1);
-    const std::pair<std::chrono::milliseconds, End> ends[] = {
-        {forEver,
-         [](Run &run, const QString &mark) {
-           run.process->resume();
-           QTRY_VERIFY(QFile::exists(mark));
-         }},
-        {forEver,
-         [](Run &run, const QString &mark) {
-           delete run.process;
-           QTRY_VERIFY(QFile::exists(mark));
-         }},
-        {forEver,
-         [](Run &run, const QString &mark) {
-           run.process->terminate();
-           QTRY_COMPARE(run.status.value_or(0), SIGTERM);
-           QVERIFY(!QFile::exists(mark));
-         }},
-        {std::chrono::seconds(1),
-         [](Run &run, const QString &mark) {
-           QDeadlineTimer patience(5000);
-           while (!QFile::exists(mark) && !patience.hasExpired()) {
-           }
-           QVERIFY(QFile::exists(mark));
-           QTRY_COMPARE(run.status.value_or(-1), 0);
-         }},
+  // A second signal would interrupt the clean-up.
+  void terminateAsksOnce() {
+    QTemporaryDir folder;
+    const auto path = [&](const char *name) { return folder.filePath(name); };
+    Run run(QStringLiteral(R"([["clean up","%1","%2","%3"]])")
+                .arg(path("cleaning"), path("go on"), path("clean")));
+    QTRY_VERIFY(run.output.contains("ready"));
+    run.process->terminate();
+    QTRY_VERIFY(QFile::exists(path("cleaning")));
+    run.process->terminate();
+    QVERIFY(QFile(path("go on")).open(QIODevice::WriteOnly));
+    QTRY_COMPARE(run.status.value_or(-1), 0);
+    QVERIFY(QFile::exists(path("clean")));
+  }
+
+  // A tracer has the dead child first, for as long as it likes.
+  void tracedChildHoldsNobodyUp() {
+    QTemporaryDir folder;
+    Run run(QStringLiteral(R"([["pid"],["wait for","%1"],["exit",5]])").arg(folder.filePath("go")));
+    QTRY_VERIFY(run.output.endsWith('.'));
+    const pid_t child = run.output.chopped(1).toInt();
+    std::array<int, 2> ends{};
+    QCOMPARE(::pipe(ends.data()), 0);
+    const pid_t tracer = ::fork();
+    if (tracer == 0) {
+      const char result = ::ptrace(PTRACE_SEIZE, child, nullptr, nullptr) == 0 ? 'y' : 'n';
+      if (::write(ends[1], &result, 1) == 1) {
+        ::pause();
+      }
+      ::_exit(1);
+    }
+    char traced = 0;
+    QCOMPARE(::read(ends[0], &traced, 1), 1);
+    const auto letGo = [&] {
+      ::kill(tracer, SIGKILL);
+      ::waitpid(tracer, nullptr, 0);
     };
-    for (const auto &[atMost, end] : ends) {
-      QTemporaryDir folder;
-      const QString mark = folder.filePath("mark");
-      Run run(QStringLiteral(R"([["touch","%1"]])").arg(mark));
-      run.process->suspend(atMost);
-      siginfo_t stopped{};
-      QCOMPARE(::waitid(P_ALL, 0, &stopped, WSTOPPED), 0);
-      QVERIFY(!QFile::exists(mark));
-      QVERIFY(run.process->isRunning());
-      end(run, mark);
+    if (traced != 'y') {
+      letGo();
+      QSKIP("this system lets no process trace another's child");
     }
-    while (::waitpid(-1, nullptr, 0) > 0) {  // the one that was deserted
-    }
+    QVERIFY(QFile(folder.filePath("go")).open(QIODevice::WriteOnly));
+    QTRY_VERIFY(!run.process->isRunning());
+    int turns = 0;
+    QTimer window;
+    connect(&window, &QTimer::timeout, this, [&] { ++turns; });
+    window.start(1);
+    QTRY_VERIFY(turns > 100);
+    QVERIFY(!run.status);
+    letGo();
+    QTRY_COMPARE(run.status.value_or(-1), 5);
+    ::close(ends[0]);
+    ::close(ends[1]);
   }
 
   void failedStartSaysWhyAndLeavesNothing() {
@@ -369,7 +340,7 @@ class TestChildProcess : public QObject {
   void goesWithItsParentInTheMiddleOfThings() {
     for (int round = 0; round < 5; ++round) {
       Run run(R"([["flood",100000]])");
-      QTRY_VERIFY(run.chunks >= round);
+      QTRY_VERIFY(round == 0 || !run.output.isEmpty());
     }
     while (::waitpid(-1, nullptr, 0) > 0) {
     }

@@ -115,9 +115,9 @@ class TestUpdater : public QObject {
     for (qsizetype size = 1; size <= stream.size(); ++size) {
       LineAssembler assembler;
       QStringList lines;
-      const auto use = [&](std::string_view entry) {
-        QVERIFY(entry.ends_with('\n'));
-        lines.append(decodedUtf8(entry.substr(0, entry.size() - 1)));
+      const auto use = [&](const OutputLine &line) {
+        QVERIFY(line.entry.ends_with('\n'));
+        lines.append(decodedUtf8(line.text()));
       };
       for (qsizetype at = 0; at < stream.size(); at += size) {
         assembler.append(stream.mid(at, size).toStdString(), use);
@@ -312,10 +312,10 @@ class TestUpdater : public QObject {
         {u"p", "-0-1", Kind::failed, u"The game closed before it finished starting.", false},
         {u"p", "-0-0", Kind::failed, preserved},
     };
-    const auto check = [&](const FinishedRun &run) {
+    const auto check = [&](const RunRecord &run, int status) {
       const auto digit = [](bool flag) { return flag ? '1' : '0'; };
       const std::string state{digit(run.sawLauncherInstalled), digit(run.sawGameStart),
-                              digit(run.checkOutcome.has_value()), digit(run.status == 0)};
+                              digit(run.checkOutcome.has_value()), digit(status == 0)};
       const QChar mode = u"cup"[static_cast<int>(run.mode)];
       const Row &row = *std::find_if(std::begin(rows), std::end(rows), [&](const Row &one) {
         return one.modes.contains(mode) &&
@@ -324,10 +324,10 @@ class TestUpdater : public QObject {
       });
       QString message = row.message.toString();
       if (!message.isEmpty() && row.detailIsTold) {
-        message = run.errorDetail.value_or(message);
+        message = run.lastErrorDetail.value_or(message);
       }
-      const Verdict verdict = judgeRun(run);
-      const QString which = mode + QString::fromStdString(state) + QString::number(run.status);
+      const Verdict verdict = judgeRun(run, status);
+      const QString which = mode + QString::fromStdString(state) + QString::number(status);
       QCOMPARE(which + QString::number(static_cast<int>(verdict.kind)) + verdict.message,
                which + QString::number(static_cast<int>(row.kind)) + message);
     };
@@ -335,15 +335,45 @@ class TestUpdater : public QObject {
     const CheckOutcome client{{}, QStringLiteral("r5")};
     for (const Mode mode : {Mode::check, Mode::update, Mode::play}) {
       for (const int status : {0, 1, 9, 15, 255, 256, -1}) {
-        for (const int flags : {0, 1, 2, 3}) {
-          for (const auto &outcome : {std::optional<CheckOutcome>(), {nothing}, {client}}) {
-            for (const auto &detail :
-                 {std::optional<QString>(), {QString()}, {QStringLiteral("why")}}) {
-              check({mode, status, (flags & 1) != 0, (flags & 2) != 0, outcome, detail});
+        for (const bool installed : {false, true}) {
+          for (const bool started : {false, true}) {
+            for (const auto &outcome : {std::optional<CheckOutcome>(), {nothing}, {client}}) {
+              for (const auto &detail :
+                   {std::optional<QString>(), {QString()}, {QStringLiteral("why")}}) {
+                check({.mode = mode,
+                       .sawLauncherInstalled = installed,
+                       .sawGameStart = started,
+                       .checkOutcome = outcome,
+                       .lastErrorDetail = detail},
+                      status);
+              }
             }
           }
         }
       }
+    }
+  }
+
+  void recordKeepsTheLastThatWasTold() {
+    RunRecord run{.mode = Mode::update};
+    const auto read = [&](const char *line) {
+      run.apply(interpretLine(line, run.mode, {}).value_or(LineEffect()));
+      return told(run.checkOutcome) + u'|' + told(run.lastErrorDetail) + u'|' +
+             (run.sawLauncherInstalled ? u"L" : u"") + (run.sawGameStart ? u"G" : u"");
+    };
+    const std::pair<const char *, QStringView> steps[] = {
+        {"Downloading client: 5%", u"rejected|-|"},
+        {"UPDATE_CHECK launcher=current client=available:r5", u"- r5|-|"},
+        {"Tarvex launcher error: one", u"- r5|one|"},
+        {"Tarvex launcher error:", u"- r5||"},
+        {"UPDATE_CHECK x", u"rejected||"},
+        {"Installed launcher x. Restarting…", u"rejected||L"},
+        {"Starting Tarvex…", u"rejected||LG"},
+        {"Client r5 is current.", u"rejected||LG"},
+    };
+    for (const auto &[line, expected] : steps) {
+      const QString state = read(line);
+      QVERIFY2(state == expected, qPrintable(QString::fromUtf8(line) + u": " + state));
     }
   }
 

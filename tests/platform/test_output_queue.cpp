@@ -1,0 +1,156 @@
+#include <QTest>
+#include <QTimer>
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "platform/output_queue.h"
+#include "platform/turn_end.h"
+#include "test_application.h"
+
+using namespace tarvex;
+
+namespace {
+
+bool push(OutputQueue &queue, std::string_view bytes) {
+  const std::span<char> buffer = queue.buffer();
+  if (!buffer.empty()) {
+    std::copy(bytes.begin(), bytes.end(), buffer.begin());
+    queue.push(bytes.size());
+  }
+  return !buffer.empty();
+}
+
+void workFor(std::chrono::microseconds time) {
+  const auto end = std::chrono::steady_clock::now() + time;
+  while (std::chrono::steady_clock::now() < end) {
+  }
+}
+
+std::string lines(int count) {
+  std::string all;
+  for (int index = 0; index < count; ++index) {
+    all += "a line\n";
+  }
+  return all;
+}
+
+}  // namespace
+
+class TestOutputQueue : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void bytesAndEventsKeepTheirOrder() {
+    QByteArray seen;
+    OutputQueue queue(
+        [&](std::string_view bytes) { seen.append(bytes.data(), qsizetype(bytes.size())); });
+    std::thread reader([&] {
+      for (int index = 0; index < 100; ++index) {
+        push(queue, std::to_string(index) + (index % 3 == 0 ? "\n" : " "));
+        queue.push([&] { seen.append('|'); });
+        queue.buffer();
+        queue.push(0);  // nothing was read
+      }
+      queue.push([&] { seen.append('.'); });
+    });
+    QTRY_VERIFY(seen.endsWith('.'));
+    reader.join();
+    QByteArray expected;
+    for (int index = 0; index < 100; ++index) {
+      expected += QByteArray::number(index) + (index % 3 == 0 ? "\n|" : " |");
+    }
+    QCOMPARE(seen, expected + '.');
+  }
+
+  void readerWaitsForTheMainThread() {
+    qsizetype used = 0;
+    std::atomic<int> pushed = 0;
+    OutputQueue queue([&](std::string_view bytes) { used += qsizetype(bytes.size()); });
+    std::thread reader([&] {
+      while (push(queue, "some bytes")) {
+        ++pushed;
+      }
+    });
+    while (pushed < 2) {
+    }
+    workFor(std::chrono::milliseconds(50));
+    QCOMPARE(pushed, 2);  // the main thread has not been at work
+    QTRY_VERIFY(used > 1000);
+    queue.close();
+    reader.join();  // also where it waits
+  }
+
+  // The window is asked between two turns. What a line costs changes, and so does a batch.
+  void turnIsMeasuredInTime_data() {
+    QTest::addColumn<int>("quickLines");
+    QTest::addColumn<int>("microseconds");  // of each line after these
+    QTest::addColumn<int>("most");          // lines in a turn of 8 ms, with room for noise
+    QTest::newRow("slow from the start") << 0 << 500 << 40;
+    QTest::newRow("slow after quick ones") << 300 << 500 << 40;
+    QTest::newRow("one line longer than a turn") << 0 << 10000 << 1;
+  }
+  void turnIsMeasuredInTime() {
+    QFETCH(int, quickLines);
+    QFETCH(int, microseconds);
+    QFETCH(int, most);
+    int count = 0;
+    int slowCalls = 0;
+    int inThisTurn = 0;
+    int mostInATurn = 0;
+    OutputQueue queue([&](std::string_view bytes) {
+      const auto here = static_cast<int>(std::count(bytes.begin(), bytes.end(), '\n'));
+      const bool isQuick = count < quickLines;
+      count += here;
+      if (isQuick) {
+        return;
+      }
+      QVERIFY2(slowCalls++ == 0 || here == 1, qPrintable(QString::number(here)));
+      mostInATurn = std::max(mostInATurn, ++inThisTurn);
+      workFor(std::chrono::microseconds(microseconds));
+    });
+    QTimer window;
+    connect(&window, &QTimer::timeout, this, [&] { inThisTurn = 0; });
+    window.start(0);
+    constexpr int slowLines = 100;
+    std::thread reader([&] {
+      push(queue, lines(quickLines + slowLines / 2));
+      push(queue, lines(slowLines / 2));
+    });
+    reader.join();
+    QTRY_COMPARE_WITH_TIMEOUT(count, quickLines + slowLines, 30000);
+    QVERIFY2(mostInATurn <= most, qPrintable(QString::number(mostInATurn)));
+  }
+
+  void quickLinesComeTogetherAndWhole() {
+    int calls = 0;
+    std::string seen;
+    OutputQueue queue([&](std::string_view bytes) {
+      ++calls;
+      seen += bytes;
+    });
+    std::thread reader([&] { push(queue, lines(9000)); });
+    reader.join();
+    QTRY_COMPARE(seen.size(), lines(9000).size());
+    QCOMPARE(seen, lines(9000));
+    QVERIFY2(calls < 2000, qPrintable(QString::number(calls)));
+  }
+
+  void turnEndsOnce() {
+    int ends = 0;
+    TurnEnd turn([&] { ++ends; });
+    for (int round = 0; round < 1000; ++round) {
+      turn.schedule();
+    }
+    QCOMPARE(ends, 0);
+    QTRY_COMPARE(ends, 1);
+    QVERIFY(!turn.isScheduled());
+    turn.schedule();
+    QTRY_COMPARE(ends, 2);
+  }
+};
+
+TARVEX_TEST_MAIN(TestOutputQueue)
+#include "test_output_queue.moc"
