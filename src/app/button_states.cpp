@@ -1,6 +1,7 @@
 #include "app/button_states.h"
 
 #include <cstddef>
+#include <iterator>
 
 namespace tarvex {
 namespace {
@@ -14,6 +15,7 @@ constexpr ButtonLook looks[] = {
     {u"Play", true, u"Starts Tarvex"},
     {u"Retry", true, u"Checks for updates again"},
 };
+static_assert(std::size(looks) == buttonStateCount);
 
 }  // namespace
 

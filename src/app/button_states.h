@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QStringView>
+#include <cstddef>
 
 #include "updater/mode.h"
 
@@ -10,6 +11,7 @@ namespace tarvex {
 // The first three are working states, one a mode and in the modes' order; the others offer an
 // action.
 enum class ButtonState { checking, updating, starting, update, play, retry };
+inline constexpr std::size_t buttonStateCount = static_cast<std::size_t>(ButtonState::retry) + 1;
 
 struct ButtonLook {
   QStringView title;

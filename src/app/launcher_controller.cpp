@@ -2,7 +2,6 @@
 
 #include <QDesktopServices>
 #include <QUrl>
-#include <chrono>
 
 #include "install/launcher_log.h"
 #include "install/locations.h"
@@ -35,12 +34,6 @@ void LauncherController::applicationDidFinishLaunching() {
   removeRetiredBundle();
   automaticUpdatePending = options.automaticContinue;
   loadRegions();
-  // A Wayland compositor that goes away takes us along on the spot: nobody would resume the child.
-  if (process != nullptr && !QGuiApplication::platformName().startsWith(u"wayland")) {
-    // Until windowDidDraw: the interpreter's start would take the processors from the display.
-    constexpr std::chrono::milliseconds longest{250};
-    process->suspend(longest);
-  }
   window->makeKeyAndOrderFront();
 }
 
@@ -62,20 +55,14 @@ bool LauncherController::applicationShouldTerminateAfterLastWindowClosed() {
 }
 
 TerminateReply LauncherController::applicationShouldTerminate() {
-  return sawGameStart && runIsAlive() ? TerminateReply::cancel : TerminateReply::now;
-}
-
-void LauncherController::windowDidDraw() {
-  if (process != nullptr) {
-    process->resume();
-  }
+  return run.sawGameStart && runIsAlive() ? TerminateReply::cancel : TerminateReply::now;
 }
 
 bool LauncherController::windowShouldClose() {
   if (!runIsAlive()) {
     return true;
   }
-  if (sawGameStart) {
+  if (run.sawGameStart) {
     window->orderOut();
     return false;
   }
@@ -84,7 +71,7 @@ bool LauncherController::windowShouldClose() {
 }
 
 void LauncherController::applicationWillTerminate() {
-  if (runIsAlive() && !sawGameStart) {
+  if (runIsAlive() && !run.sawGameStart) {
     process->terminate();
   }
   logHandle.reset();
@@ -258,7 +245,12 @@ void LauncherController::showFailureAs(QStringView status, QStringView message) 
   setButton(ButtonState::retry);
   regionPicker.setEnabled(true);
   logButton.setVisible(logHandle.has_value());
-  application.requestUserAttention(*window, status.toString(), message.toString());
+  failureBeforeHiding = {status.toString(), message.toString()};
+  requestAttention(*failureBeforeHiding);
+}
+
+void LauncherController::requestAttention(const Failure &failure) {
+  application.requestUserAttention(*window, failure.status, failure.message);
 }
 
 }  // namespace tarvex

@@ -28,9 +28,11 @@
 #include "ui/play_button.h"
 #include "ui/progress_indicator.h"
 #include "ui/region_picker.h"
+#include "ui/selectable_label.h"
 #include "updater/check_report.h"
 #include "updater/mode.h"
 #include "updater/output_stream.h"
+#include "updater/run_record.h"
 
 namespace tarvex {
 
@@ -51,11 +53,15 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   void applicationDidFinishLaunching() override;
   bool applicationShouldTerminateAfterLastWindowClosed() override;
   TerminateReply applicationShouldTerminate() override;
-  void windowDidDraw() override;
   bool windowShouldClose() override;
   void applicationWillTerminate() override;
 
  private:
+  struct Failure {
+    QString status;
+    QString message;
+  };
+
   // launcher_controller.cpp: start-up, shut-down, regions, places, log, button and failure.
   void createWindow();
   void removeRetiredBundle();
@@ -83,6 +89,7 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   void hideProgress();
   void showFailure(QStringView message);
   void showFailureAs(QStringView status, QStringView message);
+  void requestAttention(const Failure &failure);
 
   bool runIsAlive() const;
 
@@ -91,8 +98,10 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   void showWorking(const Region &region);
   ChildProcess *launchUpdater(const Program &program);
   void consume(std::string_view data);
-  void handleEntry(std::string_view entry);
+  void handleLine(const OutputLine &line);
   void handleOutputLine(std::string_view line);
+  void applyBar(const LineEffect &effect);
+  void gameDidStart();
   void processFinished(int status);
   void showCheckResult(const CheckOutcome &outcome);
   void relaunch(const std::function<void(bool started)> &completion);
@@ -108,7 +117,7 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   std::vector<Region> regions;
   Label statusLabel{QStringLiteral("Checking for updates…")};
   Label versionLabel{QStringLiteral("Connecting securely…")};
-  Label launcherLabel;
+  SelectableLabel launcherLabel;
   ProgressIndicator progress;
   PlayButton playButton{QStringLiteral("Checking…")};
   LogButton logButton{QStringLiteral("View Log")};
@@ -116,12 +125,11 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   ChildProcess *process = nullptr;  // the run that is alive; it deletes itself
   LineAssembler outputBuffer;
   std::optional<DurableFile> logHandle;  // absent: logging is off
-  bool sawGameStart = false;
-  bool sawLauncherInstalled = false;
-  std::optional<QString> lastErrorDetail;
-  Mode mode = Mode::check;  // of the current or last run
+  RunRecord run;                         // of the current or last run
   ButtonState buttonState = ButtonState::checking;
-  std::optional<CheckOutcome> checkOutcome;
+
+  // Told by the window since the game started, which is about to hide it.
+  std::optional<Failure> failureBeforeHiding;
 
   // One-shot wishes that go from one run to the next.
   bool automaticUpdatePending = false;  // update without a click when a check finds something

@@ -1,5 +1,6 @@
 #include <QTimer>
 #include <chrono>
+#include <iterator>
 #include <memory>
 
 #include "app/launcher_controller.h"
@@ -21,6 +22,7 @@ constexpr std::string_view startLines[] = {
     "Starting update.\n",
     "Starting update check.\n",
 };
+static_assert(std::size(startLines) == modeCount);
 
 }  // namespace
 
@@ -52,11 +54,7 @@ void LauncherController::startUpdater(Mode requested) {
     invocation.launcher = {*ownBundle, *ownVersion};
   }
 
-  mode = requested;
-  sawGameStart = false;
-  sawLauncherInstalled = false;
-  lastErrorDetail.reset();
-  checkOutcome.reset();
+  run = {.mode = requested};
   outputBuffer.clear();
   showWorking(*region);
 
@@ -66,13 +64,13 @@ void LauncherController::startUpdater(Mode requested) {
     showFailure(failures::noUpdater);
     return;
   }
-  appendLog(startLines[static_cast<std::size_t>(mode)]);
+  appendLog(startLines[static_cast<std::size_t>(run.mode)]);
 }
 
 void LauncherController::showWorking(const Region &region) {
   regionPicker.setEnabled(false);
   logButton.hide();
-  setButton(workingState(mode));
+  setButton(workingState(run.mode));
   statusLabel.setText(QStringLiteral("Checking for updates…"));
   versionLabel.setText(u"Connecting securely to " + region.name);
   versionLabel.setToolTip({});
@@ -82,48 +80,59 @@ void LauncherController::showWorking(const Region &region) {
 }
 
 ChildProcess *LauncherController::launchUpdater(const Program &program) {
-  // Whoever the updater leaves behind with its pipe may go on writing when the run is over. Those
-  // lines belong in the log, but they do not speak for a run any more.
-  const auto afterwards = std::make_shared<std::optional<LineAssembler>>();
-  const auto log = [this](std::string_view entry) { appendLog(entry); };
-  ChildProcess::Handlers handlers;
-  handlers.output = [this, afterwards, log](std::string_view chunk) {
-    if (*afterwards) {
-      (*afterwards)->append(chunk, log);
-    } else {
-      consume(chunk);
-    }
-  };
-  handlers.exited = [this, afterwards](int status) {
-    afterwards->emplace();
-    processFinished(status);
-  };
-  handlers.outputEnded = [afterwards, log] { (*afterwards)->flush(log); };
+  // A process that the updater left behind with its pipe may go on writing when the run is over.
+  // Its lines belong in the log, but they do not speak for a run any more.
+  const auto late = std::make_shared<LineAssembler>();
+  const auto log = [this](const OutputLine &line) { appendLog(line.entry); };
   std::error_code notShown;
-  return ChildProcess::start(program, std::move(handlers), this, notShown);
+  return ChildProcess::start(
+      program,
+      {.output = [this](std::string_view bytes) { consume(bytes); },
+       .exited = [this](int status) { processFinished(status); },
+       .lateOutput = [late, log](std::string_view bytes) { late->append(bytes, log); },
+       .outputEnded = [late, log] { late->flush(log); }},
+      this, notShown);
 }
 
 void LauncherController::consume(std::string_view data) {
-  outputBuffer.append(data, [this](std::string_view entry) { handleEntry(entry); });
+  outputBuffer.append(data, [this](const OutputLine &line) { handleLine(line); });
 }
 
-void LauncherController::handleEntry(std::string_view entry) {
-  appendLog(entry);
-  handleOutputLine(entry.substr(0, entry.size() - 1));
+void LauncherController::handleLine(const OutputLine &line) {
+  appendLog(line.entry);
+  handleOutputLine(line.text());
 }
 
 void LauncherController::handleOutputLine(std::string_view line) {
-  const std::optional<LineEffect> effect = interpretLine(line, mode, selectedRegionName());
+  const std::optional<LineEffect> effect = interpretLine(line, run.mode, selectedRegionName());
   if (!effect) {
     return;
   }
-  switch (effect->bar) {
+  applyBar(*effect);
+  if (effect->status) {
+    statusLabel.setText(*effect->status);
+  }
+  if (effect->versionLine) {
+    versionLabel.setText(*effect->versionLine);
+  }
+  if (effect->event == LineEffect::Event::clientInstalled) {
+    showInstalledVersion(QStringLiteral("Version"));
+    showFooter();
+  }
+  if (effect->event == LineEffect::Event::gameStarted && !run.sawGameStart) {
+    gameDidStart();
+  }
+  run.apply(*effect);
+}
+
+void LauncherController::applyBar(const LineEffect &effect) {
+  switch (effect.bar) {
     case LineEffect::Bar::unchanged:
       break;
     case LineEffect::Bar::percentage:
       progress.setIndeterminate(false);
       progress.setAnimating(false);
-      progress.setValue(effect->percentage);
+      progress.setValue(effect.percentage);
       break;
     case LineEffect::Bar::busy:
       progress.setIndeterminate(true);
@@ -134,65 +143,41 @@ void LauncherController::handleOutputLine(std::string_view line) {
       progress.setValue(ProgressIndicator::maximum);
       break;
   }
-  if (effect->status) {
-    statusLabel.setText(*effect->status);
-  }
-  if (effect->versionLine) {
-    versionLabel.setText(*effect->versionLine);
-  }
-  switch (effect->event) {
-    case LineEffect::Event::none:
-      break;
-    case LineEffect::Event::checkReport:
-      checkOutcome = effect->checkOutcome;
-      break;
-    case LineEffect::Event::error:
-      lastErrorDetail = effect->errorDetail;
-      break;
-    case LineEffect::Event::launcherInstalled:
-      sawLauncherInstalled = true;
-      break;
-    case LineEffect::Event::clientInstalled:
-      showInstalledVersion(QStringLiteral("Version"));
-      showFooter();
-      break;
-    case LineEffect::Event::gameStarted: {
-      constexpr std::chrono::milliseconds untilHidden{250};
-      sawGameStart = true;
-      QTimer::singleShot(untilHidden, this, [this] {
-        window->orderOut();
-        if (buttonState == ButtonState::retry) {  // failed already, and told so in the window alone
-          application.requestUserAttention(*window, statusLabel.text(), versionLabel.text());
-        }
-      });
-      break;
+}
+
+void LauncherController::gameDidStart() {
+  constexpr std::chrono::milliseconds untilHidden{250};
+  failureBeforeHiding.reset();
+  QTimer::singleShot(untilHidden, this, [this] {
+    window->orderOut();
+    if (failureBeforeHiding) {  // only the window has told it
+      requestAttention(*failureBeforeHiding);
     }
-  }
+  });
 }
 
 void LauncherController::processFinished(int status) {
-  outputBuffer.flush([this](std::string_view entry) { handleEntry(entry); });
+  outputBuffer.flush([this](const OutputLine &line) { handleLine(line); });
   process = nullptr;
-  const Verdict verdict =
-      judgeRun({mode, status, sawLauncherInstalled, sawGameStart, checkOutcome, lastErrorDetail});
+  const Verdict verdict = judgeRun(run, status);
   switch (verdict.kind) {
     case Verdict::Kind::relaunch:
       relaunch([this](bool started) {
         if (started) {
           application.terminate();
         } else {
-          sawLauncherInstalled = false;
+          run.sawLauncherInstalled = false;
           showFailure(failures::noRelaunch);
         }
       });
       break;
     case Verdict::Kind::failed:
-      sawLauncherInstalled = false;
-      sawGameStart = false;
+      run.sawLauncherInstalled = false;
+      run.sawGameStart = false;
       showFailure(verdict.message);
       break;
     case Verdict::Kind::checked:
-      showCheckResult(*checkOutcome);
+      showCheckResult(*run.checkOutcome);
       break;
     case Verdict::Kind::checkFailed:
       showFailureAs(failures::checkFailed, verdict.message);

@@ -11,7 +11,6 @@
 namespace tarvex {
 namespace {
 
-constexpr int bandHeight = 32;
 constexpr double frameInset = 18;
 constexpr double frameRadius = 16;
 constexpr double frameWidth = 1;
@@ -19,7 +18,7 @@ constexpr double frameAlpha = 0.055;
 
 }  // namespace
 
-void BackdropView::paintEvent(QPaintEvent *event) {
+void BackdropView::paintEvent(QPaintEvent * /*event*/) {
   // In device pixels, and on them: between two, a line this thin and faint would be a smear.
   const double ratio = devicePixelRatioF();
   const double line = std::max(std::round(frameWidth * ratio), 1.0);
@@ -33,16 +32,9 @@ void BackdropView::paintEvent(QPaintEvent *event) {
   QPainter painter(this);
   painter.scale(1 / ratio, 1 / ratio);
   painter.setPen(QPen(withAlpha(Qt::white, frameAlpha), line));
-  // In bands, because the toolkit shares the filling of more lines at once with threads of its own,
-  // which the first picture would have to start and wait for.
-  const int bottom = static_cast<int>(std::ceil((event->rect().bottom() + 1) * ratio));
-  for (int top = static_cast<int>(event->rect().top() * ratio); top < bottom; top += bandHeight) {
-    painter.setClipRect(QRectF(0, top, pixels.width(), bandHeight));
-    painter.setRenderHint(QPainter::Antialiasing, false);
-    painter.fillRect(QRectF({0, 0}, pixels), gradient);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.drawRoundedRect(frame, frameRadius * ratio, frameRadius * ratio);
-  }
+  painter.fillRect(QRectF({0, 0}, pixels), gradient);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.drawRoundedRect(frame, frameRadius * ratio, frameRadius * ratio);
 }
 
 }  // namespace tarvex

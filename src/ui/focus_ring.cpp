@@ -37,15 +37,16 @@ bool FocusRing::eventFilter(QObject *watched, QEvent *event) {
       follow();
       break;
     case QEvent::EnabledChange:
-      if (control->isEnabled() && control == m_disabledWithFocus &&
-          window()->focusWidget() == nullptr) {
+      if (control->isEnabled() && control == m_disabledWithFocus && nobodyHasFocus()) {
         m_isHandedOn = false;
         control->setFocus();
       }
       follow();
       break;
     case QEvent::FocusIn:
-      if (!std::exchange(m_isHandedOn, false)) {
+      if (std::exchange(m_isHandedOn, false)) {
+        window()->setFocus();  // the player has not chosen this control
+      } else {
         m_disabledWithFocus = nullptr;
       }
       follow();
@@ -58,6 +59,11 @@ bool FocusRing::eventFilter(QObject *watched, QEvent *event) {
       break;
   }
   return QWidget::eventFilter(watched, event);
+}
+
+bool FocusRing::nobodyHasFocus() const {
+  const QWidget *const focused = window()->focusWidget();
+  return focused == nullptr || focused == window();
 }
 
 void FocusRing::follow() {

@@ -17,10 +17,11 @@ class FocusRing : public QWidget {
   void paintEvent(QPaintEvent *event) override;
 
  private:
+  bool nobodyHasFocus() const;
   void follow();
 
   QPointer<QWidget> m_disabledWithFocus;
-  bool m_isHandedOn = false;  // by the toolkit, from a control that it disables to the next
+  bool m_isHandedOn = false;  // by Qt, from a control that is disabled to the next
 };
 
 }  // namespace tarvex

@@ -47,7 +47,8 @@ std::optional<QString> brokenIntoLines(const QString &text, const QFont &font, i
     if (lines.size() == maximumLines || std::ceil(line.naturalTextWidth()) > width) {
       return std::nullopt;
     }
-    lines.append(text.sliced(line.textStart(), line.textLength()).trimmed());
+    const QString part = text.sliced(line.textStart(), line.textLength());
+    lines.append(maximumLines > 1 ? part.trimmed() : part);
   }
   return lines.join(u'\n');
 }
@@ -99,18 +100,27 @@ int lineHeight(const QFont &font) {
   return std::min(QFontMetrics(font).height(), static_cast<int>(font.pixelSize() * most));
 }
 
-Label::Label(QString text, QWidget *parent) : QLabel(parent), m_text(std::move(text)) {
-  setTextFormat(Qt::PlainText);
-}
+Label::Label(const QString &text, QWidget *parent)
+    : QWidget(parent), m_text(text), m_told(text), m_turnEnd([this] { tell(); }) {}
 
 void Label::setText(const QString &text) {
-  if (text == m_text) {
-    return;
+  if (text != m_text) {
+    m_text = text;
+    m_turnEnd.schedule();
   }
-  const QString before = std::exchange(m_text, text);
-  refit();
-  updateGeometry();
-  announceText(*this, before);
+}
+
+void Label::tell() {
+  if (m_text != m_told) {
+    const QString before = std::exchange(m_told, m_text);
+    refit();
+    updateGeometry();
+    announceText(*this, before);
+  }
+}
+
+void Label::setAlignment(Qt::Alignment horizontal) {
+  m_alignment = horizontal;
 }
 
 void Label::setLines(int maximum, Shortened shortened) {
@@ -118,21 +128,11 @@ void Label::setLines(int maximum, Shortened shortened) {
   m_shortened = shortened;
 }
 
-void Label::setSelectable() {
-  setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-}
-
 QSize Label::sizeHint() const {
-  const QString line = onOneLine(QStringView(m_text).first(std::min(m_text.size(), longestShown)));
-  QTextLayout layout(line, font());
-  layout.beginLayout();
-  QTextLine only = layout.createLine();
-  if (only.isValid()) {
-    only.setNumColumns(static_cast<int>(line.size()));
-  }
-  layout.endLayout();
-  const double width = only.isValid() ? only.naturalTextWidth() : 0;
-  return {static_cast<int>(std::ceil(width)), lineHeight(font())};
+  QTextLayout layout(onOneLine(QStringView(m_text).first(std::min(m_text.size(), longestShown))),
+                     font());
+  layOutLine(layout, 0);
+  return {static_cast<int>(std::ceil(layout.boundingRect().width())), lineHeight(font())};
 }
 
 int Label::heightForWidth(int width) const {
@@ -141,7 +141,7 @@ int Label::heightForWidth(int width) const {
 
 bool Label::event(QEvent *event) {
   if (event->type() == QEvent::ToolTip && !toolTip().isEmpty()) {
-    // Left to itself, the toolkit would take what looks like HTML for HTML, and break lines early.
+    // Left to itself, Qt would take text that looks like HTML for HTML, and break lines early.
     constexpr int widest = 480;
     constexpr int mostLines = 20;
     const QString shown =
@@ -154,41 +154,48 @@ bool Label::event(QEvent *event) {
   if (event->type() == QEvent::ToolTipChange && underMouse()) {
     QToolTip::hideText();  // the one on display speaks of what was
   }
-  return QLabel::event(event);
+  return QWidget::event(event);
 }
 
 void Label::changeEvent(QEvent *event) {
-  QLabel::changeEvent(event);
+  QWidget::changeEvent(event);
   if (event->type() == QEvent::FontChange) {
     refit();
     updateGeometry();
   }
 }
 
-void Label::paintEvent(QPaintEvent *event) {
-  if (textInteractionFlags() != Qt::NoTextInteraction) {
-    QLabel::paintEvent(event);  // which knows about selections
-    return;
-  }
+void Label::paintEvent(QPaintEvent * /*event*/) {
   QPainter painter(this);
   painter.setPen(palette().color(foregroundRole()));
-  const QStringList lines = QLabel::text().split(u'\n');
-  const int height = lineHeight(font());
+  const QStringList lines = m_shown.split(u'\n');
   for (int index = 0; index < lines.size(); ++index) {
-    painter.drawText(QRect(0, index * height, width(), height),
-                     static_cast<int>(alignment()) | Qt::TextDontClip | Qt::TextSingleLine,
-                     lines[index]);
+    QTextLayout layout(lines[index], font());
+    const QPointF position = layOutLine(layout, index);
+    layout.draw(&painter, position, selections());
   }
 }
 
-void Label::resizeEvent(QResizeEvent *event) {
-  QLabel::resizeEvent(event);
+void Label::resizeEvent(QResizeEvent * /*event*/) {
   refit();
 }
 
-void Label::showEvent(QShowEvent *event) {
-  QLabel::showEvent(event);
+void Label::showEvent(QShowEvent * /*event*/) {
   refit();
+}
+
+QPointF Label::layOutLine(QTextLayout &layout, int index) const {
+  layout.beginLayout();
+  QTextLine line = layout.createLine();
+  if (!line.isValid()) {
+    return {};
+  }
+  line.setNumColumns(static_cast<int>(layout.text().size()));
+  layout.endLayout();
+  const double room = width() - line.naturalTextWidth();
+  const double left = m_alignment == Qt::AlignHCenter ? room / 2 : 0;
+  const int height = lineHeight(font());
+  return {left, index * height + (height - line.height()) / 2};
 }
 
 QString Label::fitted(int width) const {
@@ -200,8 +207,10 @@ void Label::refit() {
   if (!isVisible()) {
     return;
   }
-  if (const QString shown = fitted(width()); shown != QLabel::text()) {
-    QLabel::setText(shown);
+  if (const QString shown = fitted(width()); shown != m_shown) {
+    m_shown = shown;
+    shownTextChanged();
+    update();
   }
 }
 

@@ -2,7 +2,11 @@
 // fit. Whatever the text holds is shown literally, in the label and in its tooltip.
 #pragma once
 
-#include <QLabel>
+#include <QList>
+#include <QTextLayout>
+#include <QWidget>
+
+#include "platform/turn_end.h"
 
 namespace tarvex {
 
@@ -17,19 +21,24 @@ QString fittedText(const QString &text, const QFont &font, int width, int maximu
 // window of fixed height, the room beyond a quarter is not theirs to take.
 int lineHeight(const QFont &font);
 
-class Label : public QLabel {
+class Label : public QWidget {
  public:
-  explicit Label(QString text = {}, QWidget *parent = nullptr);
+  explicit Label(const QString &text = {}, QWidget *parent = nullptr);
 
-  // The whole text, whatever part of it is visible. A change is announced to assistive technology.
+  // The whole text, whatever part of it is visible. What is seen and announced to assistive
+  // technology follows once, when the turn of the event loop ends.
+  const QString &text() const { return m_text; }
   void setText(const QString &text);
-  QString text() const { return m_text; }
 
+  // The lines that are seen, with "\n" between them.
+  const QString &shownText() const { return m_shown; }
+
+  void setAlignment(Qt::Alignment horizontal);
   void setLines(int maximum, Shortened shortened);
-  void setSelectable();
 
   // The size that the text wants, on one line or, given a width, on the lines that it needs there.
   QSize sizeHint() const override;
+  bool hasHeightForWidth() const override { return m_maximumLines > 1; }
   int heightForWidth(int width) const override;
 
  protected:
@@ -39,13 +48,25 @@ class Label : public QLabel {
   void resizeEvent(QResizeEvent *event) override;
   void showEvent(QShowEvent *event) override;
 
+  // Lays out the text as one line, which stands at the index among those that are seen. Returns the
+  // place of its left upper corner.
+  QPointF layOutLine(QTextLayout &layout, int index) const;
+
+  virtual void shownTextChanged() {}
+  virtual QList<QTextLayout::FormatRange> selections() const { return {}; }
+
  private:
   QString fitted(int width) const;
   void refit();
+  void tell();
 
   QString m_text;
+  QString m_told;  // what assistive technology knows
+  QString m_shown;
   int m_maximumLines = 1;
   Shortened m_shortened = Shortened::atEnd;
+  Qt::Alignment m_alignment = Qt::AlignLeft;
+  TurnEnd m_turnEnd;
 };
 
 }  // namespace tarvex

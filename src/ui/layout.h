@@ -23,7 +23,7 @@ enum class Control : std::size_t {
   logButton,
   footer,
 };
-inline constexpr std::size_t controlCount = 10;
+inline constexpr std::size_t controlCount = static_cast<std::size_t>(Control::footer) + 1;
 
 template <typename Value>
 using PerControl = std::array<Value, controlCount>;

@@ -6,10 +6,11 @@
 #include <QMouseEvent>
 #include <QScreen>
 #include <QSystemTrayIcon>
-#include <QTimer>
 #include <QWindow>
 #include <algorithm>
-#include <chrono>
+#include <array>
+#include <initializer_list>
+#include <iterator>
 
 #include "platform/application.h"
 #include "platform/native_window.h"
@@ -21,6 +22,7 @@
 #include "ui/play_button.h"
 #include "ui/progress_indicator.h"
 #include "ui/region_picker.h"
+#include "ui/selectable_label.h"
 
 namespace tarvex {
 namespace {
@@ -49,6 +51,7 @@ const Look looks[] = {
     {Control::logButton, 11, QFont::Medium, muted},
     {Control::footer, 10, QFont::Normal, withAlpha(muted, 0.7), "Launcher and game version"},
 };
+static_assert(std::size(looks) == controlCount);
 
 void dress(QWidget &control, const Look &look) {
   if (look.fontSize > 0) {
@@ -78,9 +81,6 @@ bool isReturn(const QKeyEvent &event) {
   return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
 }
 
-// Until the controls come to a window of which nothing is to be seen.
-constexpr std::chrono::milliseconds longestAlone{250};
-
 constexpr int tallestPicker = 30;
 constexpr int footerMargin = 24;
 
@@ -90,16 +90,10 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
     : QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                            Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
                            Qt::WindowCloseButtonHint | Qt::MSWindowsFixedSizeDialogHint),
-      m_controls{&m_title,
-                 &m_subtitle,
-                 &m_regionCaption,
-                 &controls.regionPicker,
-                 &controls.status,
-                 &controls.version,
-                 &controls.progress,
-                 &controls.playButton,
-                 &controls.logButton,
-                 &controls.footer},
+      m_controls(
+          std::to_array<QWidget *>({&m_title, &m_subtitle, &m_regionCaption, &controls.regionPicker,
+                                    &controls.status, &controls.version, &controls.progress,
+                                    &controls.playButton, &controls.logButton, &controls.footer})),
       m_playButton(controls.playButton),
       m_mainMenu(mainMenu),
       m_delegate(delegate) {
@@ -107,18 +101,16 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
   setWindowTitle(QStringLiteral("Tarvex"));
   setFixedSize(contentSize);
   addActions(mainMenu.submenu().actions());  // for their keys
-  m_backdrop.setGeometry({{0, 0}, contentSize});
-  m_column.setGeometry({{0, 0}, contentSize});
+  setWindowIcon(applicationIcon());
+  m_column.resize(contentSize);
   m_column.installEventFilter(this);
-  m_column.hide();
 
-  for (Label *const label :
-       {&m_title, &m_subtitle, &controls.status, &controls.version, &controls.footer}) {
-    label->setAlignment(Qt::AlignCenter);
+  for (Label *const label : std::initializer_list<Label *>{&m_title, &m_subtitle, &controls.status,
+                                                           &controls.version, &controls.footer}) {
+    label->setAlignment(Qt::AlignHCenter);
   }
   controls.version.setLines(2, Shortened::inMiddle);
   controls.footer.setLines(1, Shortened::inMiddle);
-  controls.footer.setSelectable();
   controls.progress.hide();
   controls.logButton.hide();
   for (const Look &look : looks) {
@@ -130,30 +122,26 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
   controls.logButton.installEventFilter(this);
   setTabOrder(&controls.regionPicker, &controls.playButton);
   setTabOrder(&controls.playButton, &controls.logButton);
+  setTabOrder(&controls.logButton, &controls.footer);
   new FocusRing(&m_column);
-
-  // The display is told about the window now, while nothing else is going on: the first run of the
-  // updater, which starts before the window shows, wants the processors, too.
-  setGeometry({screen()->availableGeometry().center() - rect().center(), contentSize});
-  winId();
-  dressNativeWindow(*windowHandle(), forest);
-  windowHandle()->setCursor(Qt::ArrowCursor);  // which loads its picture now, not with the show
 }
 
 MainWindow::~MainWindow() = default;
 
 void MainWindow::makeKeyAndOrderFront() {
+  setGeometry({screen()->availableGeometry().center() - rect().center(), contentSize});
+  placeControls();
+  winId();  // the native window, which show() would make
+  dressNativeWindow(*windowHandle(), forest);
   show();
-  QTimer::singleShot(longestAlone, this, &MainWindow::showControls);
-  setFocus();  // or the toolkit would pick a control, which nobody asked for
+  raise();
+  activateWindow();
+  setFocus();  // or Qt would pick a control, which nobody asked for
 }
 
 void MainWindow::orderOut() {
   hide();
-  // The toolkit looks for X11's status area elsewhere, too, and complains that it finds none.
-  const bool hasStatusArea =
-      QGuiApplication::platformName() == u"xcb" || QSystemTrayIcon::isSystemTrayAvailable();
-  if (m_statusIcon != nullptr || !hasStatusArea) {
+  if (m_statusIcon != nullptr || !mayHaveStatusArea()) {
     return;
   }
   // Not before it is needed: asking for the desktop's status area takes its time.
@@ -161,30 +149,6 @@ void MainWindow::orderOut() {
   m_statusIcon->setContextMenu(&m_mainMenu.submenu());
   m_statusIcon->setToolTip(windowTitle());
   m_statusIcon->show();
-}
-
-// The first drawing is the backdrop alone. Loading the fonts takes about as long as all the rest of
-// the start, and until they are there nobody knows how high a line is; the controls follow at once.
-// A window that begins minimised has no picture, but screen readers look into it all the same.
-bool MainWindow::event(QEvent *event) {
-  if (event->type() == QEvent::Paint && m_column.isHidden()) {
-    // A timer's turn comes when the toolkit has sent the picture to the display.
-    QTimer::singleShot(0, this, &MainWindow::showControls);
-  }
-  return QWidget::event(event);
-}
-
-void MainWindow::showControls() {
-  if (m_column.isHidden()) {
-    m_delegate.windowDidDraw();
-    if (!isMinimized()) {  // not earlier: the window manager would do this before the first picture
-      raise();
-      activateWindow();
-    }
-    placeControls();
-    m_column.show();
-    setWindowIcon(applicationIcon());
-  }
 }
 
 void MainWindow::closeEvent(QCloseEvent *event) {
@@ -238,6 +202,12 @@ void MainWindow::mouseMoveEvent(QMouseEvent *event) {
 
 void MainWindow::mouseReleaseEvent(QMouseEvent * /*event*/) {
   m_grip.reset();
+}
+
+// A window manager that tiles gives the window another size. The column stays in the middle.
+void MainWindow::resizeEvent(QResizeEvent * /*event*/) {
+  m_backdrop.setGeometry(rect());
+  m_column.move((width() - contentSize.width()) / 2, (height() - contentSize.height()) / 2);
 }
 
 void MainWindow::placeControls() {

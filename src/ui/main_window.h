@@ -18,14 +18,12 @@ class MainMenu;
 class PlayButton;
 class ProgressIndicator;
 class RegionPicker;
+class SelectableLabel;
 
 // What the window tells and asks its delegate, always on the main thread.
 class WindowDelegate {
  public:
   virtual ~WindowDelegate() = default;
-  // Once: the first picture is with the display, or nobody has asked for one in a quarter of a
-  // second.
-  virtual void windowDidDraw() = 0;
   virtual bool windowShouldClose() = 0;  // false: the window stays, or was hidden instead
 };
 
@@ -38,7 +36,7 @@ struct WindowControls {
   ProgressIndicator &progress;
   PlayButton &playButton;
   LogButton &logButton;
-  Label &footer;
+  SelectableLabel &footer;
 };
 
 class MainWindow : public QWidget {
@@ -57,15 +55,14 @@ class MainWindow : public QWidget {
  protected:
   void closeEvent(QCloseEvent *event) override;
   void contextMenuEvent(QContextMenuEvent *event) override;
-  bool event(QEvent *event) override;
   bool eventFilter(QObject *watched, QEvent *event) override;
   void keyPressEvent(QKeyEvent *event) override;
   void mouseMoveEvent(QMouseEvent *event) override;
   void mousePressEvent(QMouseEvent *event) override;
   void mouseReleaseEvent(QMouseEvent *event) override;
+  void resizeEvent(QResizeEvent *event) override;
 
  private:
-  void showControls();
   void placeControls();
 
   BackdropView m_backdrop{this};

@@ -3,6 +3,7 @@
 #include <QAccessible>
 #include <QPainter>
 #include <algorithm>
+#include <utility>
 
 #include "ui/palette.h"
 
@@ -17,7 +18,8 @@ constexpr int crossing = 1400;       // milliseconds
 
 }  // namespace
 
-ProgressIndicator::ProgressIndicator(QWidget *parent) : QWidget(parent) {
+ProgressIndicator::ProgressIndicator(QWidget *parent)
+    : QWidget(parent), m_turnEnd([this] { tell(); }) {
   m_animation.setStartValue(0.0);
   m_animation.setEndValue(1.0);
   m_animation.setDuration(crossing);
@@ -26,38 +28,43 @@ ProgressIndicator::ProgressIndicator(QWidget *parent) : QWidget(parent) {
 }
 
 void ProgressIndicator::setValue(double value) {
-  if (value == m_value) {
-    return;
-  }
-  m_value = value;
-  update();
-  if (QAccessible::isActive()) {
-    QAccessibleValueChangeEvent change(this, value);
-    QAccessible::updateAccessibility(&change);
-  }
+  set({value, m_state.indeterminate, m_state.animating});
 }
 
 void ProgressIndicator::setIndeterminate(bool indeterminate) {
-  if (indeterminate == m_indeterminate) {
+  set({m_state.value, indeterminate, m_state.animating});
+}
+
+void ProgressIndicator::setAnimating(bool animating) {
+  set({m_state.value, m_state.indeterminate, animating});
+}
+
+void ProgressIndicator::set(State state) {
+  if (state != m_state) {
+    m_state = state;
+    m_turnEnd.schedule();
+  }
+}
+
+void ProgressIndicator::tell() {
+  if (m_state == m_told) {
     return;
   }
-  m_indeterminate = indeterminate;
+  const State before = std::exchange(m_told, m_state);
   updateAnimation();
   update();
-  if (QAccessible::isActive()) {
+  if (!QAccessible::isActive()) {
+    return;
+  }
+  if (m_state.indeterminate != before.indeterminate) {
     QAccessible::State changed;
     changed.busy = true;
     QAccessibleStateChangeEvent change(this, changed);
     QAccessible::updateAccessibility(&change);
-    // AT-SPI's bridge passes that on as nothing; a value makes clients look again.
-    QAccessibleValueChangeEvent again(this, m_value);
-    QAccessible::updateAccessibility(&again);
   }
-}
-
-void ProgressIndicator::setAnimating(bool animating) {
-  m_animating = animating;
-  updateAnimation();
+  // AT-SPI's bridge drops a change of the busy state. A value makes clients look again.
+  QAccessibleValueChangeEvent change(this, m_state.value);
+  QAccessible::updateAccessibility(&change);
 }
 
 QSize ProgressIndicator::sizeHint() const {
@@ -73,7 +80,8 @@ void ProgressIndicator::showEvent(QShowEvent * /*event*/) {
 }
 
 void ProgressIndicator::updateAnimation() {
-  const bool runs = m_indeterminate && m_animating && isVisible() && !window()->isMinimized();
+  const bool runs =
+      m_state.indeterminate && m_state.animating && isVisible() && !window()->isMinimized();
   if (runs != (m_animation.state() == QAbstractAnimation::Running)) {
     runs ? m_animation.start() : m_animation.stop();
   }
@@ -89,14 +97,14 @@ void ProgressIndicator::paintEvent(QPaintEvent * /*event*/) {
   painter.drawRoundedRect(track, radius, radius);
 
   QRectF part = track;
-  if (m_indeterminate) {
+  if (m_state.indeterminate) {
     // From just outside on the left to just outside on the right.
     const double length = track.width() * movingShare;
     const double begin = m_animation.currentValue().toDouble() * (track.width() + length) - length;
     part.setLeft(std::max(begin, 0.0));
     part.setRight(std::min(begin + length, track.width()));
   } else {
-    part.setWidth(track.width() * (m_value - minimum) / (maximum - minimum));
+    part.setWidth(track.width() * (m_state.value - minimum) / (maximum - minimum));
   }
   if (part.width() > 0) {
     const double partRadius = std::min(radius, part.width() / 2);

@@ -1,10 +1,13 @@
 // A slim progress bar whose properties are independent of one another: value, determinate or not,
 // animating or not, visible or not. A bar that is indeterminate and animating shows something
-// moving while it is visible; one that is indeterminate and does not animate stands still.
+// moving while it is visible; one that is indeterminate and does not animate stands still. The
+// picture and assistive technology follow once, when the turn of the event loop ends.
 #pragma once
 
 #include <QVariantAnimation>
 #include <QWidget>
+
+#include "platform/turn_end.h"
 
 namespace tarvex {
 
@@ -15,11 +18,11 @@ class ProgressIndicator : public QWidget {
 
   explicit ProgressIndicator(QWidget *parent = nullptr);
 
-  double value() const { return m_value; }
+  double value() const { return m_state.value; }
   void setValue(double value);  // from minimum to maximum
-  bool isIndeterminate() const { return m_indeterminate; }
+  bool isIndeterminate() const { return m_state.indeterminate; }
   void setIndeterminate(bool indeterminate);
-  bool isAnimating() const { return m_animating; }
+  bool isAnimating() const { return m_state.animating; }
   void setAnimating(bool animating);
 
   QSize sizeHint() const override;
@@ -30,11 +33,19 @@ class ProgressIndicator : public QWidget {
   void showEvent(QShowEvent *event) override;
 
  private:
+  struct State {
+    double value = minimum;
+    bool indeterminate = false;
+    bool animating = false;
+    bool operator==(const State &) const = default;
+  };
+  void set(State state);
+  void tell();
   void updateAnimation();
 
-  double m_value = minimum;
-  bool m_indeterminate = false;
-  bool m_animating = false;
+  State m_state;
+  State m_told;
+  TurnEnd m_turnEnd;
   QVariantAnimation m_animation;  // the moving part's way across the bar, from 0 to 1
 };
 

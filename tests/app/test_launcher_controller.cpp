@@ -251,19 +251,6 @@ class TestLauncherController : public QObject {
                  "Play|Ready to play North|Installed r5  •  source abc|Source revision abc");
   }
 
-  void firstCheckLetsTheWindowPass() {
-    for (const bool isEnded : {false, true}) {
-      start();
-      siginfo_t stopped{};
-      QCOMPARE(::waitid(P_ALL, 0, &stopped, WSTOPPED), 0);
-      if (isEnded) {
-        controller->applicationWillTerminate();
-      }
-      QTRY_COMPARE(button().text(), isEnded ? "Retry" : "Play");
-      cleanUpController();
-    }
-  }
-
   // All that a player can do in every state of rest, with every way in which what follows can end.
   void everyStateAndWhatFollows() {
     const auto states = reachableStates();

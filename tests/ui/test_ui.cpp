@@ -19,6 +19,7 @@
 #include "ui/play_button.h"
 #include "ui/progress_indicator.h"
 #include "ui/region_picker.h"
+#include "ui/selectable_label.h"
 
 using namespace tarvex;
 
@@ -64,7 +65,6 @@ class TestUi : public QObject, public WindowDelegate {
   Q_OBJECT
 
  public:
-  void windowDidDraw() override { ++drawn; }
   bool windowShouldClose() override { return true; }
 
  private slots:
@@ -87,16 +87,6 @@ class TestUi : public QObject, public WindowDelegate {
   void cleanup() {
     controls.reset();
     window.reset();
-  }
-
-  void unseenWindowHasItsControls() {
-    cleanup();
-    createWindow();
-    window->setUpdatesEnabled(false);  // as good as minimised
-    drawn = 0;
-    window->makeKeyAndOrderFront();
-    QTRY_VERIFY(controls->play.isVisible());
-    QCOMPARE(drawn, 1);
   }
 
   // Measured on the window itself: a control's anchor, the other's, and the distance.
@@ -222,8 +212,9 @@ class TestUi : public QObject, public WindowDelegate {
                    qPrintable(one->accessibleName() + " and " + other->accessibleName()));
         }
       }
-      for (const Label *const label : {&controls->status, &controls->version, &controls->footer}) {
-        QVERIFY(QFontMetrics(label->font()).size(0, label->QLabel::text()).width() <=
+      for (const Label *const label : std::initializer_list<Label *>{
+               &controls->status, &controls->version, &controls->footer}) {
+        QVERIFY(QFontMetrics(label->font()).size(0, label->shownText()).width() <=
                 label->width() + 1);
       }
     }
@@ -405,7 +396,7 @@ class TestUi : public QObject, public WindowDelegate {
     const auto focused = [&] { return QApplication::focusWidget(); };
     for (QWidget *const next :
          std::initializer_list<QWidget *>{&controls->picker, &controls->play, &controls->log,
-                                          &controls->picker, &controls->play}) {
+                                          &controls->footer, &controls->picker, &controls->play}) {
       QTest::keyClick(window.get(), Qt::Key_Tab);
       QCOMPARE(focused(), next);
       QVERIFY(ring->isVisible() && ring->geometry().contains(next->geometry()));
@@ -522,7 +513,7 @@ class TestUi : public QObject, public WindowDelegate {
     RegionPicker picker;
     Label status{"Checking"};
     Label version{"Connecting"};
-    Label footer{"Launcher"};
+    SelectableLabel footer{"Launcher"};
     ProgressIndicator progress;
     PlayButton play{"Checking…"};
     LogButton log{"View Log"};
@@ -530,7 +521,6 @@ class TestUi : public QObject, public WindowDelegate {
   std::unique_ptr<MainMenu> menu;
   std::unique_ptr<Controls> controls;
   std::unique_ptr<MainWindow> window;
-  int drawn = 0;
 };
 
 TARVEX_TEST_MAIN(TestUi)

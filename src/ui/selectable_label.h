@@ -1,0 +1,44 @@
+// A label of one line whose text can be selected and copied, by mouse and by keyboard. A copy has
+// the whole text between the ends of the selection, also where an ellipsis stands for a part of it.
+#pragma once
+
+#include <QString>
+
+#include "ui/label.h"
+
+namespace tarvex {
+
+// The part of the text that `shown` from `begin` to `end` stands for. `shown` is the text or, with
+// an ellipsis in place of a part, its beginning and its end. All indices count UTF-16 code units.
+QString wholeSelection(const QString &text, const QString &shown, int begin, int end);
+
+class SelectableLabel : public Label {
+ public:
+  explicit SelectableLabel(const QString &text = {}, QWidget *parent = nullptr);
+
+  QString selectedText() const;
+
+ protected:
+  void contextMenuEvent(QContextMenuEvent *event) override;
+  void focusInEvent(QFocusEvent *event) override;
+  void focusOutEvent(QFocusEvent *event) override;
+  void keyPressEvent(QKeyEvent *event) override;
+  void mouseDoubleClickEvent(QMouseEvent *event) override;
+  void mouseMoveEvent(QMouseEvent *event) override;
+  void mousePressEvent(QMouseEvent *event) override;
+  void mouseReleaseEvent(QMouseEvent *event) override;
+  void paintEvent(QPaintEvent *event) override;
+  void shownTextChanged() override;
+  QList<QTextLayout::FormatRange> selections() const override;
+
+ private:
+  int positionAt(const QPointF &point) const;
+  void select(int anchor, int cursor);
+  void copy() const;
+
+  // In the shown text; equal where nothing is selected.
+  int m_anchor = 0;
+  int m_cursor = 0;
+};
+
+}  // namespace tarvex
