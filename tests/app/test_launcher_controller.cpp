@@ -8,6 +8,8 @@
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
+#include <array>
+#include <deque>
 #include <filesystem>
 #include <set>
 
@@ -36,16 +38,45 @@ struct State {
   bool operator==(const State &) const = default;
 };
 
-// What the player does, and how the runs that follow end, should they come to be. Where the
+enum class Check { findsNothing, findsUpdate, fails };
+enum class Update { succeeds, fails, installsDeadLauncher };
+enum class Play { gameEndsWell, gameCrashes, noGame, fails };
+
+const char *nameOf(Check end) {
+  return std::array{"finds nothing", "finds update", "fails"}.at(static_cast<std::size_t>(end));
+}
+const char *nameOf(Update end) {
+  return std::array{"succeeds", "fails", "installs dead launcher"}.at(
+      static_cast<std::size_t>(end));
+}
+const char *nameOf(Play end) {
+  return std::array{"game ends well", "game crashes", "no game", "fails"}.at(
+      static_cast<std::size_t>(end));
+}
+
+// An action of the player, and the ends of the runs that follow, should they come to be. Where the
 // launcher has not started, `other` is a start with "--continue"; else it is a choice of a region
 // in place of a press on the button.
 struct Event {
   bool other;
-  int check;   // nothing to update, an update, failure
-  int update;  // success, failure, a launcher that will not start
-  int play;    // a game that ends well, one that does not, no game, failure
+  Check check;
+  Update update;
+  Play play;
 };
-constexpr int events = 2 * 3 * 3 * 4;
+
+std::vector<Event> allEvents() {
+  std::vector<Event> all;
+  for (const bool other : {false, true}) {
+    for (const Check check : {Check::findsNothing, Check::findsUpdate, Check::fails}) {
+      for (const Update update : {Update::succeeds, Update::fails, Update::installsDeadLauncher}) {
+        for (const Play play : {Play::gameEndsWell, Play::gameCrashes, Play::noGame, Play::fails}) {
+          all.push_back({other, check, update, play});
+        }
+      }
+    }
+  }
+  return all;
+}
 
 struct Step {
   State state;         // afterwards
@@ -55,15 +86,19 @@ struct Step {
 };
 
 // The run that follows at once. If there is none, `button` is what shows.
-QString following(const QString &mode, int end, State &state, QString &button) {
-  if (mode == "play" || (mode == "update" && end != 0) || (mode == "check" && end == 2)) {
-    button = mode == "play" && end == 0 ? "" : "Retry";
+QString following(const QString &mode, const Event &event, State &state, QString &button) {
+  if (mode == "play") {
+    button = event.play == Play::gameEndsWell ? "" : "Retry";
+    return {};
+  }
+  if (mode == "update" ? event.update != Update::succeeds : event.check == Check::fails) {
+    button = "Retry";
     return {};
   }
   if (mode == "update") {
     return "check";
   }
-  const bool found = end == 1;
+  const bool found = event.check == Check::findsUpdate;
   if (std::exchange(state.automatic, false) && found) {
     return "update";
   }
@@ -74,8 +109,7 @@ QString following(const QString &mode, int end, State &state, QString &button) {
   return {};
 }
 
-Step follow(State state, int number) {
-  const Event event{number % 2 == 1, number / 2 % 3, number / 6 % 3, number / 18};
+Step follow(State state, const Event &event) {
   const bool pressed = !state.button.isEmpty() && !event.other;
   Step step;
   step.name = state.button + (state.automatic ? " automatic" : "") + (state.wish ? " wish" : "") +
@@ -84,27 +118,31 @@ Step follow(State state, int number) {
   state.automatic |= state.button.isEmpty() && event.other;
   state.wish |= pressed && state.button == "Play";
   while (!mode.isEmpty()) {
-    const int end = mode == "check" ? event.check : mode == "update" ? event.update : event.play;
     step.runs.append(mode);
-    step.name += " " + mode + QString::number(end);
-    mode = following(mode, end, state, step.button);
+    step.name += " " + mode + " " +
+                 (mode == "check"    ? nameOf(event.check)
+                  : mode == "update" ? nameOf(event.update)
+                                     : nameOf(event.play));
+    mode = following(mode, event, state, step.button);
   }
-  if (step.runs.last() != "play" || event.play > 1) {  // else the game has hidden the window
+  const bool hidesWindow = event.play == Play::gameEndsWell || event.play == Play::gameCrashes;
+  if (step.runs.last() != "play" || !hidesWindow) {
     step.state = {step.button, state.automatic, state.wish};
   }
   return step;
 }
 
 // Each state that can be reached, with the shortest way to it.
-std::vector<std::pair<State, QList<int>>> reachableStates() {
-  std::vector<std::pair<State, QList<int>>> states{{{}, {}}};
+std::vector<std::pair<State, std::vector<Event>>> reachableStates() {
+  std::vector<std::pair<State, std::vector<Event>>> states{{{}, {}}};
   for (std::size_t index = 0; index < states.size(); ++index) {
-    for (int event = 0; event < events; ++event) {
-      const auto [from, way] = states[index];
+    for (const Event &event : allEvents()) {
+      auto [from, way] = states[index];
       const State state = follow(from, event).state;
       if (std::none_of(states.begin(), states.end(),
                        [&](const auto &known) { return known.first == state; })) {
-        states.emplace_back(state, way + QList{event});
+        way.push_back(event);
+        states.emplace_back(state, way);
       }
     }
   }
@@ -256,7 +294,7 @@ class TestLauncherController : public QObject {
     const auto states = reachableStates();
     std::set<QString> untried;
     for (const auto &[state, way] : states) {
-      for (int event = 0; event < events; ++event) {
+      for (const Event &event : allEvents()) {
         untried.insert(follow(state, event).name);
       }
     }
@@ -264,27 +302,28 @@ class TestLauncherController : public QObject {
     while (::waitpid(-1, nullptr, 0) > 0) {  // whom the tests before have left
     }
     const auto untriedIn = [&](const State &state) {
-      QList<int> found;
-      for (int event = 0; event < events && found.isEmpty(); ++event) {
+      for (const Event &event : allEvents()) {
         if (untried.contains(follow(state, event).name)) {
-          found.append(event);
+          return std::optional(event);
         }
       }
-      return found;
+      return std::optional<Event>();
     };
     for (const auto &[destination, way] : states) {
-      while (!untriedIn(destination).isEmpty()) {
+      while (untriedIn(destination)) {
         State state;
-        QList<int> next = way + untriedIn(destination);
-        while (!next.isEmpty()) {
-          const Step step = follow(state, next.first());
-          take(state, next.takeFirst(), step);
-          if (QTest::currentTestFailed()) {
-            return;
+        std::deque<Event> next(way.begin(), way.end());
+        for (auto event = untriedIn(destination); event; event = untriedIn(state)) {
+          next.push_back(*event);
+          for (; !next.empty(); next.pop_front()) {
+            const Step step = follow(state, next.front());
+            take(state, next.front(), step);
+            if (QTest::currentTestFailed()) {
+              return;
+            }
+            untried.erase(step.name);
+            state = step.state;
           }
-          untried.erase(step.name);
-          state = step.state;
-          next = next.isEmpty() ? untriedIn(state) : next;
         }
       }
     }
@@ -438,27 +477,31 @@ class TestLauncherController : public QObject {
   };
 
   // One step of the walk.
-  void take(const State &before, int number, const Step &expected) {
+  void take(const State &before, const Event &event, const Step &expected) {
     const QJsonArray fails{QJsonArray{"exit", 255}};
-    const QJsonArray checks[] = {printing(noReport),
-                                 printing(clientReport),
-                                 {QJsonArray{"print", noReport}, QJsonArray{"kill", 9}}};
-    const QJsonArray updates[] = {printing("Downloading client: 40%"), fails,
-                                  printing("Installed launcher x. Restarting…")};
-    const QJsonArray plays[] = {printing("Starting Tarvex…"),
-                                {QJsonArray{"print", "Starting Tarvex…\n"}, fails[0]},
-                                {},
-                                fails};
-    plan({{"check", checks[number / 2 % 3]},
-          {"update", updates[number / 6 % 3]},
-          {"play", plays[number / 18]}});
+    const QMap<Check, QJsonArray> checks{
+        {Check::findsNothing, printing(noReport)},
+        {Check::findsUpdate, printing(clientReport)},
+        {Check::fails, {QJsonArray{"print", noReport}, QJsonArray{"kill", 9}}}};
+    const QMap<Update, QJsonArray> updates{
+        {Update::succeeds, printing("Downloading client: 40%")},
+        {Update::fails, fails},
+        {Update::installsDeadLauncher, printing("Installed launcher x. Restarting…")}};
+    const QMap<Play, QJsonArray> plays{
+        {Play::gameEndsWell, printing("Starting Tarvex…")},
+        {Play::gameCrashes, {QJsonArray{"print", "Starting Tarvex…\n"}, fails[0]}},
+        {Play::noGame, {}},
+        {Play::fails, fails}};
+    plan({{"check", checks[event.check]},
+          {"update", updates[event.update]},
+          {"play", plays[event.play]}});
     QFile::remove(resource("calls.jsonl"));
     terminations = 0;
     if (before.button.isEmpty()) {
       cleanUpController();
-      start(number % 2 == 1 ? QStringList{"--continue"} : QStringList{});
+      start(event.other ? QStringList{"--continue"} : QStringList{});
       button().installEventFilter(this);
-    } else if (number % 2 == 1) {
+    } else if (event.other) {
       choose(Qt::Key_unknown);
     } else {
       pressButton();

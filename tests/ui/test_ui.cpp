@@ -437,6 +437,38 @@ class TestUi : public QObject, public WindowDelegate {
     QCOMPARE(choices.count(), 0);
   }
 
+  void manyChangesAreToldOnce() {
+    static QList<QAccessible::Event> told;
+    static QString removed;
+    QAccessible::installUpdateHandler([](QAccessibleEvent *event) {
+      told.append(event->type());
+      if (auto *const text = dynamic_cast<QAccessibleTextUpdateEvent *>(event)) {
+        removed = text->textRemoved();
+      }
+    });
+    QAccessible::setActive(true);
+    controls->progress.show();
+    for (int value = 1; value <= 1000; ++value) {
+      controls->status.setText(QString::number(value));
+      controls->progress.setValue(value / 10.0);
+    }
+    QVERIFY(told.isEmpty());
+    QCOMPARE(controls->status.text(), "1000");
+    QCOMPARE(controls->progress.value(), 100.0);
+    QTRY_COMPARE(controls->status.shownText(), "1000");
+    QTRY_COMPARE(told.count(QAccessible::TextUpdated), 1);
+    QTRY_COMPARE(told.count(QAccessible::ValueChanged), 1);
+    QCOMPARE(removed, "Checking");
+    told.clear();
+    controls->status.setText("and back");
+    controls->status.setText("1000");
+    controls->version.setText("another");
+    QTRY_COMPARE(told.count(QAccessible::TextUpdated), 1);
+    QCOMPARE(removed, "Connecting");
+    QAccessible::setActive(false);
+    QAccessible::installUpdateHandler(nullptr);
+  }
+
   void progressPropertiesAreIndependent() {
     ProgressIndicator &progress = controls->progress;
     QVERIFY(!progress.isVisible());
