@@ -437,36 +437,23 @@ class TestUi : public QObject, public WindowDelegate {
     QCOMPARE(choices.count(), 0);
   }
 
-  void manyChangesAreToldOnce() {
-    static QList<QAccessible::Event> told;
-    static QString removed;
-    QAccessible::installUpdateHandler([](QAccessibleEvent *event) {
-      told.append(event->type());
-      if (auto *const text = dynamic_cast<QAccessibleTextUpdateEvent *>(event)) {
-        removed = text->textRemoved();
+  void manyChangesAreShownOnce() {
+    struct Paints : QObject {
+      bool eventFilter(QObject * /*watched*/, QEvent *event) override {
+        count += event->type() == QEvent::Paint ? 1 : 0;
+        return false;
       }
-    });
-    QAccessible::setActive(true);
-    controls->progress.show();
+      int count = 0;
+    } paints;
+    controls->status.installEventFilter(&paints);
     for (int value = 1; value <= 1000; ++value) {
       controls->status.setText(QString::number(value));
-      controls->progress.setValue(value / 10.0);
+      QCoreApplication::sendPostedEvents();
     }
-    QVERIFY(told.isEmpty());
     QCOMPARE(controls->status.text(), "1000");
-    QCOMPARE(controls->progress.value(), 100.0);
     QTRY_COMPARE(controls->status.shownText(), "1000");
-    QTRY_COMPARE(told.count(QAccessible::TextUpdated), 1);
-    QTRY_COMPARE(told.count(QAccessible::ValueChanged), 1);
-    QCOMPARE(removed, "Checking");
-    told.clear();
-    controls->status.setText("and back");
-    controls->status.setText("1000");
-    controls->version.setText("another");
-    QTRY_COMPARE(told.count(QAccessible::TextUpdated), 1);
-    QCOMPARE(removed, "Connecting");
-    QAccessible::setActive(false);
-    QAccessible::installUpdateHandler(nullptr);
+    QCoreApplication::processEvents();
+    QVERIFY2(paints.count > 0 && paints.count < 10, qPrintable(QString::number(paints.count)));
   }
 
   void progressPropertiesAreIndependent() {
