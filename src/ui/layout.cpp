@@ -63,6 +63,14 @@ constexpr Constraint constraints[] = {
     {Control::footer, Anchor::centreX, backdrop(Anchor::centreX), 0},
 };
 
+static_assert([] {
+  std::array<bool, controlCount> placed{};
+  for (const Constraint &row : constraints) {
+    placed.at(static_cast<std::size_t>(row.control)) = true;
+  }
+  return std::all_of(placed.begin(), placed.end(), [](bool isPlaced) { return isPlaced; });
+}());
+
 double positionOf(const QRectF &frame, Anchor anchor) {
   switch (anchor) {
     case Anchor::top:
