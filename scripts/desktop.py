@@ -199,7 +199,9 @@ class Launcher:
             if one is None:  # gone meanwhile
                 continue
             one.clear_cache()
-            found.setdefault((one.get_role_name(), one.get_name()), one)
+            role = one.get_role_name()
+            role = "push button" if role == "button" else role  # its name on Debian 13
+            found.setdefault((role, one.get_name()), one)
             pending.extend(one.get_child_at_index(index)
                            for index in range(one.get_child_count()))
         return found

@@ -194,7 +194,8 @@ void LauncherController::appendLog(std::string_view text) {
 void LauncherController::openLog() {
   // The path's own bytes, which need not be UTF-8.
   const QByteArray path = QByteArray::fromStdString(launcherLog(supportDirectory()));
-  QDesktopServices::openUrl(QUrl::fromEncoded("file://" + path.toPercentEncoding("/")));
+  const QByteArray url = "file://" + path.toPercentEncoding("/");
+  QDesktopServices::openUrl(QUrl::fromEncoded(url));
 }
 
 void LauncherController::setButton(ButtonState state) {

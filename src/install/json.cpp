@@ -1,5 +1,7 @@
 #include "install/json.h"
 
+#include <utility>
+
 namespace tarvex {
 
 std::optional<nlohmann::json> parseObject(std::string_view text) {
@@ -11,7 +13,7 @@ std::optional<nlohmann::json> parseObject(std::string_view text) {
   if (!value.is_object()) {
     return std::nullopt;
   }
-  return value;
+  return std::make_optional(std::move(value));
 }
 
 std::optional<QString> stringMember(const nlohmann::json &object, const char *name) {

@@ -25,7 +25,11 @@ BundleInformation readInformation(const std::filesystem::path &propertyList) {
   const std::optional<std::string> bytes = readFile(propertyList);
   plist_t root = nullptr;
   if (bytes && bytes->size() <= largest) {
-    plist_from_memory(bytes->data(), static_cast<uint32_t>(bytes->size()), &root);
+    const auto length = static_cast<std::uint32_t>(bytes->size());
+    // Asked by name: libplist's own choice knows more formats from version to version.
+    const auto parse =
+        plist_is_binary(bytes->data(), length) != 0 ? plist_from_bin : plist_from_xml;
+    parse(bytes->data(), length, &root);
   }
   if (root != nullptr && plist_get_node_type(root) == PLIST_DICT) {
     // By name: libplist's walk through a dictionary aborts the program at a key with a NUL in it.

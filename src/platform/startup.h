@@ -12,8 +12,8 @@ namespace tarvex {
 // this first: a warning of Qt may already meet a closed pipe on standard error.
 void settleSignals();
 
-// Opens /dev/null for each standard descriptor that is closed. Otherwise the log or a pipe would get
-// its number, and children would inherit it.
+// Opens /dev/null for each standard descriptor that is closed. Otherwise the log or a pipe would
+// get its number, and children would inherit it.
 void openMissingStandardDescriptors();
 
 // Our environment as it is now: entries of the form NAME=value.

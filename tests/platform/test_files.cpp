@@ -140,7 +140,7 @@ class TestFiles : public QObject {
     std::filesystem::create_directories(contents / "Linux");
     QFile list(QString::fromStdString(contents / "Info.plist"));
     const auto information = [&](const QByteArray &body) {
-      list.open(QIODevice::WriteOnly);
+      static_cast<void>(list.open(QIODevice::WriteOnly));
       list.write(body);
       list.close();
       return Bundle::ofExecutable(contents / "Linux" / "t").information;
@@ -176,7 +176,7 @@ class TestFiles : public QObject {
     const auto write = [&](const QByteArray &body) {
       std::filesystem::create_directories(root / "Test");
       QFile file(folder->filePath("Test/settings.conf"));
-      file.open(QIODevice::WriteOnly);
+      QVERIFY(file.open(QIODevice::WriteOnly));
       file.write(body);
     };
     QVERIFY(!userSetting("key"));

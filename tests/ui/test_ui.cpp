@@ -105,8 +105,9 @@ class TestUi : public QObject, public WindowDelegate {
     const Frame backdrop(window->rect());
     const Frame origin;
     const auto named = [&](const char *text) -> Frame {
-      for (const Label *const label : window->findChildren<Label *>()) {
-        if (label->text() == text) {
+      for (const QLabel *const one : window->findChildren<QLabel *>()) {
+        const auto *const label = dynamic_cast<const Label *>(one);
+        if (label != nullptr && label->text() == text) {
           return label->geometry();
         }
       }
