@@ -105,7 +105,7 @@ class TestUi : public QObject, public WindowDelegate {
     const Frame backdrop(window->rect());
     const Frame origin;
     const auto named = [&](const char *text) -> Frame {
-      for (const QLabel *const one : window->findChildren<QLabel *>()) {
+      for (const QWidget *const one : window->findChildren<QWidget *>()) {
         const auto *const label = dynamic_cast<const Label *>(one);
         if (label != nullptr && label->text() == text) {
           return label->geometry();
