@@ -62,6 +62,10 @@ class AccessibleLabel final : public AccessibleText {
       : AccessibleText(&label, QAccessible::StaticText), m_label(label) {}
 
   QString content() const override { return forTheBus(m_label.text()); }
+  QRect rect() const override {
+    const QRect frame = m_label.contentsRect();
+    return {m_label.mapToGlobal(frame.topLeft()), frame.size()};
+  }
   QAccessible::State state() const override {
     QAccessible::State state = AccessibleText::state();
     state.readOnly = true;

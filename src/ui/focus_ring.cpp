@@ -73,7 +73,9 @@ void FocusRing::follow() {
                      (control->focusPolicy() & Qt::TabFocus) != 0 &&
                      window()->testAttribute(Qt::WA_KeyboardFocusChange);
   if (shows) {
-    setGeometry(control->geometry().adjusted(-distance, -distance, distance, distance));
+    setGeometry(control->contentsRect()
+                    .translated(control->pos())
+                    .adjusted(-distance, -distance, distance, distance));
     raise();
   }
   setVisible(shows);

@@ -20,6 +20,8 @@ namespace {
 // the window's breath away.
 constexpr qsizetype longestShown = 2048;
 
+constexpr int roomAroundTheFrame = 6;
+
 // Characters that would break the line, or show as nothing.
 QString onOneLine(QStringView text) {
   QString result = text.toString();
@@ -64,6 +66,12 @@ QStringList charactersOf(QStringView text) {
 
 }  // namespace
 
+Qt::LayoutDirection directionOf(const QString &text) {
+  return QStringView(text).first(std::min(text.size(), longestShown)).isRightToLeft()
+             ? Qt::RightToLeft
+             : Qt::LeftToRight;
+}
+
 QString fittedText(const QString &text, const QFont &font, int width, int maximumLines,
                    Shortened shortened) {
   const bool isLong = text.size() > 2 * longestShown;
@@ -95,13 +103,19 @@ QString fittedText(const QString &text, const QFont &font, int width, int maximu
   return best;
 }
 
-int lineHeight(const QFont &font) {
+LineBox lineBox(const QFont &font) {
   constexpr double most = 1.25;
-  return std::min(QFontMetrics(font).height(), static_cast<int>(font.pixelSize() * most));
+  const int height =
+      std::min(QFontMetrics(font).height(), static_cast<int>(font.pixelSize() * most));
+  const QFontMetricsF metrics(font);
+  return {height, std::min(metrics.ascent(), height - metrics.descent())};
 }
 
 Label::Label(const QString &text, QWidget *parent)
-    : QWidget(parent), m_text(text), m_told(text), m_turnEnd([this] { tell(); }) {}
+    : QWidget(parent), m_text(text), m_told(text), m_turnEnd([this] { tell(); }) {
+  setContentsMargins(roomAroundTheFrame, roomAroundTheFrame, roomAroundTheFrame,
+                     roomAroundTheFrame);
+}
 
 void Label::setText(const QString &text) {
   if (text != m_text) {
@@ -132,11 +146,11 @@ QSize Label::sizeHint() const {
   QTextLayout layout(onOneLine(QStringView(m_text).first(std::min(m_text.size(), longestShown))),
                      font());
   layOutLine(layout, 0);
-  return {static_cast<int>(std::ceil(layout.boundingRect().width())), lineHeight(font())};
+  return {static_cast<int>(std::ceil(layout.boundingRect().width())), lineBox(font()).height};
 }
 
 int Label::heightForWidth(int width) const {
-  return lineHeight(font()) * static_cast<int>(fitted(width).count(u'\n') + 1);
+  return lineBox(font()).height * static_cast<int>(fitted(width).count(u'\n') + 1);
 }
 
 bool Label::event(QEvent *event) {
@@ -185,6 +199,9 @@ void Label::showEvent(QShowEvent * /*event*/) {
 }
 
 QPointF Label::layOutLine(QTextLayout &layout, int index) const {
+  QTextOption option;
+  option.setTextDirection(directionOf(m_text));
+  layout.setTextOption(option);
   layout.beginLayout();
   QTextLine line = layout.createLine();
   if (!line.isValid()) {
@@ -192,10 +209,11 @@ QPointF Label::layOutLine(QTextLayout &layout, int index) const {
   }
   line.setNumColumns(static_cast<int>(layout.text().size()));
   layout.endLayout();
-  const double room = width() - line.naturalTextWidth();
-  const double left = m_alignment == Qt::AlignHCenter ? room / 2 : 0;
-  const int height = lineHeight(font());
-  return {left, index * height + (height - line.height()) / 2};
+  const QRectF frame = contentsRect();
+  const double room = frame.width() - line.naturalTextWidth();
+  const LineBox box = lineBox(font());
+  return {frame.left() + (m_alignment == Qt::AlignHCenter ? room / 2 : 0),
+          frame.top() + index * box.height + box.baseline - line.ascent()};
 }
 
 QString Label::fitted(int width) const {
@@ -207,7 +225,7 @@ void Label::refit() {
   if (!isVisible()) {
     return;
   }
-  if (const QString shown = fitted(width()); shown != m_shown) {
+  if (const QString shown = fitted(contentsRect().width()); shown != m_shown) {
     m_shown = shown;
     shownTextChanged();
     update();

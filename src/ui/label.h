@@ -17,10 +17,20 @@ enum class Shortened { atEnd, inMiddle };
 QString fittedText(const QString &text, const QFont &font, int width, int maximumLines,
                    Shortened shortened);
 
-// The height of one line of the font. Some fonts ask for half as much again as their size; on a
-// window of fixed height, the room beyond a quarter is not theirs to take.
-int lineHeight(const QFont &font);
+// The direction in which a text runs, by its first letter.
+Qt::LayoutDirection directionOf(const QString &text);
 
+// The height of one line of the font, and the place of the baseline under its top. Some fonts ask
+// for half as much again as their size, most of it above the letters. On a window of fixed height
+// they get a quarter, and what is too much goes at the top.
+struct LineBox {
+  int height;
+  double baseline;
+};
+LineBox lineBox(const QFont &font);
+
+// The frame of a label is its contents rectangle. The margins around it, which a label has from the
+// start, are for letters that reach beyond a line of their font.
 class Label : public QWidget {
  public:
   explicit Label(const QString &text = {}, QWidget *parent = nullptr);
@@ -37,6 +47,7 @@ class Label : public QWidget {
   void setLines(int maximum, Shortened shortened);
 
   // The size that the text wants, on one line or, given a width, on the lines that it needs there.
+  // Without the margins.
   QSize sizeHint() const override;
   bool hasHeightForWidth() const override { return m_maximumLines > 1; }
   int heightForWidth(int width) const override;
@@ -49,7 +60,7 @@ class Label : public QWidget {
   void showEvent(QShowEvent *event) override;
 
   // Lays out the text as one line, which stands at the index among those that are seen. Returns the
-  // place of its left upper corner.
+  // place of its left upper corner. Its direction is that of the whole text.
   QPointF layOutLine(QTextLayout &layout, int index) const;
 
   virtual void shownTextChanged() {}

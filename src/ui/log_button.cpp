@@ -8,7 +8,9 @@
 namespace tarvex {
 namespace {
 
-constexpr int sideMargin = 8;  // a little more to aim at than the letters
+// A little more to aim at than the letters, and room for those that reach beyond their line.
+constexpr int sideMargin = 8;
+constexpr int margin = 2;
 
 }  // namespace
 
@@ -17,7 +19,8 @@ LogButton::LogButton(const QString &title, QWidget *parent) : QPushButton(title,
 }
 
 QSize LogButton::sizeHint() const {
-  return {fontMetrics().horizontalAdvance(text()) + 2 * sideMargin, lineHeight(font())};
+  return {fontMetrics().horizontalAdvance(text()) + 2 * sideMargin,
+          lineBox(font()).height + 2 * margin};
 }
 
 void LogButton::paintEvent(QPaintEvent * /*event*/) {
@@ -26,7 +29,7 @@ void LogButton::paintEvent(QPaintEvent * /*event*/) {
   shown.setUnderline(underMouse());
   painter.setFont(shown);
   painter.setPen(isDown() ? parchment : palette().color(QPalette::ButtonText));
-  painter.drawText(rect(), Qt::AlignCenter | Qt::TextDontClip | Qt::TextSingleLine, text());
+  painter.drawText(QPointF(sideMargin, margin + lineBox(font()).baseline), text());
 }
 
 }  // namespace tarvex

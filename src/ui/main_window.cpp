@@ -57,6 +57,7 @@ void dress(QWidget &control, const Look &look) {
   if (look.fontSize > 0) {
     QFont font = control.font();
     font.setPixelSize(look.fontSize);
+    font.setStyleName({});  // a desktop's would prevail over the weight
     font.setWeight(look.weight);
     control.setFont(font);
   }
@@ -81,7 +82,6 @@ bool isReturn(const QKeyEvent &event) {
   return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
 }
 
-constexpr int tallestPicker = 30;
 constexpr int footerMargin = 24;
 
 }  // namespace
@@ -217,15 +217,13 @@ void MainWindow::placeControls() {
     if (width && widget.heightForWidth(*width) > 0) {
       size.setHeight(widget.heightForWidth(*width));
     }
-    if (control == Control::regionPicker) {
-      size.setHeight(std::min(size.height(), tallestPicker));
-    }
     size.setWidth(std::min(size.width(), contentSize.width() - 2 * footerMargin));
     return size;
   };
   const PerControl<QRect> frames = layOut(intrinsicSize);
   for (std::size_t index = 0; index < controlCount; ++index) {
-    m_controls[index]->setGeometry(frames[index]);
+    m_controls[index]->setGeometry(
+        frames[index].marginsAdded(m_controls[index]->contentsMargins()));
   }
 }
 

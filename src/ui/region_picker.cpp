@@ -8,6 +8,16 @@
 #include "ui/label.h"
 
 namespace tarvex {
+namespace {
+
+// Qt writes the texts of a chooser and its list in the direction of the window. Set apart by
+// U+2067 and U+2069, a name from right to left keeps its own, with the ellipsis at its end.
+QString shown(const QString &name, const QFont &font, int width) {
+  const QString fitted = fittedText(name, font, width, 1, Shortened::atEnd);
+  return directionOf(name) == Qt::RightToLeft ? u'\u2067' + fitted + u'\u2069' : fitted;
+}
+
+}  // namespace
 
 void RegionPicker::addRegion(const QString &name) {
   addItem(name, name);
@@ -16,17 +26,42 @@ void RegionPicker::addRegion(const QString &name) {
 // Of the font alone: the width is given, and measuring the names would be dear before they are
 // seen.
 QSize RegionPicker::sizeHint() const {
+  ensurePolished();
+  return {0, heightWith(font())};
+}
+
+int RegionPicker::heightWith(const QFont &font) const {
   constexpr int aroundTheText = 4;
   QStyleOptionComboBox option;
   initStyleOption(&option);
-  return style()->sizeFromContents(QStyle::CT_ComboBox, &option,
-                                   {0, fontMetrics().height() + aroundTheText}, this);
+  return style()
+      ->sizeFromContents(QStyle::CT_ComboBox, &option,
+                         {0, QFontMetrics(font).height() + aroundTheText}, this)
+      .height();
+}
+
+void RegionPicker::limitFont() {
+  constexpr int tallest = 30;
+  QFont limited = font();
+  while (heightWith(limited) > tallest) {
+    limited.setPixelSize(QFontInfo(limited).pixelSize() - 1);
+  }
+  setFont(limited);
+}
+
+// Not at once: fonts take their time to load, and nobody has asked for a size yet.
+bool RegionPicker::event(QEvent *event) {
+  const bool result = QComboBox::event(event);
+  if (event->type() == QEvent::Polish || event->type() == QEvent::FontChange) {
+    limitFont();
+  }
+  return result;
 }
 
 void RegionPicker::showPopup() {
   constexpr int widest = 360;
   for (int index = 0; index < count(); ++index) {
-    setItemText(index, fittedText(itemData(index).toString(), font(), widest, 1, Shortened::atEnd));
+    setItemText(index, shown(itemData(index).toString(), font(), widest));
   }
   QComboBox::showPopup();
 }
@@ -38,7 +73,7 @@ void RegionPicker::paintEvent(QPaintEvent * /*event*/) {
   painter.drawComplexControl(QStyle::CC_ComboBox, option);
   const QRect field =
       style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, this);
-  option.currentText = fittedText(currentName(), font(), field.width() - 2, 1, Shortened::atEnd);
+  option.currentText = shown(currentName(), font(), field.width() - 2);
   painter.drawControl(QStyle::CE_ComboBoxLabel, option);
 }
 

@@ -12,6 +12,7 @@ namespace tarvex {
 
 class RegionPicker : public QComboBox {
  public:
+  // Its height and its letters are those of the desktop's font, up to the room that the window has.
   using QComboBox::QComboBox;
 
   // The name may be any text; what does not fit into the list is shortened for display.
@@ -22,9 +23,14 @@ class RegionPicker : public QComboBox {
   void showPopup() override;
 
  protected:
+  bool event(QEvent *event) override;
   void keyPressEvent(QKeyEvent *event) override;
   void paintEvent(QPaintEvent *event) override;
   void wheelEvent(QWheelEvent *event) override;
+
+ private:
+  int heightWith(const QFont &font) const;
+  void limitFont();
 };
 
 }  // namespace tarvex
