@@ -74,8 +74,8 @@ std::vector<std::string> environmentWithHome(const std::filesystem::path &home) 
 
 QString whyInvalid(const std::string &catalogue) {
   try {
-    const nlohmann::json wellFormed = nlohmann::json::parse(catalogue);
-  } catch (const nlohmann::json::exception &error) {
+    const Json wellFormed = Json::parse(catalogue);
+  } catch (const Json::exception &error) {
     return QString::fromUtf8(error.what());
   }
   return QStringLiteral(
@@ -155,9 +155,9 @@ void Rehearsal::openLauncher(const std::filesystem::path &resources,
     warn(QString::fromStdString(m_resources / updaterConfiguration) + u": " + why);
     failToStart(failures::invalidRegions);
   };
-  const auto bytes = readFile(m_resources / updaterConfiguration);
+  const auto bytes = readFile(m_resources / updaterConfiguration, largestCatalogue);
   if (!bytes) {
-    fail(QStringLiteral("missing or unreadable"));
+    fail(u"missing, unreadable, or of more than " + QString::number(largestCatalogue) + u" bytes");
     return;
   }
   const auto catalogue = parseRegions(*bytes);
@@ -251,14 +251,14 @@ void Rehearsal::handleLine(const OutputLine &output) {
 
 void Rehearsal::showInstalled(const QString &prefix) const {
   const std::filesystem::path file = currentMetadata(m_support, m_region.id);
-  const auto bytes = readFile(file);
+  const auto bytes = readFile(file, largestMetadata);
   const auto installed = bytes ? parseInstalledMetadata(*bytes) : std::nullopt;
   say(u"      footer “" + footerText(m_version, installed) + u'”' +
       (installed ? u", version line now “" + installedVersionText(prefix, *installed) + u'”'
                  : QString()));
   if (!installed) {
     warn(QString::fromStdString(file) +
-         u" is missing, or no object with the texts “releaseId” and “sourceRevision”");
+         u" is missing, too large, or no object with the texts “releaseId” and “sourceRevision”");
   } else if (!installed->world && parseObject(*bytes)->contains("worldVersion")) {
     warn(QStringLiteral("“worldVersion” in current.json has not the form N.N.N.HASH: left out"));
   }

@@ -94,7 +94,8 @@ void LauncherController::loadRegions() {
     regionPicker.setEnabled(false);
   };
   const auto folder = bundle.resourceFolder();
-  const auto bytes = folder ? readFile(*folder / updaterConfiguration) : std::nullopt;
+  const auto bytes =
+      folder ? readFile(*folder / updaterConfiguration, largestCatalogue) : std::nullopt;
   auto catalogue = bytes ? parseRegions(*bytes) : std::nullopt;
   if (!catalogue) {
     fail();

@@ -22,7 +22,7 @@ std::optional<InstalledMetadata> parseInstalledMetadata(std::string_view json) {
 }
 
 std::optional<InstalledMetadata> readInstalledMetadata(const std::filesystem::path &file) {
-  const std::optional<std::string> bytes = readFile(file);
+  const std::optional<std::string> bytes = readFile(file, largestMetadata);
   return bytes ? parseInstalledMetadata(*bytes) : std::nullopt;
 }
 

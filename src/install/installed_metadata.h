@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QString>
+#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <string_view>
@@ -19,7 +20,10 @@ struct InstalledMetadata {
 // strings. A "worldVersion" that is not of its form is left out.
 std::optional<InstalledMetadata> parseInstalledMetadata(std::string_view json);
 
-// Reads the file anew on each call. Nothing when it is missing, unreadable or not usable.
+inline constexpr std::size_t largestMetadata = 4'194'304;
+
+// Reads the file anew on each call. Nothing when it is missing, unreadable, not usable, or has
+// more than largestMetadata bytes.
 std::optional<InstalledMetadata> readInstalledMetadata(const std::filesystem::path &file);
 
 QString footerText(const std::optional<QString> &launcherVersion,

@@ -4,19 +4,19 @@
 
 namespace tarvex {
 
-std::optional<nlohmann::json> parseObject(std::string_view text) {
+std::optional<Json> parseObject(std::string_view text) {
   if (text.find('\0') != std::string_view::npos) {  // which the parser takes for the end
     return std::nullopt;
   }
   constexpr bool throws = false;
-  nlohmann::json value = nlohmann::json::parse(text, nullptr, throws);
+  Json value = Json::parse(text, nullptr, throws);
   if (!value.is_object()) {
     return std::nullopt;
   }
   return std::make_optional(std::move(value));
 }
 
-std::optional<QString> stringMember(const nlohmann::json &object, const char *name) {
+std::optional<QString> stringMember(const Json &object, const char *name) {
   const auto member = object.find(name);
   if (member == object.end() || !member->is_string()) {
     return std::nullopt;

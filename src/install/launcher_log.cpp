@@ -21,7 +21,8 @@ std::optional<DurableFile> openLauncherLog(const std::filesystem::path &supportF
   const std::filesystem::path log = launcherLog(supportFolder);
   std::error_code unknown;
   const std::uintmax_t size = std::filesystem::file_size(log, unknown);
-  if (!unknown && size > largestKept && !replaceByEmptyPrivateFile(log)) {
+  const auto leaveEmpty = [](const std::filesystem::path &) { return true; };
+  if (!unknown && size > largestKept && !replaceByPrivateFile(log, leaveEmpty)) {
     return std::nullopt;
   }
   createPrivateFile(log);  // says no when there is one, as there mostly is

@@ -10,7 +10,7 @@ namespace tarvex {
 namespace {
 
 // JSON has one kind of number: 3.0 is 3.
-bool isKnownSchema(const nlohmann::json &version) {
+bool isKnownSchema(const Json &version) {
   return version.is_number() && (version.get<double>() == 2 || version.get<double>() == 3);
 }
 
@@ -38,7 +38,7 @@ std::optional<Regions> parseRegions(std::string_view json) {
     return std::nullopt;
   }
   Regions catalogue{*defaultRegion, {}};
-  for (const nlohmann::json &entry : *list) {
+  for (const Json &entry : *list) {
     const auto id = stringMember(entry, "id");
     const auto name = stringMember(entry, "name");
     if (!id || !name) {

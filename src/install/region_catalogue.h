@@ -20,6 +20,9 @@ struct Regions {
   std::vector<Region> regions;
 };
 
+// More bytes than any catalogue has; a larger file is not worth its memory.
+inline constexpr std::size_t largestCatalogue = 4'194'304;
+
 // The catalogue, or nothing when any rule is broken: a member is missing or of another type, the
 // schema is not 2 or 3, there is no region, an id is not of its form or occurs twice.
 std::optional<Regions> parseRegions(std::string_view json);

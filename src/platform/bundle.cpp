@@ -2,6 +2,7 @@
 
 #include <plist/plist.h>
 
+#include <QStringDecoder>
 #include <cstdint>
 #include <string_view>
 #include <system_error>
@@ -16,20 +17,23 @@ bool isFileName(const std::string &name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
 }
 
+// libplist reads no other encoding, and no byte order mark.
+std::string withXmlInUtf8(const std::string &list) {
+  const auto encoding = QStringConverter::encodingForData(list, u'<');
+  return encoding ? QString(QStringDecoder(*encoding)(list)).toStdString() : list;
+}
+
 }  // namespace
 
 BundleInformation readInformation(const std::filesystem::path &propertyList) {
-  // A real one has some kilobytes. libplist follows what is nested by recursion, without a limit.
-  constexpr std::size_t largest = 65536;
   BundleInformation texts;
-  const std::optional<std::string> bytes = readFile(propertyList);
   plist_t root = nullptr;
-  if (bytes && bytes->size() <= largest) {
-    const auto length = static_cast<std::uint32_t>(bytes->size());
+  if (const auto bytes = readFile(propertyList, largestInformation)) {
+    const std::string list = withXmlInUtf8(*bytes);
+    const auto length = static_cast<std::uint32_t>(list.size());
     // Asked by name: libplist's own choice knows more formats from version to version.
-    const auto parse =
-        plist_is_binary(bytes->data(), length) != 0 ? plist_from_bin : plist_from_xml;
-    parse(bytes->data(), length, &root);
+    const auto parse = plist_is_binary(list.data(), length) != 0 ? plist_from_bin : plist_from_xml;
+    parse(list.data(), length, &root);
   }
   if (root != nullptr && plist_get_node_type(root) == PLIST_DICT) {
     // By name: libplist's walk through a dictionary aborts the program at a key with a NUL in it.

@@ -1,6 +1,7 @@
 // Application bundles: folders with a program, its resources, and what it says about itself.
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -12,10 +13,13 @@ namespace tarvex {
 // Text by key.
 using BundleInformation = std::map<std::string, std::string, std::less<>>;
 
+// A real one has some kilobytes. libplist follows what is nested by recursion, without a limit.
+inline constexpr std::size_t largestInformation = 65536;
+
 // What an information dictionary says about the program and its version, CFBundleExecutable and
 // CFBundleVersion: a property list, in XML or binary form, whose root is a dictionary. Values of
-// other types are left out: a number is not a text. Empty when the file cannot be read or is
-// something else.
+// other types are left out: a number is not a text. The XML may be in any encoding of Unicode.
+// Empty when the file cannot be read, is something else, or has more than largestInformation bytes.
 BundleInformation readInformation(const std::filesystem::path &propertyList);
 
 // The folder of the program within a bundle's Contents.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <system_error>
 
@@ -13,11 +14,6 @@ namespace {
 
 constexpr mode_t ownersFile = 0600;
 constexpr mode_t ownersFolder = 0700;
-
-bool isRegular(const Descriptor &file) {
-  struct stat status {};
-  return ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
-}
 
 void takeBack(const Descriptor &file, off_t count) {
   const off_t end = ::lseek(file.get(), 0, SEEK_END);
@@ -61,13 +57,15 @@ bool createPrivateFile(const std::filesystem::path &path) {
   return file && ::fchmod(file.get(), ownersFile) == 0;
 }
 
-bool replaceByEmptyPrivateFile(const std::filesystem::path &path) {
+bool replaceByPrivateFile(const std::filesystem::path &path,
+                          const std::function<bool(const std::filesystem::path &)> &fill) {
   std::string temporary = path.string() + ".XXXXXX";
   const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));  // with mode 0600
   if (!file) {
     return false;
   }
-  if (::fchmod(file.get(), ownersFile) != 0 || ::rename(temporary.c_str(), path.c_str()) != 0) {
+  if (::fchmod(file.get(), ownersFile) != 0 || !fill(temporary) ||
+      ::rename(temporary.c_str(), path.c_str()) != 0) {
     ::unlink(temporary.c_str());
     return false;
   }
@@ -93,14 +91,16 @@ bool isReadable(const std::filesystem::path &path) {
   return ::access(path.c_str(), R_OK) == 0;
 }
 
-std::optional<std::string> readFile(const std::filesystem::path &path) {
+std::optional<std::string> readFile(const std::filesystem::path &path, std::size_t largest) {
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (!file || !isRegular(file)) {
+  struct stat status {};
+  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+      static_cast<std::uintmax_t>(status.st_size) > largest) {
     return std::nullopt;
   }
   constexpr std::size_t step = 65536;
   std::string bytes;
-  for (;;) {
+  while (bytes.size() <= largest) {  // a file in /proc says that it has no bytes; others may grow
     const std::size_t before = bytes.size();
     bytes.resize(before + step);
     const ssize_t count = ::read(file.get(), bytes.data() + before, step);
@@ -112,6 +112,7 @@ std::optional<std::string> readFile(const std::filesystem::path &path) {
       return std::nullopt;
     }
   }
+  return std::nullopt;
 }
 
 }  // namespace tarvex

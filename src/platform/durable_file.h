@@ -1,7 +1,9 @@
 // Files that must last, and the reading of small ones. POSIX; any thread, one at a time.
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,8 +32,10 @@ class DurableFile {
 // there is one already, or on any failure.
 bool createPrivateFile(const std::filesystem::path &path);
 
-// Replaces the file by an empty private one, as a whole. False when it stays as it was.
-bool replaceByEmptyPrivateFile(const std::filesystem::path &path);
+// Replaces the file as a whole by a private one, which lies beside it until `fill` has filled it;
+// that gets its path, and says whether it succeeded. False when the file stays as it was.
+bool replaceByPrivateFile(const std::filesystem::path &path,
+                          const std::function<bool(const std::filesystem::path &)> &fill);
 
 // Creates the folder with all missing parents, each of them for its owner only, whatever the umask.
 // True when the folder is there afterwards.
@@ -40,7 +44,8 @@ bool createPrivateFolders(const std::filesystem::path &folder);
 // Whether something is at the path that we may read; access(2).
 bool isReadable(const std::filesystem::path &path);
 
-// The bytes of a regular file, or nothing when it is missing, unreadable or something else.
-std::optional<std::string> readFile(const std::filesystem::path &path);
+// The bytes of a regular file, or nothing when it is missing, unreadable, something else, or has
+// more than `largest` bytes. Needs no more memory than that.
+std::optional<std::string> readFile(const std::filesystem::path &path, std::size_t largest);
 
 }  // namespace tarvex

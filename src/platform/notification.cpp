@@ -6,9 +6,11 @@
 #include <QDBusPendingReply>
 #include <QObject>
 #include <QVariantMap>
+#include <algorithm>
 #include <utility>
 
 #include "platform/session_bus.h"
+#include "text/unicode_text.h"
 
 namespace tarvex {
 namespace {
@@ -16,6 +18,19 @@ namespace {
 const QString service = QStringLiteral("org.freedesktop.Notifications");
 const QString path = QStringLiteral("/org/freedesktop/Notifications");
 const QString chosenKey = QStringLiteral("chosen");
+
+QString shortened(const QString &text) {
+  constexpr qsizetype most = 1000;
+  // With the code point that says whether a character ends before it.
+  const QStringView beginning = QStringView(text).first(std::min(text.size(), most + 2));
+  qsizetype length = 0;
+  forEachCharacter(beginning, [&](QStringView character) {
+    const bool fits = length + character.size() <= most;
+    length += fits ? character.size() : 0;
+    return fits;
+  });
+  return length < text.size() ? text.first(length) + ellipsis : text;
+}
 
 // Lives until its notification is closed.
 class ShownNotification : public QObject {
@@ -95,7 +110,9 @@ class ShownNotification : public QObject {
 void showNotification(const Notification &notification, QObject *parent,
                       std::function<void()> chosen) {
   if (hasSessionBus()) {
-    new ShownNotification(notification, parent, std::move(chosen));
+    new ShownNotification(
+        {shortened(notification.summary), shortened(notification.body), notification.action},
+        parent, std::move(chosen));
   }
 }
 

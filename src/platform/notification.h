@@ -9,6 +9,8 @@ class QObject;
 
 namespace tarvex {
 
+// The bus hangs up on a message that is too large: of summary and body, the whole characters within
+// the first 1000 UTF-16 code units are shown.
 struct Notification {
   QString summary;
   QString body;    // plain text, shown literally

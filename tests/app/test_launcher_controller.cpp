@@ -5,7 +5,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 #include <array>
@@ -15,6 +14,7 @@
 
 #include "app/launcher_controller.h"
 #include "platform/startup.h"
+#include "platform/user_settings.h"
 #include "test_application.h"
 #include "ui/palette.h"
 
@@ -162,7 +162,6 @@ class TestLauncherController : public QObject {
   void init() {
     folder = std::make_unique<QTemporaryDir>();
     qputenv("XDG_CONFIG_HOME", (folder->path() + "/config").toUtf8());
-    QSettings().clear();
     const QDir root(folder->path());
     QVERIFY(root.mkpath("T.app/Contents/Resources") && root.mkpath("home"));
     QVERIFY(QFile::copy(TARVEX_TEST_CHILD, resource("client_updater.py")));
@@ -360,7 +359,7 @@ class TestLauncherController : public QObject {
         look(),
         "Play|Ready to play <b>South</b> & Co|Installed r7  •  source abc|Source revision abc");
     QVERIFY(label("Launcher and game version").text().endsWith("Game r7"));
-    QCOMPARE(QSettings().value("selectedRegion").toString(), "south");
+    QCOMPARE(*userSetting("selectedRegion"), "south");
     choose(Qt::Key_unknown);  // the same again is a choice, too
     QTRY_COMPARE(calls().size(), 3);
     QTRY_VERIFY(button().isEnabled());
@@ -373,8 +372,8 @@ class TestLauncherController : public QObject {
     QCOMPARE(picker().currentIndex(), 1);
     restart({"--region", "far"});
     QCOMPARE(picker().currentIndex(), 2);
-    QCOMPARE(QSettings().value("selectedRegion").toString(), "far");
-    QSettings().setValue("selectedRegion", "gone");
+    QCOMPARE(*userSetting("selectedRegion"), "far");
+    setUserSetting("selectedRegion", "gone");
     restart({});
     QCOMPARE(picker().currentIndex(), 0);
   }

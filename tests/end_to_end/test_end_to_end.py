@@ -392,8 +392,8 @@ class HiddenTest(LauncherTest):
 
         return wait_until(is_called, f"a call of {method}")
 
-    def hidden_by_the_game(self):
-        self.plan(check=[NO_UPDATE], play=[*EndTest.GAME, ["exit", 1]])
+    def hidden_by_the_game(self, *last_words):
+        self.plan(check=[NO_UPDATE], play=[*EndTest.GAME, *last_words, ["exit", 1]])
         updater = self.resources / "client_updater.py"
         elsewhere = updater.rename(self.folder / "elsewhere")
         launcher = self.launch()
@@ -422,6 +422,16 @@ class HiddenTest(LauncherTest):
                              "org.freedesktop.Notifications", "ActionInvoked",
                              self.glib.Variant("(us)", (7, key)))
         self.assert_ended(launcher)
+
+    def test_notification_of_a_long_failure_is_cut_at_a_whole_character(self):
+        self.serve("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
+                   self.NOTIFICATIONS)
+        detail = "e\u0301<" * 5000
+        self.hidden_by_the_game(["print", "Installed launcher x Restarting…\n"],
+                                ["print", f"Tarvex launcher error: {detail}\n"])
+        (self.resources / "over").touch()
+        body = self.wait_for_call("Notify")[4]
+        self.assertEqual(body, "e\u0301&lt;" * 333 + "…")
 
     def test_status_icon_is_there_while_the_window_is_hidden(self):
         self.serve("org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher", self.WATCHER)

@@ -86,6 +86,7 @@ class FaultTest(LauncherTest):
     def test_what_is_broken_from_the_start(self):
         settings = self.home / ".config/Tarvex/tarvex-launcher.conf"
         settings.parent.mkdir(parents=True)
+        settings.with_name(settings.name + ".lock").mkdir()  # nobody can take this one
         self.assertTrue(FAKETIME.exists())
         clock = {"LD_PRELOAD": str(FAKETIME), "FAKETIME_DONT_FAKE_MONOTONIC": "1"}
         faults = {
@@ -118,6 +119,7 @@ class FaultTest(LauncherTest):
                 self.assertIsNone(launcher.process.poll())
                 launcher.process.terminate()
                 self.assert_ended(launcher)
+        self.assertIn(b"\nselectedRegion=aurora-reach\n", settings.read_bytes())  # the last start's
 
     @unittest.skipIf(SANITIZED, "the sanitizers refuse the wrapper's way to load the C library")
     def test_without_a_home_in_the_environment_the_user_database_has_it(self):

@@ -24,8 +24,8 @@ class TestInstall : public QObject {
       QTest::newRow((from + (" -> " + to)).toUtf8()) << json << ids;
     };
     changed("\"schemaVersion\":3", "\"schemaVersion\":2", "a b-2");
-    for (const char *schema :
-         {"1", "4", "3.5", "\"3\"", "true", "null", "[3]", "-3", "2e99", "18446744073709551619"}) {
+    for (const char *schema : {"1", "4", "3.5", "\"3\"", "true", "null", "[3]", "-3", "2e99",
+                               "18446744073709551619", "1e400", "2e400", "-1e400"}) {
       changed("\"schemaVersion\":3", QStringLiteral("\"schemaVersion\":") + schema);
     }
     changed("\"defaultRegion\":\"a\"", "\"defaultRegion\":\"Z?\"", "a b-2");
@@ -54,11 +54,18 @@ class TestInstall : public QObject {
     for (const QString &rest : {QString(" x"), nul, QString(nul + " x")}) {
       changed("\"more\":{}}", "\"more\":{}}" + rest);
     }
-    for (const char *value : {"\"\\ud8\"", "\"\\ud800\"", "\"\\x\"", "\"\n\"", "\"\t\"", "1.", ".5",
-                              "01", "+1", "NaN", "'a'", "[1,]", "{a:1}", "tru", "/**/1"}) {
+    for (const char *value :
+         {"\"\\ud8\"", "\"\\ud800\"", "\"\\x\"", "\"\n\"", "\"\t\"", "1.", ".5", "01", "+1", "NaN",
+          "'a'", "[1,]", "{a:1}", "tru", "/**/1", "01e400", "1.e400", "1e400.", "1e4 00"}) {
       changed("{}}", QString(value) + "}");
     }
-    changed("{}}", "\"\\ud83d\\ude00\"}", "a b-2");
+    for (const char *value : {"\"\\ud83d\\ude00\"", "1e400", "[-1.5E+99999, 1e-400]"}) {
+      changed("{}}", QString(value) + "}", "a b-2");
+    }
+    changed("{}}", QString(400, u'9') + "}", "a b-2");
+    const QString deep = QString(100'000, u'[') + QString(99'999, u']');
+    QTest::newRow("deep") << QString(whole).replace("{}}", deep + "]}") << "a b-2";
+    QTest::newRow("deeper than its end") << QString(whole).replace("{}}", deep + "}") << "";
     QTest::newRow("empty") << ""
                            << "";
   }
@@ -95,6 +102,7 @@ class TestInstall : public QObject {
     const char *const release = "Launcher unpackaged · Game r1";
     row(R"({"releaseId":"r1","sourceRevision":"s","worldVersion":"1.4.2.0a1b2c3d4e5f"})",
         "Launcher unpackaged · Game 1.4.2.0a1b2c3d4e5f (r1)");
+    row(R"({"releaseId":"r1","sourceRevision":"s","timeout":1e400})", release);
     row(R"({"releaseId":"","sourceRevision":""})", "Launcher unpackaged · Game ");
     for (const char *world :
          {"\"1.4.2.0A1B2C3D4E5F\"", "\"1.4.2\"", "\"1.4.2.0a1b2c3d4e5\"", "7", "null", "\"\"",
@@ -154,7 +162,7 @@ class TestInstall : public QObject {
     const std::filesystem::path support = std::filesystem::path(folder.path().toStdString()) / "s";
     QVERIFY(openLauncherLog(support)->append("kept\n"));
     QVERIFY(openLauncherLog(support)->append("added\n"));
-    QCOMPARE(*readFile(launcherLog(support)), "kept\nadded\n");
+    QCOMPARE(*readFile(launcherLog(support), 99), "kept\nadded\n");
     std::filesystem::resize_file(launcherLog(support), 2'000'000);
     QVERIFY(openLauncherLog(support));
     QCOMPARE(std::filesystem::file_size(launcherLog(support)), 2'000'000U);

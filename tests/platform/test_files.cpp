@@ -1,7 +1,12 @@
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <QDir>
 #include <QFile>
+#include <QLockFile>
+#include <QSettings>
+#include <QStringEncoder>
 #include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
@@ -41,10 +46,10 @@ class TestFiles : public QObject {
     QVERIFY(DurableFile::open(root / "log")->append("two\n"));
     QVERIFY(file->append(""));
     QVERIFY(file->append(std::string("th\0ee", 5)));
-    QCOMPARE(*readFile(root / "log"), std::string("one\ntwo\nth\0ee", 13));
+    QCOMPARE(*readFile(root / "log", 99), std::string("one\ntwo\nth\0ee", 13));
     std::filesystem::resize_file(root / "log", 0);  // somebody empties it
     QVERIFY(file->append("four"));
-    QCOMPARE(*readFile(root / "log"), "four");
+    QCOMPARE(*readFile(root / "log", 99), "four");
   }
 
   void entryThatDoesNotFitIsTakenBack() {
@@ -60,7 +65,7 @@ class TestFiles : public QObject {
     const bool third = file->append("\n");
     ::setrlimit(RLIMIT_FSIZE, &usual);
     QVERIFY(first && !second && third);
-    QCOMPARE(*readFile(root / "log"), "1234567\n\n");
+    QCOMPARE(*readFile(root / "log", 99), "1234567\n\n");
   }
 
   void whatWeCreateIsThePlayersAlone() {
@@ -70,7 +75,8 @@ class TestFiles : public QObject {
       bool folders = createPrivateFolders(deep);
       folders = createPrivateFolders(deep) && folders;  // there already
       const bool file = createPrivateFile(deep / "f") && DurableFile::open(deep / "f")->append("x");
-      const bool replaced = createPrivateFile(deep / "g") && replaceByEmptyPrivateFile(deep / "g");
+      const bool replaced =
+          createPrivateFile(deep / "g") && replaceByPrivateFile(deep / "g", leaveEmpty);
       ::umask(before);
       QVERIFY(folders && file && replaced);
       for (const std::filesystem::path &one : {deep, deep.parent_path()}) {
@@ -82,7 +88,23 @@ class TestFiles : public QObject {
     createPrivateFile(root / "plain");
     QVERIFY(!createPrivateFolders(root / "plain"));
     QVERIFY(!createPrivateFolders(root / "plain" / "sub"));
-    QVERIFY(!replaceByEmptyPrivateFile(root / "missing" / "f"));
+    QVERIFY(!replaceByPrivateFile(root / "missing" / "f", leaveEmpty));
+    QVERIFY(!replaceByPrivateFile(root / "plain", [](const auto &) { return false; }));
+    QCOMPARE(namesIn(root), (QStringList{"0", "18", "511", "plain"}));
+  }
+
+  void fileLargerThanItsReaderWantsIsUnreadable() {
+    QVERIFY(createPrivateFile(root / "log"));
+    for (const std::uintmax_t size : {0ULL, 1ULL, 65536ULL, 65537ULL}) {
+      std::filesystem::resize_file(root / "log", size);
+      QCOMPARE(readFile(root / "log", size).value_or("none"), std::string(size, '\0'));
+      QVERIFY(size == 0 || !readFile(root / "log", size - 1));
+    }
+    std::filesystem::resize_file(root / "log", std::uintmax_t(1) << 40);  // no machine has as much
+    QVERIFY(!readFile(root / "log", 65536));
+    const std::filesystem::path saysItIsEmpty = "/proc/self/maps";
+    QVERIFY(readFile(saysItIsEmpty, 1'000'000));
+    QVERIFY(!readFile(saysItIsEmpty, 10));
   }
 
   // Each of these would make a careless program wait, or read without end.
@@ -92,7 +114,7 @@ class TestFiles : public QObject {
     const std::filesystem::path device = "/dev/full";
     for (const std::filesystem::path &path : {pipe, root, device, root / "missing"}) {
       QCOMPARE(DurableFile::open(path).has_value(), path == device);
-      QVERIFY(!readFile(path));
+      QVERIFY(!readFile(path, 99));
     }
     QVERIFY(!DurableFile::open(device)->append("x"));
   }
@@ -112,6 +134,31 @@ class TestFiles : public QObject {
       QTRY_VERIFY(isGone(root / "link"));
     }
     QVERIFY(!isGone(root / "kept"));
+  }
+
+  void whatIsInTheWayMayBeNestedWithoutEnd() {
+    createPrivateFile(root / "kept");
+    std::filesystem::create_directory(root / "deep");
+    Descriptor here(::open((root / "deep").c_str(), O_RDONLY | O_CLOEXEC));
+    for (int depth = 0; depth < 3000; ++depth) {
+      QCOMPARE(::mkdirat(here.get(), "sub", 0700), 0);
+      if (depth % 1000 == 0) {
+        QCOMPARE(::mkdirat(here.get(), "empty", 0700), 0);
+        QCOMPARE(::symlinkat(root.c_str(), here.get(), "up"), 0);
+      }
+      here = Descriptor(::openat(here.get(), "sub", O_RDONLY | O_CLOEXEC));
+    }
+    here.reset();
+    rlimit usual{};
+    ::getrlimit(RLIMIT_NOFILE, &usual);
+    const rlimit tight{32, usual.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &tight);
+    removeInBackground(root / "deep");
+    const bool isGone =
+        QTest::qWaitFor([&] { return !std::filesystem::exists(root / "deep"); }, 60'000);
+    ::setrlimit(RLIMIT_NOFILE, &usual);
+    QVERIFY(isGone);
+    QCOMPARE(namesIn(root), QStringList("kept"));
   }
 
   void bundleOfAnExecutable_data() {
@@ -153,6 +200,16 @@ class TestFiles : public QObject {
              (BundleInformation{{"CFBundleExecutable", "x & é"}}));
     QCOMPARE(information(program + "<string></string>" + tail),
              (BundleInformation{{"CFBundleExecutable", ""}}));
+    const QByteArray declared = "<?xml version=\"1.0\" encoding=\"UTF-16\"?>\n<!DOCTYPE plist>\n";
+    const QString text = QString::fromUtf8(declared + program.mid(head.indexOf("<plist"))) +
+                         "<string>é😀</string>" + tail;
+    for (const auto encoding : {QStringConverter::Utf8, QStringConverter::Utf16LE,
+                                QStringConverter::Utf16BE, QStringConverter::Utf32}) {
+      QStringEncoder encoder(encoding, QStringConverter::Flag::WriteBom);
+      const QByteArray bytes = encoder(text);
+      QVERIFY2(information(bytes) == (BundleInformation{{"CFBundleExecutable", "é😀"}}), bytes);
+      QVERIFY2(information(bytes.first(bytes.size() / 2)).empty(), bytes);
+    }
     const QByteArray keyWithNul = QByteArray::fromHex(
         "62706c6973743030 d10102 526100 5162 080b0e 0000000000000101"
         "0000000000000003 0000000000000000 0000000000000010");
@@ -162,7 +219,8 @@ class TestFiles : public QObject {
     for (const QByteArray &broken :
          {QByteArray(), QByteArray("text"), QByteArray("<plist><array/></plist>"), program,
           QByteArray("bplist00"), QByteArray("<plist version=\"1.0\"><string>A</string></plist>"),
-          keyWithNul, textWithNul, deep, deep.first(65536)}) {
+          keyWithNul, textWithNul, deep, deep.first(65536), QByteArray("\xEF\xBB\xBF"),
+          QByteArray("\xFE\xFF\0", 3), QByteArray("\xEF\xBB\xBF" + keyWithNul)}) {
       QVERIFY2(information(broken).empty(), broken.first(std::min<qsizetype>(broken.size(), 99)));
     }
     QVERIFY(list.remove());
@@ -170,32 +228,78 @@ class TestFiles : public QObject {
   }
 
   void settingsKeepText() {
-    qputenv("XDG_CONFIG_HOME", folder->path().toUtf8());
-    QCoreApplication::setOrganizationName("Test");
-    QCoreApplication::setApplicationName("settings");
-    const auto write = [&](const QByteArray &body) {
-      std::filesystem::create_directories(root / "Test");
-      QFile file(folder->filePath("Test/settings.conf"));
-      QVERIFY(file.open(QIODevice::WriteOnly));
-      file.write(body);
-    };
+    const std::filesystem::path file = useSettings();
     QVERIFY(!userSetting("key"));
     const mode_t before = ::umask(0);
     setUserSetting("key", "x");
     setUserSetting("key", "a, b = \"ü\"");
     ::umask(before);
     QCOMPARE(*userSetting("key"), "a, b = \"ü\"");
-    QCOMPARE(modeOf(root / "Test"), 0700U);
-    QCOMPARE(modeOf(root / "Test/settings.conf"), 0600U);
-    write("[General]\nkey=a, b\n");  // a list
+    QCOMPARE(modeOf(file.parent_path()), 0700U);
+    QCOMPARE(modeOf(file), 0600U);
+    write(file, "[General]\nkey=a, b\n");  // a list
     QVERIFY(!userSetting("key"));
-    write(QByteArray("\0[garbage\xFF\n=", 12));
+    write(file, QByteArray("\0[garbage\xFF\n=", 12));
     QVERIFY(!userSetting("key"));
+    setUserSetting("key", "y");
+    QCOMPARE(*userSetting("key"), "y");
   }
 
- private:
-  std::unique_ptr<QTemporaryDir> folder;
-  std::filesystem::path root;
+  void settingsAreThoseOfQt() {
+    const std::filesystem::path file = useSettings();
+    QSettings().setValue("key", "x");  // finds its folder once in a process: here
+    QSettings().setValue("other/list", QStringList{"1", "é, 2"});
+    std::filesystem::rename(file, root / "kept elsewhere");
+    std::filesystem::create_symlink(root / "kept elsewhere", file);
+    QCOMPARE(*userSetting("key"), "x");
+    const auto written = std::filesystem::last_write_time(file);
+    setUserSetting("key", "x");
+    QVERIFY(std::filesystem::last_write_time(file) == written);
+    setUserSetting("key", "a = \"ü\"");
+    QCOMPARE(QSettings().value("key").toString(), "a = \"ü\"");
+    QCOMPARE(QSettings().value("other/list").toStringList(), (QStringList{"1", "é, 2"}));
+    QVERIFY(std::filesystem::is_symlink(file));
+    QCOMPARE(namesIn(file.parent_path()), QStringList("settings.conf"));
+  }
+
+  void nothingThatIsInTheSettingsPlaceMakesUsWait() {
+    const std::filesystem::path file = useSettings();
+    const std::filesystem::path lock = file.string() + ".lock";
+    setUserSetting("key", "x");
+    QLockFile held(QString::fromStdString(lock));  // of this process, which is alive
+    QVERIFY(held.lock());
+    setUserSetting("key", "held");
+    QCOMPARE(*userSetting("key"), "held");
+    held.unlock();
+    std::filesystem::create_directory(lock);
+    setUserSetting("key", "folder");
+    QCOMPARE(*userSetting("key"), "folder");
+    std::filesystem::remove(lock);
+
+    rlimit usual{};
+    ::getrlimit(RLIMIT_FSIZE, &usual);
+    const rlimit full{20, usual.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &full);
+    setUserSetting("key", "does not fit");
+    ::setrlimit(RLIMIT_FSIZE, &usual);
+    QCOMPARE(*userSetting("key"), "folder");
+    QCOMPARE(namesIn(file.parent_path()), QStringList("settings.conf"));
+
+    std::filesystem::resize_file(file, std::uintmax_t(1) << 40);
+    QVERIFY(!userSetting("key"));
+    setUserSetting("key", "x");
+    QCOMPARE(std::filesystem::file_size(file), std::uintmax_t(1) << 40);
+    std::filesystem::remove(file);
+    QCOMPARE(::mkfifo(file.c_str(), 0600), 0);
+    QVERIFY(!userSetting("key"));
+    setUserSetting("key", "x");
+    QVERIFY(std::filesystem::is_fifo(file));
+    std::filesystem::remove(file);
+    std::filesystem::create_directory(file);
+    QVERIFY(!userSetting("key"));
+    setUserSetting("key", "x");
+    QVERIFY(std::filesystem::is_directory(file));
+  }
 
   void home() {
     const QByteArray before = qgetenv("HOME");
@@ -207,6 +311,29 @@ class TestFiles : public QObject {
       QVERIFY(homeFolder() != "/some where");
     }
     qputenv("HOME", before);
+  }
+
+ private:
+  std::unique_ptr<QTemporaryDir> folder;
+  std::filesystem::path root;
+
+  static bool leaveEmpty(const std::filesystem::path & /*temporary*/) { return true; }
+
+  static QStringList namesIn(const std::filesystem::path &path) {
+    return QDir(QString::fromStdString(path)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+  }
+
+  std::filesystem::path useSettings() {
+    qputenv("XDG_CONFIG_HOME", folder->path().toUtf8());
+    QCoreApplication::setOrganizationName("Test");
+    QCoreApplication::setApplicationName("settings");
+    return root / "Test" / "settings.conf";
+  }
+
+  static void write(const std::filesystem::path &path, const QByteArray &body) {
+    QFile file(QString::fromStdString(path));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(body);
   }
 };
 
