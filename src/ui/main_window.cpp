@@ -2,6 +2,7 @@
 
 #include <QCloseEvent>
 #include <QContextMenuEvent>
+#include <QImageReader>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QScreen>
@@ -70,10 +71,13 @@ void dress(QWidget &control, const Look &look) {
   control.setAccessibleDescription(QString::fromLatin1(look.accessibleHelp));
 }
 
+// To find out the format, Qt would load its plugins for all others.
 QIcon applicationIcon() {
   QIcon icon;
   for (const int size : {16, 24, 32, 48, 64}) {
-    icon.addFile(QStringLiteral(":/icons/com.tarvex.launcher-%1.png").arg(size));
+    QImageReader reader(QStringLiteral(":/icons/com.tarvex.launcher-%1.png").arg(size), "png");
+    reader.setAutoDetectImageFormat(false);
+    icon.addPixmap(QPixmap::fromImageReader(&reader));
   }
   return icon;
 }
@@ -124,15 +128,18 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
   setTabOrder(&controls.playButton, &controls.logButton);
   setTabOrder(&controls.logButton, &controls.footer);
   new FocusRing(&m_column);
+
+  // The native window, which show() would make. The display answers its many questions sooner now
+  // than beside the interpreter of the first run, which starts before the window shows.
+  setGeometry({screen()->availableGeometry().center() - rect().center(), contentSize});
+  winId();
+  dressNativeWindow(*windowHandle(), forest);
 }
 
 MainWindow::~MainWindow() = default;
 
 void MainWindow::makeKeyAndOrderFront() {
-  setGeometry({screen()->availableGeometry().center() - rect().center(), contentSize});
   placeControls();
-  winId();  // the native window, which show() would make
-  dressNativeWindow(*windowHandle(), forest);
   show();
   raise();
   activateWindow();

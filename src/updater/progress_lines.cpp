@@ -3,6 +3,7 @@
 #include <QStringBuilder>
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <iterator>
 #include <limits>
 #include <string>
@@ -76,6 +77,23 @@ bool matches(const Form &form, std::string_view line) {
                       : beginsWith(line, form.beginning) && endsWith(line, form.end);
 }
 
+// The fast path: nearly every line is ASCII with few digits.
+std::optional<double> numberInPlainLine(std::string_view line) {
+  constexpr int mostDigits = 15;  // a double holds as many, exactly
+  std::uint64_t number = 0;
+  int digits = 0;
+  for (const char character : line) {
+    if (character >= '0' && character <= '9') {
+      number = 10 * number + static_cast<std::uint64_t>(character - '0');
+      ++digits;
+    }
+  }
+  if (digits > mostDigits || !isAscii(line)) {
+    return std::nullopt;
+  }
+  return static_cast<double>(number);
+}
+
 }  // namespace
 
 std::optional<LineEffect> interpretLine(std::string_view line, Mode mode,
@@ -131,6 +149,9 @@ std::vector<LineForm> lineForms() {
 }
 
 double percentageOf(std::string_view line) {
+  if (const auto number = numberInPlainLine(line)) {
+    return *number;
+  }
   std::string digits;
   bool foreign = false;
   if (isAscii(line)) {

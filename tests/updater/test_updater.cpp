@@ -356,7 +356,7 @@ class TestUpdater : public QObject {
 
   void recordKeepsTheLastThatWasTold() {
     RunRecord run{.mode = Mode::update};
-    const auto read = [&](const char *line) {
+    const auto read = [&](const char *line) -> QString {
       run.apply(interpretLine(line, run.mode, {}).value_or(LineEffect()));
       return told(run.checkOutcome) + u'|' + told(run.lastErrorDetail) + u'|' +
              (run.sawLauncherInstalled ? u"L" : u"") + (run.sawGameStart ? u"G" : u"");
