@@ -1,6 +1,7 @@
 """The real program in a real window, used from outside. The desktop, and how the window is read, are
 those of scripts/desktop.py."""
 
+import collections
 import json
 import os
 import re
@@ -366,6 +367,7 @@ class HiddenTest(LauncherTest):
 
         self.gio, self.glib = Gio, GLib
         self.calls = {}
+        self.call_counts = collections.Counter()
         flags = Gio.DBusConnectionFlags
         self.bus = Gio.DBusConnection.new_for_address_sync(
             os.environ["DBUS_SESSION_BUS_ADDRESS"],
@@ -382,6 +384,7 @@ class HiddenTest(LauncherTest):
 
     def called(self, _bus, _sender, _path, _interface, method, arguments, invocation):
         self.calls[method] = arguments.unpack()
+        self.call_counts[method] += 1
         signature, answer = self.ANSWERS[method]
         invocation.return_value(signature and self.glib.Variant(signature, answer))
 
@@ -422,6 +425,23 @@ class HiddenTest(LauncherTest):
                              "org.freedesktop.Notifications", "ActionInvoked",
                              self.glib.Variant("(us)", (7, key)))
         self.assert_ended(launcher)
+
+    def test_many_start_lines_hide_and_notify_once(self):
+        self.serve("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
+                   self.NOTIFICATIONS)
+        self.plan(check=[NO_UPDATE], play=[["print", "Starting Tarvex…\n" * 3000], ["exit", 1]])
+        launcher = self.launch()
+        launcher.wait_for(button="Play")
+        launcher.press("Return")
+        self.wait_for_call("Notify")
+        self.assertIsNone(launcher.window())
+        launcher.process.send_signal(signal.SIGTERM)
+        self.assert_ended(launcher)
+        self.bus.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId", None, None,
+                           0, -1, None)  # now everything that was sent before is here
+        while self.glib.MainContext.default().iteration(False):
+            pass
+        self.assertEqual(self.call_counts["Notify"], 1)
 
     def test_notification_of_a_long_failure_is_cut_at_a_whole_character(self):
         self.serve("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
