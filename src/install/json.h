@@ -11,8 +11,9 @@
 
 namespace tarvex {
 
-// The value of a number that is no 64-bit integer. JSON sets no limit to numbers, but the parser
-// refuses the infinity that strtod makes of one that no double holds: this is finite to its reader.
+// A number that is no 64-bit integer, as strtod writes it, which makes one that no double holds
+// infinite. The parser refuses what is infinite, but JSON sets no limit to numbers; so this one
+// reads as the largest double then.
 struct JsonNumber {
   double value;
 

@@ -45,7 +45,7 @@ bool createPrivateFolders(const std::filesystem::path &folder);
 bool isReadable(const std::filesystem::path &path);
 
 // The bytes of a regular file, or nothing when it is missing, unreadable, something else, or has
-// more than `largest` bytes. Needs no more memory than that.
+// more than `largest` bytes: then no more is read.
 std::optional<std::string> readFile(const std::filesystem::path &path, std::size_t largest);
 
 }  // namespace tarvex
