@@ -27,11 +27,20 @@ void onQuitSignal(int /*signal*/) {
   errno = before;
 }
 
-// Whoever starts us may leave any signal blocked or ignored.
+bool isIgnored(int signal) {
+  struct sigaction action {};
+  ::sigaction(signal, nullptr, &action);
+  return action.sa_handler == SIG_IGN;
+}
+
+// Whoever starts us may leave any signal blocked or ignored. Only nohup means it.
 void receiveQuitSignals() {
   sigset_t wanted;
   sigemptyset(&wanted);
   for (const int signal : quitSignals) {
+    if (signal == SIGHUP && isIgnored(signal)) {
+      continue;
+    }
     struct sigaction action {};
     action.sa_handler = onQuitSignal;
     action.sa_flags = SA_RESTART;
@@ -77,7 +86,9 @@ Application::Application(int &argumentCount, char **arguments)
 
 Application::~Application() {
   for (const int signal : quitSignals) {
-    std::signal(signal, SIG_DFL);
+    if (!isIgnored(signal)) {
+      std::signal(signal, SIG_DFL);
+    }
   }
   theApplication = nullptr;
 }

@@ -28,6 +28,7 @@ class ApplicationDelegate {
 
 // Every wish to end goes through terminate(): the menu, the last window's closing, SIGINT, SIGTERM
 // and SIGHUP, and the end of the desktop session (which is asked to stay when the reply is cancel).
+// A SIGHUP that is ignored when the application is made, as under nohup, stays so.
 // When an X server goes away there is no asking, but the delegate's last step still runs. When a
 // Wayland compositor does, the toolkit ends the process on the spot.
 class Application : public QApplication {

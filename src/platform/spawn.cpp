@@ -33,6 +33,7 @@ std::error_code spawn(const Program &program, std::optional<int> output, Session
   // them would find them ignored.
   sigset_t all;
   std::memset(&all, 0xFF, sizeof all);
+  sigdelset(&all, SIGHUP);  // ours is a handler, which exec takes away, or ignored, as under nohup
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   const int flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |

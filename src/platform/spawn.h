@@ -1,6 +1,6 @@
 // The start of a program, after POSIX posix_spawn: directly, with no shell and no search path. It
 // inherits standard input and the working directory, and no descriptor beyond the standard three;
-// its signal mask and dispositions are the defaults.
+// its signal mask and dispositions are the defaults, but for a SIGHUP that we ignore.
 #pragma once
 
 #include <sys/types.h>

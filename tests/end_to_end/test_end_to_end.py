@@ -119,6 +119,20 @@ class EndTest(LauncherTest):
                 self.wait_for_end_of(child)
                 (self.resources / "calls.jsonl").unlink()
 
+    def test_hang_up_means_nothing_under_nohup(self):
+        self.plan(check=self.WAITING)
+        launcher = self.enterContext(desktop.launch(
+            self.bundle, self.home, preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)))
+        wait_until(lambda: launcher.log.exists() and launcher.log.read_text().endswith("x\n"),
+                   "the child's line")
+        child = self.children()[0]["pid"]
+        for pid in child, launcher.process.pid:
+            os.kill(pid, signal.SIGHUP)
+        launcher.wait_for(button="Checking…")
+        launcher.process.terminate()
+        self.assert_ended(launcher)
+        self.wait_for_end_of(child)
+
     def quit_by_menu(self, launcher):
         launcher.click("label", "Launcher status", button=3)
         wait_until(lambda: run("xdotool", "search", "--all", "--onlyvisible", "--pid",
