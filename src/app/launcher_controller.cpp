@@ -3,6 +3,7 @@
 #include <QDesktopServices>
 #include <QUrl>
 
+#include "app/second_start.h"
 #include "install/launcher_log.h"
 #include "install/locations.h"
 #include "platform/background_removal.h"
@@ -48,6 +49,20 @@ void LauncherController::createWindow() {
   connect(&logButton, &QAbstractButton::clicked, this, &LauncherController::openLog);
   setButton(ButtonState::checking);
   showFooter();
+}
+
+bool LauncherController::applicationShouldHandleReopen(const StartupTokens &tokens) {
+  switch (onSecondStart(window->isVisible(), runIsAlive())) {
+    case SecondStart::comeForward:
+      window->comeForward(tokens);
+      return true;
+    case SecondStart::leaveAlone:
+      break;
+    case SecondStart::makeWay:
+      application.terminate();
+      break;
+  }
+  return false;
 }
 
 bool LauncherController::applicationShouldTerminateAfterLastWindowClosed() {

@@ -51,6 +51,7 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   ~LauncherController() override;
 
   void applicationDidFinishLaunching() override;
+  bool applicationShouldHandleReopen(const StartupTokens &tokens) override;
   bool applicationShouldTerminateAfterLastWindowClosed() override;
   TerminateReply applicationShouldTerminate() override;
   bool windowShouldClose() override;

@@ -11,6 +11,7 @@
 
 #include "platform/event_descriptors.h"
 #include "platform/notification.h"
+#include "platform/single_instance.h"
 
 namespace tarvex {
 namespace {
@@ -102,7 +103,14 @@ int Application::run() {
       std::_Exit(EXIT_FAILURE);
     }
   });
-  handToMain(this, [this] { m_delegate->applicationDidFinishLaunching(); });
+  handToMain(this, [this] {
+    m_delegate->applicationDidFinishLaunching();
+    if (m_instance != nullptr) {
+      m_instance->serve([this](const StartupTokens &tokens) {
+        return m_delegate->applicationShouldHandleReopen(tokens);
+      });
+    }
+  });
   const int result = exec();
   willTerminate();
   return result;
@@ -110,6 +118,9 @@ int Application::run() {
 
 void Application::terminate() {
   if (m_delegate->applicationShouldTerminate() == TerminateReply::now) {
+    if (m_instance != nullptr) {
+      m_instance->stopServing();
+    }
     exit(0);
   }
 }

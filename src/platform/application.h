@@ -11,6 +11,9 @@ class QSocketNotifier;
 
 namespace tarvex {
 
+class SingleInstance;
+struct StartupTokens;
+
 // What the wish to end the application is called, wherever it can be chosen.
 QString quitTitle();
 
@@ -21,6 +24,8 @@ class ApplicationDelegate {
  public:
   virtual ~ApplicationDelegate() = default;
   virtual void applicationDidFinishLaunching() = 0;  // once, when the event loop has begun
+  // Another launcher was started. True: our window has come forward, and the other one ends.
+  virtual bool applicationShouldHandleReopen(const StartupTokens &tokens) = 0;
   virtual bool applicationShouldTerminateAfterLastWindowClosed() = 0;
   virtual TerminateReply applicationShouldTerminate() = 0;
   virtual void applicationWillTerminate() = 0;  // once, after the event loop; nothing follows
@@ -40,6 +45,9 @@ class Application : public QApplication {
 
   // Before run() and before any window is shown. The delegate must outlive run().
   void setDelegate(ApplicationDelegate &delegate) { m_delegate = &delegate; }
+  // Before run(), too, and optional: the delegate hears of other starts between its first step and
+  // the decision to end. The instance must outlive the application.
+  void setInstance(SingleInstance &instance) { m_instance = &instance; }
   int run();
 
   void terminate();
@@ -55,6 +63,7 @@ class Application : public QApplication {
   void willTerminate();
 
   ApplicationDelegate *m_delegate = nullptr;
+  SingleInstance *m_instance = nullptr;
   Descriptor m_quitSignal;
   std::unique_ptr<QSocketNotifier> m_quitNotifier;
 };

@@ -6,9 +6,15 @@
 #include <QGuiApplication>
 #include <QSystemTrayIcon>
 #include <QWindow>
+#include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/startup.h"
 
 namespace tarvex {
 namespace {
@@ -18,11 +24,91 @@ std::unique_ptr<Reply, decltype(&std::free)> owned(Reply *reply) {
   return {reply, &std::free};
 }
 
+// Qt's, or null elsewhere than on X11.
+xcb_connection_t *x11Connection() {
+  const auto *const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+  return x11 != nullptr ? x11->connection() : nullptr;
+}
+
+const xcb_screen_t &screenOf(xcb_connection_t *connection) {
+  return *xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+}
+
+xcb_atom_t atom(xcb_connection_t *connection, std::string_view name) {
+  const auto asked =
+      xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.data());
+  const auto answer = owned(xcb_intern_atom_reply(connection, asked, nullptr));
+  return answer != nullptr ? answer->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
+void sendToRoot(xcb_connection_t *connection, const xcb_client_message_event_t &message,
+                uint32_t listeners) {
+  const auto *const bytes =
+      static_cast<const char *>(static_cast<const void *>(&message));  // as xcb wants them
+  xcb_send_event(connection, 0, screenOf(connection).root, listeners, bytes);
+}
+
+// The server tells its time with changes of properties. Qt's connection leaves the events to Qt.
+xcb_timestamp_t serverTime() {
+  const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> owner(
+      xcb_connect(nullptr, nullptr), &xcb_disconnect);
+  xcb_connection_t *const connection = owner.get();
+  if (xcb_connection_has_error(connection) != 0) {
+    return XCB_CURRENT_TIME;
+  }
+  const xcb_window_t window = xcb_generate_id(connection);
+  const uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+  xcb_create_window(connection, 0, window, screenOf(connection).root, 0, 0, 1, 1, 0,
+                    XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &events);
+  xcb_change_property(connection, XCB_PROP_MODE_APPEND, window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING,
+                      8, 0, nullptr);
+  xcb_flush(connection);
+  const auto event = owned(xcb_wait_for_event(connection));
+  if (event == nullptr || event->response_type != XCB_PROPERTY_NOTIFY) {
+    return XCB_CURRENT_TIME;
+  }
+  return static_cast<const xcb_property_notify_event_t *>(static_cast<void *>(event.get()))->time;
+}
+
+// The moment of the player's click, which such an identifier ends with.
+xcb_timestamp_t timeIn(std::string_view startupId) {
+  constexpr std::string_view mark = "_TIME";
+  xcb_timestamp_t time = XCB_CURRENT_TIME;
+  if (const std::size_t at = startupId.rfind(mark); at != std::string_view::npos) {
+    std::from_chars(startupId.data() + at + mark.size(), startupId.data() + startupId.size(), time);
+  }
+  return time;
+}
+
+// A message to all who listen, in pieces, with the zero byte at its end.
+void endStartupFeedback(xcb_connection_t *connection, xcb_window_t sender,
+                        const std::string &startupId) {
+  std::string text = "remove: ID=\"";
+  for (const char character : startupId) {
+    if (character == '"' || character == '\\') {
+      text += '\\';
+    }
+    text += character;
+  }
+  text += '"';
+  xcb_client_message_event_t piece{};
+  piece.response_type = XCB_CLIENT_MESSAGE;
+  piece.format = 8;
+  piece.window = sender;
+  piece.type = atom(connection, "_NET_STARTUP_INFO_BEGIN");
+  const xcb_atom_t next = atom(connection, "_NET_STARTUP_INFO");
+  for (std::size_t sent = 0; sent <= text.size(); sent += sizeof piece.data) {
+    piece.data = {};
+    text.copy(static_cast<char *>(static_cast<void *>(piece.data.data8)), sizeof piece.data, sent);
+    sendToRoot(connection, piece, XCB_EVENT_MASK_PROPERTY_CHANGE);
+    piece.type = next;
+  }
+}
+
 }  // namespace
 
 void dressNativeWindow(const QWindow &window, const QColor &background) {
-  const auto *const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-  xcb_connection_t *const connection = x11 != nullptr ? x11->connection() : nullptr;
+  xcb_connection_t *const connection = x11Connection();
   if (connection == nullptr) {
     return;  // Wayland shows no window without its picture, and decorations in our own colours
   }
@@ -34,9 +120,8 @@ void dressNativeWindow(const QWindow &window, const QColor &background) {
   const auto textAsked = askForAtom("UTF8_STRING");
   // A window without alpha has the screen's own visual, and so its colours.
   const QRgba64 colour = background.rgba64();
-  const auto pixelAsked = xcb_alloc_color(
-      connection, xcb_setup_roots_iterator(xcb_get_setup(connection)).data->default_colormap,
-      colour.red(), colour.green(), colour.blue());
+  const auto pixelAsked = xcb_alloc_color(connection, screenOf(connection).default_colormap,
+                                          colour.red(), colour.green(), colour.blue());
 
   const auto handle = static_cast<xcb_window_t>(window.winId());
   const auto variant = owned(xcb_intern_atom_reply(connection, variantAsked, nullptr));
@@ -50,6 +135,38 @@ void dressNativeWindow(const QWindow &window, const QColor &background) {
   if (const auto pixel = owned(xcb_alloc_color_reply(connection, pixelAsked, nullptr))) {
     xcb_change_window_attributes(connection, handle, XCB_CW_BACK_PIXEL, &pixel->pixel);
   }
+}
+
+void bringToFront(QWindow &window, const StartupTokens &tokens) {
+  // From there Qt takes it on Wayland. Desktops that know no token of its own kind give the other.
+  const std::string &token =
+      tokens.activationToken.empty() ? tokens.startupId : tokens.activationToken;
+  xcb_connection_t *const connection = x11Connection();
+  if (connection == nullptr && !token.empty()) {
+    ::setenv("XDG_ACTIVATION_TOKEN", token.c_str(), 1);
+  }
+  window.raise();
+  window.requestActivate();
+  if (connection == nullptr) {
+    return;
+  }
+  // Qt has asked with the time of the last event here, which is older than the last elsewhere.
+  const auto handle = static_cast<xcb_window_t>(window.winId());
+  const xcb_timestamp_t started = timeIn(tokens.startupId);
+  constexpr uint32_t application = 1;
+  xcb_client_message_event_t request{};
+  request.response_type = XCB_CLIENT_MESSAGE;
+  request.format = 32;
+  request.window = handle;
+  request.type = atom(connection, "_NET_ACTIVE_WINDOW");
+  request.data.data32[0] = application;
+  request.data.data32[1] = started != XCB_CURRENT_TIME ? started : serverTime();
+  sendToRoot(connection, request,
+             XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+  if (!tokens.startupId.empty()) {
+    endStartupFeedback(connection, handle, tokens.startupId);
+  }
+  xcb_flush(connection);
 }
 
 // On X11 Qt finds the area when it comes. Its question about one looks elsewhere, too, and

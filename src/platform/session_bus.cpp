@@ -24,8 +24,12 @@ bool hasSessionBus() {
 
 void neverStartSessionBus() {
   if (!hasSessionBus()) {
-    ::setenv(addressVariable, noAddress, 1);
+    giveUpSessionBus();
   }
+}
+
+void giveUpSessionBus() {
+  ::setenv(addressVariable, noAddress, 1);
 }
 
 }  // namespace tarvex

@@ -10,4 +10,8 @@ bool hasSessionBus();
 // application object is made.
 void neverStartSessionBus();
 
+// From now on there is no session bus, for us and for Qt, which waits without limit for one that
+// does not answer. Before the application object is made.
+void giveUpSessionBus();
+
 }  // namespace tarvex

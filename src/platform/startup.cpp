@@ -33,6 +33,14 @@ std::vector<std::string> ownEnvironment() {
   return entries;
 }
 
+StartupTokens ownStartupTokens() {
+  const auto entry = [](const char *name) {
+    const char *const value = std::getenv(name);
+    return std::string(value != nullptr ? value : "");
+  };
+  return {entry("DESKTOP_STARTUP_ID"), entry("XDG_ACTIVATION_TOKEN")};
+}
+
 std::filesystem::path homeFolder() {
   const char *home = std::getenv("HOME");
   if (home != nullptr && *home != '\0') {

@@ -19,6 +19,16 @@ void openMissingStandardDescriptors();
 // Our environment as it is now: entries of the form NAME=value.
 std::vector<std::string> ownEnvironment();
 
+// The proof, for the window system, that the player has just asked for a window. Both empty when
+// the launcher was not started from a desktop's menu or the like.
+struct StartupTokens {
+  std::string startupId;        // Startup Notification Protocol, on X11: DESKTOP_STARTUP_ID
+  std::string activationToken;  // xdg-activation, on Wayland: XDG_ACTIVATION_TOKEN
+};
+
+// Those in our environment. Qt takes them out of it.
+StartupTokens ownStartupTokens();
+
 // $HOME as an absolute path, or the password database's entry for this user where that is unset or
 // empty.
 std::filesystem::path homeFolder();

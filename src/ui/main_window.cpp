@@ -146,6 +146,11 @@ void MainWindow::makeKeyAndOrderFront() {
   setFocus();  // or Qt would pick a control, which nobody asked for
 }
 
+void MainWindow::comeForward(const StartupTokens &tokens) {
+  setWindowState(windowState() & ~Qt::WindowMinimized);
+  bringToFront(*windowHandle(), tokens);
+}
+
 void MainWindow::orderOut() {
   hide();
   if (m_statusIcon != nullptr || !mayHaveStatusArea()) {

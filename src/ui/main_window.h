@@ -19,6 +19,7 @@ class PlayButton;
 class ProgressIndicator;
 class RegionPicker;
 class SelectableLabel;
+struct StartupTokens;
 
 // What the window tells and asks its delegate, always on the main thread.
 class WindowDelegate {
@@ -47,6 +48,9 @@ class MainWindow : public QWidget {
 
   // Shows the window in the middle of the screen and gives it the keyboard.
   void makeKeyAndOrderFront();
+
+  // While the window is shown, also minimised: to where the player sees it, with the keyboard.
+  void comeForward(const StartupTokens &tokens);
 
   // Hides the window. The menu then stays within reach through a status icon, on desktops that have
   // a place for one.

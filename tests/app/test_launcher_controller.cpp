@@ -466,6 +466,7 @@ class TestLauncherController : public QObject {
   struct Observer : ApplicationDelegate {
     explicit Observer(TestLauncherController &owner) : test(owner) {}
     void applicationDidFinishLaunching() override {}
+    bool applicationShouldHandleReopen(const StartupTokens & /*tokens*/) override { return false; }
     bool applicationShouldTerminateAfterLastWindowClosed() override { return false; }
     TerminateReply applicationShouldTerminate() override {
       test.terminations += 1;

@@ -1,0 +1,16 @@
+#include "app/second_start.h"
+
+namespace tarvex {
+
+bool mayBeSecondStart(const std::vector<std::string> &arguments) {
+  return arguments.size() <= 1;
+}
+
+SecondStart onSecondStart(bool windowIsVisible, bool runIsAlive) {
+  if (windowIsVisible) {
+    return SecondStart::comeForward;
+  }
+  return runIsAlive ? SecondStart::leaveAlone : SecondStart::makeWay;
+}
+
+}  // namespace tarvex
