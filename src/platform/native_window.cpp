@@ -137,19 +137,25 @@ void dressNativeWindow(const QWindow &window, const QColor &background) {
   }
 }
 
-void bringToFront(QWindow &window, const StartupTokens &tokens) {
-  // From there Qt takes it on Wayland. Desktops that know no token of its own kind give the other.
-  const std::string &token =
-      tokens.activationToken.empty() ? tokens.startupId : tokens.activationToken;
+bool bringToFront(QWindow &window, const StartupTokens &tokens) {
   xcb_connection_t *const connection = x11Connection();
-  if (connection == nullptr && !token.empty()) {
-    ::setenv("XDG_ACTIVATION_TOKEN", token.c_str(), 1);
+  if (connection == nullptr) {
+    // Desktops that know no token of its own kind give the other.
+    const std::string &token =
+        tokens.activationToken.empty() ? tokens.startupId : tokens.activationToken;
+    if (token.empty()) {
+      return false;
+    }
+    // Qt takes it from there, if it can be used.
+    constexpr const char *variable = "XDG_ACTIVATION_TOKEN";
+    ::setenv(variable, token.c_str(), 1);
+    window.requestActivate();
+    const bool isUsed = std::getenv(variable) == nullptr;
+    ::unsetenv(variable);
+    return isUsed;
   }
   window.raise();
   window.requestActivate();
-  if (connection == nullptr) {
-    return;
-  }
   // Qt has asked with the time of the last event here, which is older than the last elsewhere.
   const auto handle = static_cast<xcb_window_t>(window.winId());
   const xcb_timestamp_t started = timeIn(tokens.startupId);
@@ -167,6 +173,7 @@ void bringToFront(QWindow &window, const StartupTokens &tokens) {
     endStartupFeedback(connection, handle, tokens.startupId);
   }
   xcb_flush(connection);
+  return true;
 }
 
 // On X11 Qt finds the area when it comes. Its question about one looks elsewhere, too, and

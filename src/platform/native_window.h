@@ -13,11 +13,11 @@ struct StartupTokens;
 // (_GTK_THEME_VARIANT). Once the window has its native handle, and before it is shown.
 void dressNativeWindow(const QWindow &window, const QColor &background);
 
-// Puts the window, which is shown or minimised, before all others and gives it the keyboard, on the
+// Has the window, which is shown or minimised, put before all others with the keyboard, on the
 // strength of another start's tokens. On X11 that start's feedback (a busy pointer) ends as well.
-// After EWMH's _NET_ACTIVE_WINDOW and the Startup Notification Protocol, and after xdg-activation
-// on Wayland, whose compositors may only draw attention to the window when there is no token.
-void bringToFront(QWindow &window, const StartupTokens &tokens);
+// After EWMH's _NET_ACTIVE_WINDOW and the Startup Notification Protocol; after xdg-activation on
+// Wayland. False: there is no way to ask, because of the compositor or for lack of a token.
+bool bringToFront(QWindow &window, const StartupTokens &tokens);
 
 // Whether a status icon may find a place on this desktop, now or later.
 bool mayHaveStatusArea();

@@ -148,7 +148,10 @@ void MainWindow::makeKeyAndOrderFront() {
 
 void MainWindow::comeForward(const StartupTokens &tokens) {
   setWindowState(windowState() & ~Qt::WindowMinimized);
-  bringToFront(*windowHandle(), tokens);
+  if (!bringToFront(*windowHandle(), tokens)) {
+    hide();
+    show();  // as a new window it comes in front
+  }
 }
 
 void MainWindow::orderOut() {

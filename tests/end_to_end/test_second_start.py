@@ -129,6 +129,18 @@ class SecondStartTest(LauncherTest):
             self.assertEqual(told.rstrip(b"\0").decode(),
                              f'remove: ID="{escaped}"' if startup_id else "")
 
+    def test_window_comes_forward_on_wayland(self):
+        with desktop.wayland() as environment, open(self.folder / "protocol", "w+") as protocol:
+            launcher = self.enterContext(desktop.launch(
+                self.bundle, self.home, environment={**environment, "WAYLAND_DEBUG": "client"},
+                preexec_fn=lambda: os.dup2(protocol.fileno(), 2)))
+            launcher.wait_for(button="Play")
+            self.assert_ended(self.launch(**environment, XDG_ACTIVATION_TOKEN="x"))
+            launcher.activate("push button", "Play")
+            launcher.wait_for(status="Launching Aurora Reach…")
+            protocol.seek(0)
+            self.assertEqual(protocol.read().count(".get_toplevel("), 2)
+
     def test_launcher_behind_its_game_is_left_alone(self):
         for arguments in [], ["--region", "mossgate"]:
             with self.subTest(arguments), self.hidden_by_the_game(*arguments) as hidden:
