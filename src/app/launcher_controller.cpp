@@ -1,12 +1,10 @@
 #include "app/launcher_controller.h"
 
-#include <QDesktopServices>
-#include <QUrl>
-
 #include "app/second_start.h"
 #include "install/launcher_log.h"
 #include "install/locations.h"
 #include "platform/background_removal.h"
+#include "platform/text_viewer.h"
 #include "platform/user_settings.h"
 #include "updater/failures.h"
 
@@ -208,10 +206,7 @@ void LauncherController::appendLog(std::string_view text) {
 }
 
 void LauncherController::openLog() {
-  // The path's own bytes, which need not be UTF-8.
-  const QByteArray path = QByteArray::fromStdString(launcherLog(supportDirectory()));
-  const QByteArray url = "file://" + path.toPercentEncoding("/");
-  QDesktopServices::openUrl(QUrl::fromEncoded(url));
+  showTextFile(launcherLog(supportDirectory()), environment, this);
 }
 
 void LauncherController::setButton(ButtonState state) {
