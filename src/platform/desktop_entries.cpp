@@ -3,6 +3,7 @@
 #include <QFile>
 #include <QStandardPaths>
 #include <algorithm>
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <set>
@@ -16,6 +17,9 @@ namespace {
 
 using Group = std::map<std::string, std::string, std::less<>>;
 using KeyFile = std::map<std::string, Group, std::less<>>;
+
+// The cache of a desktop with thousands of applications has some hundred kilobytes.
+constexpr std::size_t largestKeyFile = 4'194'304;
 
 std::vector<std::string> split(std::string_view text, char separator) {
   std::vector<std::string> parts;
@@ -39,7 +43,7 @@ std::string_view trimmed(std::string_view text) {
 KeyFile readKeyFile(const std::filesystem::path &path) {
   KeyFile file;
   Group *group = nullptr;
-  for (const std::string &whole : split(readFile(path).value_or(""), '\n')) {
+  for (const std::string &whole : split(readFile(path, largestKeyFile).value_or(""), '\n')) {
     const std::string_view line = trimmed(whole);
     const std::size_t equals = line.find('=');
     if (line.starts_with('[') && line.ends_with(']')) {
