@@ -26,23 +26,25 @@ set_target_properties(tarvex-launcher PROPERTIES
   BUILD_RPATH "$ORIGIN/../Frameworks")
 target_link_options(tarvex-launcher PRIVATE LINKER:--disable-new-dtags)
 
-# The resources are the demo's, so that what is built works as it stands.
+# The resources are the updater and the demo's configuration, so that what is built works as it
+# stands: it takes the demo's releases from their folder, until scripts/run names a web server.
 set(bundle_resources "${TARVEX_BUNDLE}/Contents/Resources")
+file(GLOB updater CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/client-updater/*.py")
+list(FILTER updater EXCLUDE REGEX "/publish\\.py$")
+configure_file(${CMAKE_SOURCE_DIR}/demo/launcher-config.json
+               "${CMAKE_BINARY_DIR}/demo/launcher-config.json" @ONLY)
+set(resources ${updater} "${CMAKE_BINARY_DIR}/demo/launcher-config.json"
+    "${CMAKE_SOURCE_DIR}/packaging/icons/com.tarvex.launcher.svg")
 add_custom_command(
   OUTPUT "${CMAKE_BINARY_DIR}/bundle-resources.stamp"
   COMMAND ${CMAKE_COMMAND} -E rm -rf "${bundle_resources}"
   COMMAND ${CMAKE_COMMAND} -E make_directory "${bundle_resources}"
-  COMMAND ${CMAKE_COMMAND} -E copy "${CMAKE_SOURCE_DIR}/demo/client_updater.py"
-          "${CMAKE_SOURCE_DIR}/demo/launcher-config.json"
-          "${CMAKE_SOURCE_DIR}/packaging/icons/com.tarvex.launcher.svg" "${bundle_resources}"
-  COMMAND ${CMAKE_COMMAND} -E copy_directory "${CMAKE_BINARY_DIR}/demo/releases"
-          "${bundle_resources}/releases"
+  COMMAND ${CMAKE_COMMAND} -E copy ${resources} "${bundle_resources}"
   COMMAND ${CMAKE_COMMAND} -E touch "${CMAKE_BINARY_DIR}/bundle-resources.stamp"
-  DEPENDS demo-releases "${CMAKE_BINARY_DIR}/demo/releases.stamp"
-          "${CMAKE_SOURCE_DIR}/demo/client_updater.py"
-          "${CMAKE_SOURCE_DIR}/demo/launcher-config.json"
+  DEPENDS ${resources}
   VERBATIM)
-add_custom_target(bundle ALL DEPENDS "${CMAKE_BINARY_DIR}/bundle-resources.stamp" tarvex-launcher)
+add_custom_target(bundle ALL DEPENDS "${CMAKE_BINARY_DIR}/bundle-resources.stamp" tarvex-launcher
+                  demo-releases)
 
 # Only for the package, whose script asks for it; elsewhere the machine's own plugin is found.
 find_library(WAYLAND_CLIENT NAMES libQt6WaylandClient.so.6)

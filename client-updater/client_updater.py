@@ -1,0 +1,215 @@
+#!/usr/bin/python3
+"""Checks for, installs and starts the Tarvex client on behalf of the launcher.
+
+    client_updater.py --config FILE --region ID
+                      [--launcher-bundle FOLDER --launcher-version VERSION]
+                      [--relaunched-from VERSION] [--no-self-update]
+                      [--check | --update-only | --repair | -- GAME ARGUMENT...]
+
+    --check        says in one UPDATE_CHECK line what could be updated; changes nothing
+    --update-only  brings the launcher up to date, or else the client
+    --repair       reads all of the installed client, and makes good what is wrong with it
+    none of them   does what --update-only does, then runs the game and ends with its exit status
+
+The launcher reads standard output and standard error as one stream of UTF-8 lines and acts on those
+that it knows: the literal texts below are an interface, down to the character "…". A failure is one
+line "Tarvex launcher error: " with a sentence for the player, and exit status 1.
+
+The operator's part of launcher-config.json, beside the regions:
+
+    "releases"        the address that scripts/publish's folder has on the web
+    "publicKey"       the key that releases must be signed with, as minisign prints it; optional
+    "connections", "timeoutSeconds"    6 and 20, if nothing else is said
+    "offlinePlay"     true when an installed game may be played without a network
+
+The modules beside this file: release decides; trust verifies signatures; fetch asks the server;
+download does that for many files at once; store knows the disk; install makes a release of all that;
+client knows what is installed for a region; launcher replaces the launcher. What only an installation needs is loaded when there is one.
+"""
+
+from __future__ import annotations
+
+import sys
+
+sys.dont_write_bytecode = True  # the modules lie in the launcher's bundle, which stays as it came
+
+import errno
+import fcntl
+import os
+import signal
+
+import release
+from client import Region
+from fetch import one_line
+from release import Fault, UpdateError
+from store import read_record, support_folder
+
+# For each option whether a value follows.
+OPTIONS = {"--config": True, "--region": True, "--launcher-bundle": True, "--launcher-version": True,
+           "--relaunched-from": True, "--no-self-update": False, "--check": False,
+           "--update-only": False, "--repair": False}
+MODES = ("--check", "--update-only", "--repair")
+
+
+def say(line):
+    try:
+        print(line, flush=True)
+    except BrokenPipeError:
+        # The launcher is gone. Python would try to write the line once more at its own end.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        sys.exit(1)
+
+
+# --- The modes -----------------------------------------------------------------------------------
+
+
+def check(region, arguments):
+    offer = region.read_offer()
+    if offer is None:
+        say("UPDATE_CHECK launcher=unknown client=current")
+        return
+    client = "current" if region.is_current(offer) else f"available:{offer.release['releaseId']}"
+    world = offer.release.get("worldVersion", "unknown")
+    say(f"UPDATE_CHECK launcher={launcher_part(offer, arguments)} client={client} world={world}")
+
+
+def launcher_part(offer, arguments):
+    bundle = arguments.get("--launcher-bundle")
+    version = arguments.get("--launcher-version") if bundle else None
+    may_replace = (bundle and "--no-self-update" not in arguments
+                   and os.access(os.path.dirname(bundle), os.W_OK))
+    last = read_record(os.path.join(support_folder(), "launcher.json"))
+    return release.launcher_part(offer, last, version, arguments.get("--relaunched-from"), may_replace)
+
+
+def update(region, arguments):
+    """Returns whether the client is up to date; otherwise a new launcher goes on from here."""
+    offer = region.read_offer()
+    if offer and launcher_part(offer, arguments).startswith("available:"):
+        import launcher
+
+        launcher.update(region.config, offer, arguments["--launcher-bundle"], say)
+        return False
+    region.update(offer, repair="--repair" in arguments)
+    return True
+
+
+def play(region, arguments, game_arguments):
+    if not update(region, arguments):
+        return 0
+    with region.locked(fcntl.LOCK_SH):
+        command = region.command()
+        if not command:
+            raise UpdateError("The game is not installed completely.")
+        # Said before the game can write anything itself: the line must stand alone.
+        say("Starting Tarvex…")
+        return run_to_its_end([*command, *game_arguments])
+
+
+def run_to_its_end(command):
+    """Runs a child; a request to end that reaches this process is passed on to it."""
+    import subprocess
+
+    child = None
+    end_requested = False
+
+    def pass_on(_signal_number, _frame):
+        nonlocal end_requested
+        end_requested = True
+        if child:
+            child.terminate()
+
+    handle_end_requests(pass_on)
+    child = subprocess.Popen(command)
+    if end_requested:  # while the child was being started, too early for pass_on
+        child.terminate()
+    status = child.wait()
+    return status if status >= 0 else 128 - status
+
+
+# --- The program ---------------------------------------------------------------------------------
+
+
+def handle_end_requests(handler):
+    for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+        signal.signal(number, handler)
+
+
+def unwind(signal_number, _frame):
+    """Ends this process by an exception, so that every "finally" on the way cleans up."""
+    handle_end_requests(signal.SIG_IGN)
+    sys.exit(128 + signal_number)
+
+
+def parse_arguments(words):
+    """The options with their values, and the game's arguments. argparse would take a fifth of the time
+    that a check has."""
+    arguments, words = {}, iter(words)
+    for word in words:
+        if word == "--":
+            break
+        if word not in OPTIONS:
+            raise UpdateError(f"The updater was called wrongly: {word} is unknown.")
+        value = next(words, None) if OPTIONS[word] else True
+        if value is None:
+            raise UpdateError(f"The updater was called wrongly: {word} needs a value.")
+        arguments[word] = value
+    if sum(mode in arguments for mode in MODES) > 1:
+        raise UpdateError("The updater was called wrongly: there is more than one mode.")
+    for needed in ("--config", "--region"):
+        if needed not in arguments:
+            raise UpdateError(f"The updater was called wrongly: {needed} is missing.")
+    return arguments, list(words)
+
+
+def read_config(path, region_id):
+    try:
+        with open(path, "rb") as file:
+            config = release.read_config(file.read(), region_id)
+    except (OSError, Fault) as error:
+        raise UpdateError("The launcher’s configuration is missing or damaged.") from error
+    if "://" in config.releases:
+        return config
+    return config._replace(releases=os.path.join(os.path.dirname(path), config.releases))
+
+
+def sentence_for(error):
+    if isinstance(error, UpdateError):
+        return str(error)
+    if not isinstance(error, OSError):  # the player gets a sentence even for a mistake of this program
+        return f"The updater failed unexpectedly ({type(error).__name__}: {error})."
+    if error.errno in (errno.ENOSPC, errno.EDQUOT):
+        return "There is not enough free space on the disk."
+    files = error.filename or f"its files in {support_folder()}"
+    if error.errno in (errno.EACCES, errno.EPERM, errno.EROFS):
+        return f"Tarvex has no permission to use {files}."
+    return f"Tarvex cannot use {files} ({error.strerror})."
+
+
+def run(words):
+    arguments, game_arguments = parse_arguments(words)
+    config = read_config(arguments["--config"], arguments["--region"])
+    region = Region(arguments["--region"], config, say)
+    if "--check" in arguments:
+        check(region, arguments)
+    elif "--update-only" in arguments or "--repair" in arguments:
+        update(region, arguments)
+    else:
+        return play(region, arguments, game_arguments)
+    return 0
+
+
+def main():
+    sys.stdout.reconfigure(encoding="utf-8", errors="replace")
+    handle_end_requests(unwind)
+    try:
+        return run(sys.argv[1:])
+    except Exception as error:
+        if error.__cause__:
+            say("Cause: " + one_line(error.__cause__))
+        say("Tarvex launcher error: " + " ".join(sentence_for(error).split()))
+        return 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

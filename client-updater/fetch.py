@@ -1,0 +1,258 @@
+"""Reading from the server that has the releases. A Folder or a Site is one connection: it belongs to
+one thread, but any other may abort() it.
+
+Both have blocks(name, size, offset, fresh), which yields the content from offset on in pieces, each
+with its place. The first may be at 0 instead, where a server does not know ranges. It raises a Failure
+where the server does not answer as it should, and a Fault where the answer cannot be what was
+published.
+"""
+
+from __future__ import annotations
+
+import contextlib
+import http.client
+import os
+import re
+import socket
+import ssl
+import time
+from urllib.parse import urljoin, urlsplit
+
+from release import BLOCK_SIZE, Fault, UpdateError, is_loopback, may_ask
+
+REDIRECTS = (301, 302, 303, 307, 308)
+MAX_REDIRECTS = 5
+WORTH_A_RETRY = (408, 425, 429, 500, 502, 503, 504)
+PAUSES = (0.25, 0.5, 1, 2, 4)  # seconds before each further attempt
+PATIENCE = 45  # seconds of attempts that bring nothing
+
+UNREACHABLE = "{host} cannot be reached. Check the network connection and try again."
+BROKEN_OFF = "The connection to {host} broke off. Try again: what has arrived is kept."
+UNTRUSTED = ("The certificate of {host} is not valid. Check the date of this computer, or try another "
+             "network.")
+REFUSED = "{host} refuses the download. Try again later."
+MISSING = "{host} does not have the files of the release. Try again later."
+REDIRECTED = "{host} leads to an unsafe address. Try another network."
+DAMAGED = "The release on the server is damaged. Try again later."
+
+
+class Failure(Exception):
+    """An attempt that failed: with a sentence for the player, and whether another one may help."""
+
+    def __init__(self, sentence, host, reason, again=False):
+        super().__init__(reason)
+        self.sentence = sentence.format(host=host)
+        self.again = again
+
+
+class Attempts:
+    """How often something is tried. tell gets a line for the log, wait the seconds of a pause."""
+
+    def __init__(self, tell, wait=time.sleep):
+        self.tell, self.wait = tell, wait
+        self.fresh = False  # whether to ask past all caches
+        self.progressed()
+
+    def progressed(self):
+        self.pauses = iter(PAUSES)
+        self.end = time.monotonic() + PATIENCE
+
+    def failed(self, error):
+        """Returns when it is time to try again, or raises what the player is told."""
+        if isinstance(error, Fault):
+            if self.fresh:
+                raise UpdateError(DAMAGED) from error
+            self.fresh = True
+        else:
+            pause = next(self.pauses, None)
+            if not error.again or pause is None or time.monotonic() + pause > self.end:
+                raise UpdateError(error.sentence) from error
+            self.wait(pause)
+        self.tell(f"Trying again ({one_line(error)})")
+
+
+def one_line(error):
+    return " ".join(f"{type(error).__name__}: {error}".split())[:500]
+
+
+def connect(config):
+    if "://" in config.releases:
+        return Site(config.releases, config.timeout, config.public_key is not None)
+    return Folder(config.releases)
+
+
+def read(connection, name, accept, attempts, limit, size=None):
+    """What accept makes of the whole content; it raises a Fault where that is wrong."""
+    while True:
+        try:
+            content = bytearray()
+            for _, block in connection.blocks(name, size, 0, attempts.fresh):
+                content += block
+                if len(content) > limit:
+                    raise Fault(f"{name} is too long")
+                if time.monotonic() > attempts.end:
+                    raise Failure(BROKEN_OFF, "The server", f"{name} comes too slowly")
+            return accept(bytes(content))
+        except (Failure, Fault) as error:
+            attempts.failed(error)
+
+
+class Folder:
+    """Releases in a folder of this computer, for trying them out."""
+
+    def __init__(self, path):
+        self.path = path
+
+    def blocks(self, name, size, offset, fresh=False):
+        try:
+            with open(os.path.join(self.path, name), "rb") as source:
+                if size is not None and os.fstat(source.fileno()).st_size != size:
+                    raise Fault(f"{name} has the wrong length")
+                source.seek(offset)
+                while block := source.read(BLOCK_SIZE):
+                    yield offset, block
+                    offset += len(block)
+        except FileNotFoundError as error:
+            raise Failure(MISSING, self.path, error) from error
+
+    def abort(self):
+        pass
+
+    close = abort
+
+
+class Site:
+    def __init__(self, address, timeout, has_key):
+        self.address = address.rstrip("/") + "/"
+        self.timeout = timeout  # seconds, to connect and of silence
+        self.has_key = has_key
+        self.connections = {}  # by scheme and host: after a redirect there is more than one
+
+    def blocks(self, name, size, offset, fresh=False):
+        address, host = self.address + name, None
+        try:
+            for _ in range(MAX_REDIRECTS + 1):
+                host, answered = host_of(address), False
+                response = self.ask(address, offset, fresh)
+                answered = True
+                if response.status not in REDIRECTS:
+                    break
+                address = self.redirected(address, response.getheader("Location", ""))
+                if response.length is None or response.length > BLOCK_SIZE:
+                    self.close()
+                else:  # or the connection cannot be asked again
+                    response.read()
+            place = judged(response, host, size, offset)
+            left = None if size is None else size - place
+            # One more than is wanted, so that more than that is seen.
+            while block := response.read1(BLOCK_SIZE if left is None else min(BLOCK_SIZE, left + 1)):
+                if left is not None and len(block) > left:
+                    raise Fault(f"{name} is too long")
+                yield place, block
+                place += len(block)
+                left = None if left is None else left - len(block)
+            if left or response.length:
+                raise Failure(BROKEN_OFF, host, f"{name} ends at {place}", again=True)
+        except ssl.SSLCertVerificationError as error:
+            self.close()
+            raise Failure(UNTRUSTED, host, error) from error
+        except (OSError, http.client.HTTPException, ValueError) as error:
+            self.close()
+            sentence = BROKEN_OFF if answered else UNREACHABLE
+            again = not isinstance(error, ValueError)
+            raise Failure(sentence, host, one_line(error), again) from error
+        except BaseException:  # also when the caller has had enough
+            self.close()
+            raise
+
+    def ask(self, address, offset, fresh):
+        headers = {"User-Agent": "tarvex-updater", "Accept-Encoding": "identity"}
+        if offset:
+            headers["Range"] = f"bytes={offset}-"
+        if fresh:
+            headers["Cache-Control"] = "no-cache"
+        parts = urlsplit(address)
+        proxy, authorization = proxy_for(parts)
+        target = parts._replace(scheme="", netloc="", fragment="").geturl()
+        if proxy and parts.scheme == "http":
+            target = address
+            headers.update(authorization)
+        key = (parts.scheme, parts.netloc)
+        if key not in self.connections:
+            self.connections[key] = self.connection(parts, proxy, authorization)
+        self.connections[key].request("GET", target, headers=headers)
+        return self.connections[key].getresponse()
+
+    def connection(self, parts, proxy, authorization):
+        secure = parts.scheme == "https"
+        kind = http.client.HTTPSConnection if secure else http.client.HTTPConnection
+        if not proxy:
+            return kind(parts.hostname, parts.port, timeout=self.timeout)
+        connection = kind(proxy.hostname, proxy.port or 80, timeout=self.timeout)
+        if secure:
+            connection.set_tunnel(parts.hostname, parts.port, authorization)
+        return connection
+
+    def redirected(self, address, location):
+        target = urljoin(address, location)
+        if not may_ask(target, self.has_key, asked_before=address):
+            raise Failure(REDIRECTED, host_of(address), f"redirected to {target}")
+        return target
+
+    def abort(self):
+        """Ends what is under way, for another thread that waits for it."""
+        for connection in list(self.connections.values()):
+            with contextlib.suppress(OSError, AttributeError):
+                connection.sock.shutdown(socket.SHUT_RDWR)
+
+    def close(self):
+        for connection in self.connections.values():
+            connection.close()
+        self.connections = {}
+
+
+def host_of(address):
+    return urlsplit(address).hostname
+
+
+def judged(response, host, size, offset):
+    """The place at which the body of an answer begins."""
+    status, length = response.status, response.length
+    if status == 416:
+        raise Fault("the server has less than was there already")
+    if status not in (200, 206):
+        sentence = MISSING if status in (404, 410) else REFUSED
+        raise Failure(sentence, host, f"HTTP status {status}", status in WORTH_A_RETRY)
+    place = 0
+    if status == 206:
+        place = offset
+        said = response.getheader("Content-Range", "")
+        found = re.fullmatch(r"bytes (\d{1,18})-(\d{1,18})/(\d{1,18}|\*)", said)
+        if not offset or not found or (int(found[1]), int(found[2])) != (offset, size - 1) or (
+                found[3] not in ("*", str(size))):
+            raise Fault(f"the server answers with the range “{said}”")
+    if None not in (length, size) and length != size - place:
+        raise Fault(f"{length} bytes in place of {size - place}")
+    return place
+
+
+def proxy_for(parts):
+    """The proxy that the environment names, and the headers that it wants."""
+    named = any(name.lower().endswith("_proxy") for name in os.environ)
+    if not named or is_loopback(parts.hostname):
+        return None, {}
+    from base64 import b64encode
+    from urllib.parse import unquote
+    from urllib.request import getproxies_environment, proxy_bypass_environment
+
+    proxies = getproxies_environment()
+    address = proxies.get(parts.scheme) or proxies.get("all")
+    if not address or proxy_bypass_environment(parts.netloc):
+        return None, {}
+    proxy = urlsplit(address if "://" in address else "http://" + address)
+    if proxy.scheme != "http" or not proxy.hostname:
+        raise ValueError("a proxy of an unknown kind")
+    if proxy.username is None:
+        return proxy, {}
+    secret = f"{unquote(proxy.username)}:{unquote(proxy.password or '')}".encode()
+    return proxy, {"Proxy-Authorization": "Basic " + b64encode(secret).decode()}

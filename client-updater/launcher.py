@@ -1,0 +1,76 @@
+"""Replaces the launcher's bundle, NAME.app. The new one is made beside it, in NAME.app.new; swapping the
+two is the one step that switches over. The old one goes to NAME.app.old, which the next launcher
+deletes when it starts."""
+
+from __future__ import annotations
+
+import contextlib
+import fcntl
+import os
+
+from install import Work
+from release import Fault, Manifest, UpdateError, path_fault
+from store import (exchange, local_path, locked, make_private_folder, remove, replace_record, support_folder,
+                   sync)
+
+
+def record_path():
+    return os.path.join(support_folder(), "launcher.json")
+
+
+def update(config, offer, bundle, say):
+    make_private_folder(support_folder())
+    lock = os.path.join(support_folder(), "launcher.lock")
+    with locked(lock, fcntl.LOCK_EX, "The launcher is being updated"):
+        say(f"Updating launcher to {offer.launcher}…")
+        work = Work(bundle + ".new", "launcher", config, say)
+        manifest = work.fetch_manifest(offer.launcher_manifest)
+        # As open to other users as the bundle that it replaces.
+        access = os.stat(bundle).st_mode & 0o777
+        work.complete(manifest, [(bundle, manifest)],
+                      lambda file: access if file.executable else access & 0o666)
+        for folder, _, _ in os.walk(work.files):
+            os.chmod(folder, access)
+        if not is_launcher(work.files, offer.launcher):
+            remove(work.folder)
+            raise UpdateError("The release on the server does not contain that launcher.")
+        put_in_place(work.files, bundle)
+        remove(work.folder)
+        sync(os.path.dirname(bundle))
+        # Whoever is killed before this finds the launcher up to date, and only forgets when it came.
+        replace_record(record_path(), {"version": offer.launcher, "counter": offer.counter})
+    say(f"Installed launcher {offer.launcher}. Restarting…")
+
+
+def is_launcher(bundle, version):
+    import plistlib
+
+    try:
+        with open(os.path.join(bundle, "Contents/Info.plist"), "rb") as file:
+            information = plistlib.load(file)
+        program = os.path.join(bundle, "Contents/Linux", information["CFBundleExecutable"])
+        resources = os.path.join(bundle, "Contents/Resources")
+        return (information["CFBundleVersion"] == version and os.access(program, os.X_OK)
+                and all(os.path.isfile(os.path.join(resources, name))
+                        for name in ("client_updater.py", "launcher-config.json")))
+    except Exception:  # there are many ways in which a property list can be damaged
+        return False
+
+
+def put_in_place(new, bundle):
+    """Gives the new bundle the place, and retires the old one. Whenever this process is killed, a
+    whole bundle is at the place."""
+    retired = bundle + ".old"
+    remove(retired)
+    if exchange(new, bundle):
+        with contextlib.suppress(OSError):  # then it goes with what else is left of the update
+            os.rename(new, retired)
+        return
+    # Two steps, for a moment without a bundle: here only a kill at that moment does harm.
+    try:
+        os.rename(bundle, retired)
+        os.rename(new, bundle)
+    except BaseException:
+        if not os.path.exists(bundle):
+            os.rename(retired, bundle)
+        raise

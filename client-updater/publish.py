@@ -1,0 +1,315 @@
+#!/usr/bin/python3
+"""Publishes a game, or a launcher, in a folder that any web server can serve.
+
+    publish GAME_FOLDER --to WEB_FOLDER --region ID --release NAME [--start COMMAND]
+                        [--revision TEXT] [--world VERSION] [--key FILE] [--keep N]
+    publish --to WEB_FOLDER --region ID --release NAME      takes back: offers a release again that
+                                                            was published before
+    publish --to WEB_FOLDER --launcher ARCHIVE              what scripts/package made, or a bundle;
+                                                            may go with each of the others
+
+COMMAND is the program in the game's folder, with arguments if there are any; it may be left out where
+the folder has exactly one executable file beside its folders. --key names a secret key of minisign's:
+what has been published with one, updaters that know the public key accept, and no other. --keep takes
+all but the last N releases of each region, and of the launcher, out.
+
+In WEB_FOLDER, objects/ has the files under their hashes, history/ the descriptions of all releases
+that are kept, and release.json those that are offered. Everything is added before release.json names
+it, and nothing is written twice, so the folder can be served while it changes. When it is copied to a
+server, release.json comes last.
+"""
+
+from __future__ import annotations
+
+import argparse
+import contextlib
+import fcntl
+import hashlib
+import json
+import os
+import plistlib
+import re
+import shlex
+import shutil
+import subprocess
+import sys
+import tarfile
+import tempfile
+import time
+import zlib
+from pathlib import Path
+
+sys.dont_write_bytecode = True
+
+from release import (BLOCK_SIZE, DESCRIPTION, REGION_ID, RELEASE_ID, VERSION, WORLD, Fault, Object,
+                     read_json, read_manifest)
+from store import digest_of, replace_file, sync_disk_of
+
+SAVES = 0.95  # the part of its size that a compressed object may have
+
+
+class Mistake(Exception):
+    """What is wrong with what was asked for; a sentence for the operator."""
+
+
+# --- What is published ---------------------------------------------------------------------------
+
+
+def files_in(folder):
+    """All files of a folder. A link counts as the file that it leads to."""
+    for place, folders, names in os.walk(folder):
+        for path in (Path(place, name) for name in names + folders):
+            if path.is_file():
+                yield path
+            elif path.is_symlink() or not path.is_dir():
+                raise Mistake(f"{path} is neither a file nor a folder.")
+
+
+@contextlib.contextmanager
+def bundle_in(archive):
+    """The bundle's folder, of a package or of a bundle."""
+    if archive.is_dir():
+        yield archive
+        return
+    with tempfile.TemporaryDirectory() as folder:
+        try:
+            with tarfile.open(archive) as members:
+                for entry in members:
+                    _, bundle, path = entry.name.partition(".app/")
+                    target = Path(folder, path)
+                    if bundle and entry.isfile() and ".." not in target.parts:
+                        target.parent.mkdir(parents=True, exist_ok=True)
+                        with open(target, "wb") as file:
+                            shutil.copyfileobj(members.extractfile(entry), file)
+                        target.chmod(entry.mode & 0o777)
+        except (OSError, tarfile.TarError) as error:
+            raise Mistake(f"{archive} is no package of the launcher ({error}).") from error
+        yield Path(folder)
+
+
+def version_of(bundle):
+    try:
+        information = plistlib.loads((bundle / "Contents/Info.plist").read_bytes())
+        version = information["CFBundleVersion"]
+        if re.fullmatch(VERSION, version):
+            return version
+    except Exception:  # there are many ways in which a property list can be damaged
+        pass
+    raise Mistake("There is no launcher, or it has no version that another launcher would take.")
+
+
+def command_of(text, entries):
+    if text:
+        return shlex.split(text)
+    programs = [entry["path"] for entry in entries
+                if entry["mode"] == "755" and "/" not in entry["path"]]
+    if len(programs) != 1:
+        raise Mistake("Which file starts the game? Say it with --start.")
+    return programs
+
+
+# --- The folder ----------------------------------------------------------------------------------
+
+
+class Web:
+    def __init__(self, folder):
+        self.folder = folder
+        self.added = 0  # bytes
+
+    def path(self, name):
+        path = self.folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        return path
+
+    def add(self, source):
+        """Adds a file, unless it is there. Returns how it is described in a manifest."""
+        with open(source, "rb") as file:
+            content = Object(digest_of(file), file.tell(), None)
+            for known in (content, content._replace(packed=0)):
+                path = self.path(known.name)
+                if path.exists():
+                    return described(content, path.stat().st_size if known.is_packed else None)
+            packed = self.pack(file, content)
+        if packed is None:
+            new = self.path(content.name + ".new")
+            shutil.copyfile(source, new)
+            os.replace(new, self.path(content.name))
+        self.added += packed or content.size
+        return described(content, packed)
+
+    def pack(self, file, content):
+        """Adds the file compressed, if that saves; returns its size then."""
+        file.seek(0)
+        start = file.read(4 * BLOCK_SIZE)
+        if len(zlib.compress(start)) > SAVES * len(start):
+            return None
+        path = self.path(content._replace(packed=0).name)
+        file.seek(0)
+        packer = zlib.compressobj()
+        with open(f"{path}.new", "wb") as target:
+            while block := file.read(BLOCK_SIZE):
+                target.write(packer.compress(block))
+            target.write(packer.flush())
+            size = target.tell()
+        if size > SAVES * content.size:
+            os.unlink(f"{path}.new")
+            return None
+        os.replace(f"{path}.new", path)
+        return size
+
+    def add_release(self, folder, start=None):
+        """Adds all files and their manifest. Without a start there is no game in it."""
+        entries = [{"path": path.relative_to(folder).as_posix(),
+                    "mode": "755" if os.access(path, os.X_OK) else "644", **self.add(path)}
+                   for path in sorted(files_in(folder))]
+        manifest = {"files": entries}
+        if start is not None:
+            manifest["command"] = command_of(start, entries)
+        text = json.dumps(manifest, separators=(",", ":")).encode()
+        try:
+            read_manifest(text)
+        except Fault as fault:
+            raise Mistake(f"This cannot be published: {fault}.") from fault
+        with tempfile.NamedTemporaryFile() as file:
+            file.write(text)
+            file.flush()
+            return self.add(file.name)
+
+    def envelope(self):
+        path = self.folder / DESCRIPTION
+        return read_json(path.read_bytes()) if path.exists() else {"release": "{}"}
+
+    def offer(self, description, key):
+        text = json.dumps(description, indent=1, sort_keys=True)
+        envelope = {"release": text}
+        if key:
+            envelope["signature"] = signature_of(text, key, f"counter {description['counter']}")
+        sync_disk_of(self.folder)
+        replace_file(str(self.folder / DESCRIPTION), json.dumps(envelope, indent=1).encode())
+
+    # --- What was published before ---
+
+    def remember(self, series, name, entry, counter):
+        text = json.dumps({"name": name, "counter": counter, "entry": entry}, indent=1)
+        replace_file(str(self.path(f"history/{series}/{name}.json")), text.encode())
+
+    def history(self, series):
+        """The newest first."""
+        entries = [json.loads(path.read_bytes())
+                   for path in self.folder.glob(f"history/{series}/*.json")]
+        return sorted(entries, key=lambda entry: -entry["counter"])
+
+    def keep(self, count):
+        """Takes out all but the last releases, and the objects that no other one needs."""
+        needed = set()
+        for series in {path.parent.relative_to(self.folder / "history")
+                       for path in self.folder.glob("history/**/*.json")}:
+            releases = self.history(series)
+            for release in releases[count:]:
+                (self.folder / "history" / series / f"{release['name']}.json").unlink()
+            for release in releases[:count]:
+                manifest = object_of(release["entry"]["manifest"])
+                needed.add(manifest.name)
+                content = (self.folder / manifest.name).read_bytes()
+                content = zlib.decompress(content) if manifest.is_packed else content
+                needed |= {object_of(entry).name for entry in json.loads(content)["files"]}
+        for path in self.folder.glob("objects/*/*"):
+            if str(path.relative_to(self.folder)) not in needed:
+                path.unlink()
+
+
+def described(content, packed):
+    return {"sha256": content.sha256, "size": content.size,
+            **({} if packed is None else {"packed": packed})}
+
+
+def object_of(entry):
+    return Object(entry["sha256"], entry["size"], entry.get("packed"))
+
+
+def signature_of(text, key, comment):
+    with tempfile.TemporaryDirectory() as folder:
+        file, signature = Path(folder, DESCRIPTION), Path(folder, "signature")
+        file.write_bytes(text.encode())
+        try:  # asks for the key's password, if that has one
+            subprocess.run(["minisign", "-S", "-s", key, "-m", file, "-x", signature, "-t", comment],
+                           check=True, stdout=sys.stderr)
+        except (OSError, subprocess.CalledProcessError) as error:
+            raise Mistake(f"minisign has not signed the release ({error}).") from error
+        return signature.read_text()
+
+
+# --- The program ---------------------------------------------------------------------------------
+
+
+def client_entry(web, arguments):
+    """What is said of the release in release.json."""
+    if not arguments.game:
+        for release in web.history(f"regions/{arguments.region}"):
+            if release["name"] == arguments.release:
+                return release["entry"]
+        raise Mistake(f"There is no release {arguments.release} of {arguments.region} to take back to.")
+    manifest = web.add_release(arguments.game, arguments.start or "")
+    entry = {"releaseId": arguments.release, "manifest": manifest,
+             "sourceRevision": arguments.revision or manifest["sha256"][:40]}
+    return {**entry, **({"worldVersion": arguments.world} if arguments.world else {})}
+
+
+def publish(arguments):
+    arguments.to.mkdir(parents=True, exist_ok=True)
+    lock = os.open(arguments.to, os.O_RDONLY)  # until the end of this process
+    fcntl.flock(lock, fcntl.LOCK_EX)
+    web = Web(arguments.to)
+    envelope = web.envelope()
+    if "signature" in envelope and not arguments.key:
+        raise Mistake("What is published here is signed. Say with --key by which key.")
+    before = json.loads(envelope["release"])
+    after = {**before, "regions": dict(before.get("regions", {}))}
+    news = []
+    if arguments.launcher:
+        with bundle_in(arguments.launcher) as bundle:
+            after["launcher"] = {"version": version_of(bundle), "manifest": web.add_release(bundle)}
+        news.append(("launcher", after["launcher"]["version"], after["launcher"]))
+    if arguments.region:
+        after["regions"][arguments.region] = client_entry(web, arguments)
+        news.append((f"regions/{arguments.region}", arguments.release,
+                     after["regions"][arguments.region]))
+    if after == before and ("signature" in envelope) == bool(arguments.key):
+        print("Nothing is new.")
+    else:
+        after["counter"] = max(before.get("counter", 0) + 1, int(time.time()))
+        for series, name, entry in news:
+            web.remember(series, name, entry, after["counter"])
+        web.offer(after, arguments.key)
+        names = ", ".join(f"{series} {name}" for series, name, _ in news)
+        print(f"Published: {names}; {web.added:,} bytes are new.")
+    if arguments.keep:
+        web.keep(arguments.keep)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0], usage=__doc__.split("\n\n")[1])
+    parser.add_argument("game", type=Path, nargs="?")
+    parser.add_argument("--to", type=Path, required=True)
+    for name in ("region", "release", "start", "revision", "world", "key"):
+        parser.add_argument(f"--{name}")
+    parser.add_argument("--launcher", type=Path)
+    parser.add_argument("--keep", type=int)
+    arguments = parser.parse_args()
+    for name, form in (("region", REGION_ID), ("release", RELEASE_ID), ("revision", RELEASE_ID),
+                       ("world", WORLD), ("keep", "[1-9][0-9]*")):
+        value = getattr(arguments, name)
+        if value is not None and not re.fullmatch(form, str(value)):
+            parser.error(f"--{name} has to look like {form}")
+    if bool(arguments.region) != bool(arguments.release) or arguments.game and not arguments.region:
+        parser.error("a game needs a --region and a --release")
+    if not arguments.region and not arguments.launcher:
+        parser.error("there is nothing to publish")
+    try:
+        publish(arguments)
+    except (Mistake, OSError, Fault, ValueError) as error:
+        sys.exit(f"publish: {error}")
+
+
+if __name__ == "__main__":
+    main()

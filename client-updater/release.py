@@ -1,0 +1,241 @@
+"""What a server offers, as values: the configuration, the description of the releases, a manifest, and
+what follows from them. Nothing here touches the network or the disk, and nothing is believed: every
+function takes what it reads for a stranger's, and raises a Fault that says what is wrong with it.
+
+release.json, the description, names for each region the release, and the launcher that goes with all
+of them. Its counter grows with each publication, also when that takes a release back. A manifest has
+one entry for each file, and the command that starts the game. Manifests and files are objects: they
+lie on the server under the SHA-256 of their content, raw or, with the suffix ".z", in zlib's format.
+"""
+
+from __future__ import annotations
+
+import json
+import re
+from collections import namedtuple
+from urllib.parse import urlsplit
+
+DESCRIPTION = "release.json"
+MAX_DESCRIPTION = 1 << 20  # bytes
+MAX_MANIFEST = 32 << 20
+MAX_SIZE = 1 << 50
+BLOCK_SIZE = 1 << 18  # what is read at once
+
+# The launcher rejects a check report in which a release, a world or a version has another form.
+REGION_ID = r"[a-z][a-z0-9-]{0,31}"
+RELEASE_ID = r"[A-Za-z0-9][A-Za-z0-9._-]{0,63}"
+VERSION = r"[0-9a-f]{16}"
+WORLD = r"[0-9]{1,9}\.[0-9]{1,9}\.[0-9]{1,9}\.[0-9a-f]{12}"
+SHA256 = r"[0-9a-f]{64}"
+PUBLIC_KEY = r"RW[A-Za-z0-9+/]{54}"
+
+# Names that mean a device on some systems, whatever their extension is.
+DEVICES = {"con", "prn", "aux", "nul", "clock$", "conin$", "conout$"}
+DEVICES |= {name + digit for name in ("com", "lpt") for digit in "0123456789¹²³"}
+
+
+class UpdateError(Exception):
+    """A failure whose text is a sentence for the player. What caused it goes to the log."""
+
+
+class Fault(Exception):
+    """What is wrong with something that was read; for the log."""
+
+
+class Object(namedtuple("Object", "sha256 size packed")):
+    """packed: the size on the server where the object is compressed there, else None."""
+
+    name = property(lambda self: f"objects/{self.sha256[:2]}/{self.sha256}" + ".z" * self.is_packed)
+    is_packed = property(lambda self: self.packed is not None)
+    wire_size = property(lambda self: self.packed if self.is_packed else self.size)
+
+
+# path: text with "/" between names; executable: whether its owner may run it
+File = namedtuple("File", "path executable object")
+Manifest = namedtuple("Manifest", "files command")
+# release: what is said of a client, with the members of current.json; launcher: its version
+Offer = namedtuple("Offer", "counter release manifest launcher launcher_manifest")
+Config = namedtuple("Config", "region_name releases public_key connections timeout offline_play")
+
+
+# --- Reading -------------------------------------------------------------------------------------
+
+
+def read_json(data):
+    try:
+        value = json.loads(data)
+    except (ValueError, RecursionError) as error:
+        raise Fault(f"no JSON ({error})") from error
+    if not isinstance(value, dict):
+        raise Fault("no JSON object")
+    return value
+
+
+def member(value, name, kind):
+    """A member that has to be there; kind is a type, a form for texts, or a limit for numbers."""
+    found = value.get(name) if isinstance(value, dict) else None
+    if isinstance(kind, str):
+        fits = isinstance(found, str) and re.fullmatch(kind, found)
+    elif isinstance(kind, int):
+        fits = type(found) is int and 0 <= found <= kind
+    else:
+        fits = type(found) is kind
+    if not fits:
+        raise Fault(f"no valid “{name}”")
+    return found
+
+
+def read_object(value, max_size):
+    size = member(value, "size", max_size)
+    # Compressed only where that saves, so one limit is enough for both.
+    packed = member(value, "packed", size) if "packed" in value else None
+    return Object(member(value, "sha256", SHA256), size, packed)
+
+
+def read_config(data, region_id):
+    value = read_json(data)
+    names = {member(region, "id", REGION_ID): member(region, "name", str)
+             for region in member(value, "regions", list)}
+    if region_id not in names:
+        raise Fault(f"no region “{region_id}”")
+    key = member(value, "publicKey", PUBLIC_KEY) if "publicKey" in value else None
+    releases = member(value, "releases", str)
+    if "://" in releases and not may_ask(releases, key is not None):
+        raise Fault("“releases” is neither a folder nor https (http needs a “publicKey”)")
+    settings = {"connections": 6, "timeoutSeconds": 20, **value}
+    return Config(names[region_id], releases, key, max(1, member(settings, "connections", 32)),
+                  max(1, member(settings, "timeoutSeconds", 600)),
+                  value.get("offlinePlay") is True)
+
+
+def may_ask(address, has_key, asked_before=None):
+    """Whether an address may be asked: in the clear only on this computer or where a signature makes
+    up for it, and never after one that was asked in secret."""
+    try:
+        parts = urlsplit(address)
+        host, _ = parts.hostname or "", parts.port
+    except ValueError:
+        return False
+    if parts.scheme == "https":
+        return bool(host) and "@" not in parts.netloc
+    was_secret = asked_before is not None and urlsplit(asked_before).scheme == "https"
+    return (parts.scheme == "http" and bool(host) and "@" not in parts.netloc and not was_secret
+            and (has_key or is_loopback(host)))
+
+
+def is_loopback(host):
+    return host in ("localhost", "::1") or bool(re.fullmatch(r"127(\.\d{1,3}){3}", host))
+
+
+def read_description(data, region_id):
+    value = read_json(data)
+    regions = member(value, "regions", dict)
+    release = manifest = launcher = launcher_manifest = None
+    if region_id in regions:
+        entry = member(regions, region_id, dict)
+        release = {"releaseId": member(entry, "releaseId", RELEASE_ID),
+                   "sourceRevision": member(entry, "sourceRevision", RELEASE_ID)}
+        if "worldVersion" in entry:
+            release["worldVersion"] = member(entry, "worldVersion", WORLD)
+        manifest = read_object(member(entry, "manifest", dict), MAX_MANIFEST)
+        release["manifest"] = manifest.sha256
+    if "launcher" in value:
+        launcher = member(value["launcher"], "version", VERSION)
+        launcher_manifest = read_object(member(value["launcher"], "manifest", dict), MAX_MANIFEST)
+    return Offer(member(value, "counter", MAX_SIZE), release, manifest, launcher, launcher_manifest)
+
+
+def read_manifest(data):
+    value = read_json(data)
+    files = []
+    for entry in member(value, "files", list):
+        path = member(entry, "path", str)
+        if fault := path_fault(path):
+            raise Fault(f"the path {path[:200]!r} {fault}")
+        mode = member(entry, "mode", "644|755")
+        files.append(File(path, mode == "755", read_object(entry, MAX_SIZE)))
+    if len({file.object for file in files}) != len({file.object.sha256 for file in files}):
+        raise Fault("a hash with two sizes")
+    if twins := find_twins([file.path for file in files]):
+        raise Fault("the paths {!r} and {!r} are one on some disks".format(*twins))
+    command = value.get("command", [])
+    if not isinstance(command, list) or not all(isinstance(word, str) for word in command):
+        raise Fault("no valid “command”")
+    if command and not any(file.path == command[0] and file.executable for file in files):
+        raise Fault("the command is none of the executable files")
+    if any("\0" in word for word in command):
+        raise Fault("a NUL in the command")
+    return Manifest(files, command)
+
+
+def path_fault(path):
+    """Why a path is none for a file of a release; None when it is one."""
+    try:
+        too_long = len(path.encode()) > 1024
+    except UnicodeEncodeError:
+        return "is not Unicode"
+    if too_long:
+        return "is too long"
+    for name in path.split("/"):
+        if name in ("", ".", ".."):
+            return "could leave its folder"
+        if re.search(r'[\x00-\x1f\x7f\\:*?"<>|]', name):
+            return "has a character that not every disk takes"
+        if name[-1] in " ." or len(name.encode()) > 255:
+            return "has a name that not every disk takes"
+        if name.split(".")[0].rstrip().lower() in DEVICES:
+            return "names a device"
+    return None
+
+
+def find_twins(paths):
+    """Two paths that some disks take for one, because of case, of how Unicode is written, or because
+    one is a folder of the other; None when there are none."""
+    from unicodedata import normalize  # late: a check does not need its tables
+
+    known = {}  # as the least exact disk sees a path: how it is written, and whether it is a folder
+    for path in paths:
+        names = path.split("/")
+        for depth in range(1, len(names) + 1):
+            written = ("/".join(names[:depth]), depth < len(names))
+            seen = normalize("NFKC", normalize("NFKC", written[0]).casefold())
+            is_new = seen not in known
+            if not is_new and (known[seen] != written or not written[1]):
+                return known[seen][0], path
+            known[seen] = written
+    return None
+
+
+# --- Deciding ------------------------------------------------------------------------------------
+
+
+def is_older(offer_counter, installed):
+    """Whether an offer was published before what is installed: a copy from a cache, or a deceit. A
+    release that is taken back on purpose is published again, with a counter of today."""
+    counter = installed.get("counter")
+    return type(counter) is int and offer_counter < counter
+
+
+def is_same(release, installed):
+    return all(installed.get(name) == release.get(name)
+               for name in ("releaseId", "sourceRevision", "worldVersion", "manifest"))
+
+
+def launcher_part(offer, installed, version, relaunched_from, may_replace):
+    """The launcher's part of the check report. installed: what is known of the launcher that was
+    installed last; version: the running one's, None when it is not packaged."""
+    if version is None:
+        return "unpackaged"
+    if offer.launcher is None:
+        return "unconfigured"
+    if not may_replace or is_older(offer.counter, installed):
+        return "unknown"
+    # A launcher that was started by the offered version must not go back to it, or the two would take
+    # turns for ever.
+    if offer.launcher in (version, relaunched_from):
+        return "current"
+    return f"available:{offer.launcher}"
+
+
+def percent(done, total):
+    return min(100, 100 * done // total) if total else 100

@@ -1,0 +1,69 @@
+"""Signatures in minisign's format (https://jedisct1.github.io/minisign/), the prehashed kind that
+minisign makes by default. release.json is an object with two texts: "release", the description, and
+"signature", the content of the file that minisign makes for it. They are one file so that a server
+cannot hand out one of them before the other has come."""
+
+from __future__ import annotations
+
+import base64
+import ctypes
+import hashlib
+import os
+
+from release import Fault, UpdateError, member, read_json
+
+LIBRARY = "libsodium.so.23"
+
+
+def library():
+    """libsodium: the package's own, or the system's."""
+    resources = os.path.dirname(os.path.abspath(__file__))
+    for path in (os.path.join(resources, "../Frameworks", LIBRARY), LIBRARY):
+        try:
+            sodium = ctypes.CDLL(path)
+            if sodium.sodium_init() >= 0:
+                return sodium
+        except (OSError, AttributeError):
+            continue
+    raise UpdateError("The signatures of releases cannot be verified here. Install the launcher anew.")
+
+
+def decoded(text, size, what):
+    try:
+        data = base64.b64decode(text, validate=True)
+    except ValueError as error:
+        raise Fault(f"{what} is not base64") from error
+    if len(data) != size:
+        raise Fault(f"{what} has the wrong length")
+    return data
+
+
+def verify(content, signature, public_key):
+    """Raises a Fault unless signature is one of content by public_key, in minisign's forms."""
+    key = decoded(public_key, 42, "the key")
+    lines = signature.split("\n")
+    if len(lines) < 4 or not lines[2].startswith("trusted comment: "):
+        raise Fault("the signature has another form than minisign's")
+    packet = decoded(lines[1], 74, "the signature")
+    comment_signature = decoded(lines[3], 64, "the comment's signature")
+    if key[:2] != b"Ed" or packet[:2] != b"ED" or packet[2:10] != key[2:10]:
+        raise Fault("the signature is by another key")
+    comment = lines[2][len("trusted comment: "):].encode()
+    sodium = library()
+    for signed, data in ((packet[10:], hashlib.blake2b(content).digest()),
+                         (comment_signature, packet[10:] + comment)):
+        length = ctypes.c_ulonglong(len(data))
+        if sodium.crypto_sign_verify_detached(signed, data, length, key[10:]) != 0:
+            raise Fault("the signature does not fit")
+
+
+def opened(envelope, public_key):
+    """The description in release.json, verified where there is a key."""
+    value = read_json(envelope)
+    try:
+        content = member(value, "release", str).encode()
+    except UnicodeEncodeError as error:
+        raise Fault("a description that is not Unicode") from error
+    if public_key is not None:
+        verify(content, member(value, "signature", str), public_key)
+    return content
