@@ -1,8 +1,10 @@
 """Lets the launcher replace itself: two bundles of the same program, the older one to be started and
 the newer one published for it, together with the demo's releases. Opens the older one; without a
-display, uses it on a virtual one, prints what the windows show, and leaves pictures."""
+display, uses it on a virtual one, prints what the windows show, and leaves pictures.
 
-import json
+    self_update.py BUNDLE WEB_FOLDER FOLDER PICTURES [ARGUMENT...]    the launcher's own arguments
+"""
+
 import os
 import plistlib
 import shutil
@@ -11,10 +13,11 @@ import sys
 from pathlib import Path
 
 from desktop import Desktop, wait_until
-from walkthrough import show, wait_for_bar
+from walkthrough import SPEED, open_on_display, show, wait_for_bar
+from web_server import WebServer, point_to
 
 OLD, NEW = "a" * 16, "b" * 16
-PUBLISH = Path(__file__).resolve().parents[1] / "demo/publish.py"
+PUBLISH = Path(__file__).resolve().parents[1] / "client-updater/publish.py"
 
 
 def set_version(bundle, version):
@@ -23,23 +26,15 @@ def set_version(bundle, version):
     information.write_bytes(plistlib.dumps({**properties, "CFBundleVersion": version}))
 
 
-def offer_newer(bundle, releases):
-    """Publishes the bundle as the newer launcher, and makes an older one of it."""
+def offer_newer(bundle, web, *options):
+    """Publishes the bundle as the newer launcher, and makes an older one of it, with another program,
+    so that there is something to download."""
     set_version(bundle, NEW)
-    subprocess.run(["/usr/bin/python3", PUBLISH, "--launcher", bundle, "--out", releases],
+    subprocess.run(["/usr/bin/python3", PUBLISH, "--launcher", bundle, "--to", web, *options],
                    check=True)
     set_version(bundle, OLD)
-
-
-def prepare(built, folder):
-    """Leaves the old bundle and the releases in the folder. Returns the bundle."""
-    bundle, releases = folder / built.name, folder / "releases"
-    shutil.copytree(built, bundle)
-    (bundle / "Contents/Resources/releases").rename(releases)
-    config = bundle / "Contents/Resources/launcher-config.json"
-    config.write_text(json.dumps({**json.loads(config.read_bytes()), "releases": str(releases)}))
-    offer_newer(bundle, releases)
-    return bundle
+    with open(bundle / "Contents/Linux/tarvex-launcher", "ab") as program:
+        program.write(b"older")
 
 
 def walk(bundle, home, pictures, *arguments):
@@ -67,16 +62,21 @@ def walk(bundle, home, pictures, *arguments):
     print(f"Pictures: {os.path.relpath(pictures)}/")
 
 
-def main(built, folder, *arguments):
+def main(built, web, folder, pictures, *arguments):
     shutil.rmtree(folder, ignore_errors=True)
     home = folder / "home"
     home.mkdir(parents=True)
-    bundle = prepare(built, folder)
-    if os.environ.get("DISPLAY") or os.environ.get("WAYLAND_DISPLAY"):
-        program = bundle / "Contents/Linux/tarvex-launcher"
-        os.execve(program, [program, *arguments], {**os.environ, "HOME": str(home)})
-    walk(bundle, home, folder.parent / "pictures", *arguments)
+    bundle = folder / built.name
+    shutil.copytree(built, bundle)
+    shutil.copytree(web, folder / "web")
+    with WebServer(folder / "web", rate=SPEED) as server:
+        point_to(bundle, server.address)
+        offer_newer(bundle, folder / "web")
+        if os.environ.get("DISPLAY") or os.environ.get("WAYLAND_DISPLAY"):
+            open_on_display(bundle, home, *arguments)
+        else:
+            walk(bundle, home, pictures, *arguments)
 
 
 if __name__ == "__main__":
-    main(Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve(), *sys.argv[3:])
+    main(*(Path(word).resolve() for word in sys.argv[1:5]), *sys.argv[5:])

@@ -2,25 +2,28 @@
 Debian, starts it on a virtual desktop from outside, has it check, update itself and the client, starts
 it on Wayland, too, and takes it out again.
 
-    verify_package.py DEBIAN ARCHIVE
+    verify_package.py DEBIAN ARCHIVE WEB_FOLDER
 
-Runs as the player, with one privilege of root's: to enter the Debian's folder. The archive's path is
+The releases come from a web server outside the Debian, signed. Runs as the player, with one privilege of root's: to enter the Debian's folder. The archive's path is
 one in the Debian.
 """
 
 import os
 import shlex
+import shutil
 import subprocess
 import sys
+import tempfile
 from pathlib import Path
 
 from desktop import Desktop, wait_until
 from self_update import offer_newer
+from walkthrough import WebServer, point_to
 
 HOME = Path("/home/player")
 
 
-def main(debian, archive):
+def main(debian, archive, web):
     def outside(path):
         return debian / path.relative_to("/")
 
@@ -48,9 +51,13 @@ def main(debian, archive):
     [command] = [line for line in entry.read_text().splitlines() if line.startswith("Exec=")]
     bundle = Path(shlex.split(command.removeprefix("Exec="))[0]).parents[2]
 
-    offer_newer(outside(bundle), outside(bundle / "Contents/Resources/releases"))
-
-    with Desktop() as desktop:
+    with tempfile.TemporaryDirectory() as folder, Desktop() as desktop, \
+            WebServer(Path(folder)) as server:
+        secret, public = Path(folder, "secret"), Path(folder, "public")
+        subprocess.run(["minisign", "-G", "-W", "-s", secret, "-p", public], check=True)
+        shutil.copytree(web, server.folder / "web")
+        point_to(outside(bundle), server.address + "web", publicKey=public.read_text().split()[-1])
+        offer_newer(outside(bundle), server.folder / "web", "--key", secret)
         with desktop.launch(bundle, HOME, preexec_fn=enter) as old:
             say("check", old.wait_for(button="Update").version)
             say("machine's", " ".join(path.name for path in libraries(old)
@@ -79,4 +86,4 @@ def main(debian, archive):
 
 
 if __name__ == "__main__":
-    main(Path(sys.argv[1]), Path(sys.argv[2]))
+    main(*map(Path, sys.argv[1:]))

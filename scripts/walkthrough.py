@@ -1,14 +1,24 @@
-"""Uses the launcher with the demo release as a player would, on a virtual desktop: a check that
-fails, a check, an update, and the game. Prints what the window shows, leaves a picture of every
-state, and ends with the log."""
+"""Opens the launcher on the demo's releases, from a web server on this computer whose speed is limited.
+Without a display it uses the launcher as a player would, on a virtual one: a check that fails, a check,
+an update, and the game. It prints what the window shows, leaves a picture of every state, and ends
+with the log.
+
+    walkthrough.py BUNDLE WEB_FOLDER FOLDER PICTURES [ARGUMENT...]    the launcher's own arguments
+"""
 
 import os
 import shutil
+import subprocess
 import sys
 import tempfile
+import time
 from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "demo"))
 from desktop import Desktop, wait_until
+from web_server import WebServer, point_to
+
+SPEED = 700  # kilobytes a second: the bar can be seen
 
 
 def show(launcher, pictures, name, **wanted):
@@ -36,23 +46,34 @@ def wait_for_bar(launcher):
     wait_until(lambda: (look := launcher.look()) and (look.progress or 0) > 40, "a moving bar")
 
 
-def main(bundle, pictures, *arguments):
+def open_on_display(bundle, home, *arguments):
+    """Opens the launcher, and stays until it, and those that it starts in its place, have ended."""
+    home.mkdir(parents=True, exist_ok=True)
+    program = bundle / "Contents/Linux/tarvex-launcher"
+    status = subprocess.call([program, *arguments], env={**os.environ, "HOME": str(home)})
+    while any(is_run_by(process, bundle) for process in Path("/proc").glob("[0-9]*")):
+        time.sleep(0.5)
+    return status
+
+
+def is_run_by(process, bundle):
+    try:
+        return str(process.joinpath("exe").readlink()).startswith(f"{bundle}/")
+    except OSError:
+        return False
+
+
+def walk(bundle, address, pictures, *arguments):
     shutil.rmtree(pictures, ignore_errors=True)
     pictures.mkdir(parents=True)
-    with tempfile.TemporaryDirectory() as folder, Desktop() as desktop:
-        # A copy, because it loses its releases for a while.
-        copy = Path(folder) / bundle.name
-        shutil.copytree(bundle, copy)
-        releases = copy / "Contents/Resources/releases"
-        away = releases.rename(folder / Path("releases"))
-        home = Path(folder) / "home"
-        home.mkdir()
-        release_check = hold_back(copy / "Contents/Resources/client_updater.py")
-        with desktop.launch(copy, home, *arguments, "--", "--seconds", "2") as launcher:
+    with tempfile.TemporaryDirectory() as home, Desktop() as desktop:
+        point_to(bundle, address + "missing")
+        release_check = hold_back(bundle / "Contents/Resources/client_updater.py")
+        with desktop.launch(bundle, Path(home), *arguments, "--", "--seconds", "2") as launcher:
             show(launcher, pictures, "1-checking", button="Checking…")
             release_check()
             show(launcher, pictures, "2-failed", button="Retry")
-            away.rename(releases)
+            point_to(bundle, address)
             launcher.press("Return")
             show(launcher, pictures, "3-available", button="Update")
             launcher.click("push button", "Update")
@@ -70,5 +91,17 @@ def main(bundle, pictures, *arguments):
     return status
 
 
+def main(built, web, folder, pictures, *arguments):
+    # A copy, because its configuration names the server.
+    bundle = folder / built.name
+    shutil.rmtree(bundle, ignore_errors=True)
+    shutil.copytree(built, bundle)
+    with WebServer(web, rate=SPEED) as server:
+        if not os.environ.get("DISPLAY") and not os.environ.get("WAYLAND_DISPLAY"):
+            return walk(bundle, server.address, pictures, *arguments)
+        point_to(bundle, server.address)
+        return open_on_display(bundle, built.parent / "home", *arguments)
+
+
 if __name__ == "__main__":
-    sys.exit(main(Path(sys.argv[1]), Path(sys.argv[2]), *sys.argv[3:]))
+    sys.exit(main(*(Path(word).resolve() for word in sys.argv[1:5]), *sys.argv[5:]))

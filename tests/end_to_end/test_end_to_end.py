@@ -15,10 +15,19 @@ from pathlib import Path
 
 import self_update
 from desktop import run, wait_until
+from walkthrough import SPEED
+from web_server import WebServer, point_to
 from launcher_test import BUNDLE, NO_UPDATE, UPDATE, LauncherTest, desktop, setUpModule
 
 
 class DemoTest(LauncherTest):
+    def setUp(self):
+        super().setUp()
+        self.web = self.folder / "web"
+        shutil.copytree(BUNDLE.parent / "web", self.web)
+        server = self.enterContext(WebServer(self.web, rate=SPEED))
+        point_to(self.bundle, server.address)
+
     def test_from_the_first_start_to_the_end_of_the_game(self):
         launcher = self.launch("--", "--seconds", "1", "two words")
         found = launcher.wait_for(button="Update", status="Update available")
@@ -41,16 +50,16 @@ class DemoTest(LauncherTest):
                       log)
 
     def test_broken_release_is_refused_and_retry_works(self):
-        release = next((self.resources / "releases/aurora-reach").glob("*.tar.gz"))
-        whole = release.read_bytes()
-        release.write_bytes(whole[:-1] + bytes([whole[-1] ^ 1]))
+        game = max(self.web.glob("objects/*/*.z"), key=lambda path: path.stat().st_size)
+        whole = game.read_bytes()
+        game.write_bytes(whole[:-1] + bytes([whole[-1] ^ 1]))
         launcher = self.launch()
         launcher.wait_for(button="Update")
         launcher.press("Return")
         failed = launcher.wait_for(button="Retry", status="Couldn’t start the game", log_button=True)
         self.assertIn(f"Tarvex launcher error: {failed.version}\n", launcher.log.read_text())
         self.assertEqual(failed.progress, None)
-        release.write_bytes(whole)
+        game.write_bytes(whole)
         launcher.press("Return")
         launcher.wait_for(button="Update", log_button=False)
 
@@ -189,8 +198,10 @@ os.rename("{0}.part", "{0}")
         self_update.set_version(self.bundle, self_update.OLD)
 
     def test_from_the_old_launcher_to_the_game(self):
-        shutil.rmtree(self.bundle)
-        self_update.prepare(BUNDLE, self.folder)
+        web = self.folder / "web"
+        shutil.copytree(BUNDLE.parent / "web", web)
+        point_to(self.bundle, self.enterContext(WebServer(web)).address)
+        self_update.offer_newer(self.bundle, web)
         launcher = self.launch("--region", "mossgate", "--", *self.GAME_ARGUMENTS)
         found = launcher.wait_for(button="Update", status="Launcher update available")
         self.assertIn(f"Launcher {self_update.OLD} ·", found.footer)
