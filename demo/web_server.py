@@ -62,7 +62,7 @@ class WebServer:
             self.process = subprocess.Popen(
                 ["/usr/sbin/nginx", "-e", "stderr", "-p", self.state, "-c", self.state / "nginx.conf"],
                 stderr=errors)
-        self.address = f"http{'s' * secure}://localhost:{port}/"
+        self.address = f"http{'s' * secure}://127.0.0.1:{port}/"
         while self.process.poll() is None:  # otherwise another one has taken the port
             with socket.socket() as client:
                 if client.connect_ex(("127.0.0.1", port)) == 0:

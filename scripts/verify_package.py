@@ -4,8 +4,8 @@ it on Wayland, too, and takes it out again.
 
     verify_package.py DEBIAN ARCHIVE WEB_FOLDER
 
-The releases come from a web server outside the Debian, signed. Runs as the player, with one privilege of root's: to enter the Debian's folder. The archive's path is
-one in the Debian.
+The releases come from a web server outside the Debian, signed. Runs as the player, with one privilege
+of root's: to enter the Debian's folder. The archive's path is one in the Debian.
 """
 
 import os
