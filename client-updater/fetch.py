@@ -95,6 +95,8 @@ def read(connection, name, accept, attempts, limit, size=None):
             return accept(bytes(content))
         except (Failure, Fault) as error:
             attempts.failed(error)
+        finally:
+            connection.close()
 
 
 class Folder:

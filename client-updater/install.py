@@ -14,11 +14,8 @@ from release import MAX_MANIFEST, Fault, UpdateError, read_manifest
 from store import (is_whole, link_or_copy, local_path, make_private_folder, remove, replace_file, seal,
                    sync_disk_of)
 
-SPARE = 16 << 20  # bytes of the disk that stay free
-
-
-def megabytes(size):
-    return f"{-(-size // 1_000_000):,} MB"
+MEGABYTE = 1_000_000
+SPARE = 16 * MEGABYTE  # bytes of the disk that stay free
 
 
 def load_manifest(folder):
@@ -102,5 +99,5 @@ class Work:
         free, needed = status.f_bavail * status.f_frsize, download.space_needed() + SPARE
         if needed > free:
             raise UpdateError("There is not enough free space on the disk: "
-                              f"{megabytes(needed)} are needed, {megabytes(free)} are free.")
+                              f"{needed // MEGABYTE + 1:,} MB are needed, {free // MEGABYTE:,} MB are free.")
         download.run()

@@ -70,6 +70,10 @@ class WebServer:
             time.sleep(0.01)
         return False
 
+    def requests(self):
+        """A line for each: status, bytes of the body, path."""
+        return self.log.read_text().splitlines()
+
     def __exit__(self, *_):
         self.process.terminate()
         self.process.wait()
