@@ -155,6 +155,7 @@ class Site:
                 left = None if left is None else left - len(block)
             if left or response.length:
                 raise Failure(BROKEN_OFF, host, f"{name} ends at {place}", again=True)
+            response.close()  # the connection stays, for the next request
         except ssl.SSLCertVerificationError as error:
             self.close()
             raise Failure(UNTRUSTED, host, error) from error

@@ -274,7 +274,7 @@ def publish(arguments):
         after["regions"][arguments.region] = client_entry(web, arguments)
         news.append((f"regions/{arguments.region}", arguments.release,
                      after["regions"][arguments.region]))
-    if after == before and ("signature" in envelope) == bool(arguments.key):
+    if after == before and not arguments.key:  # it may be another key
         print("Nothing is new.")
     else:
         after["counter"] = max(before.get("counter", 0) + 1, int(time.time()))

@@ -38,7 +38,7 @@ class CheckTest(UpdaterTest):
         self.assertFalse(self.home.exists())
 
     def test_older_offers_are_not_taken_but_releases_that_are_taken_back(self):
-        self.publish("1.0", FIRST)
+        self.publish("1.0", FIRST, "--launcher", self.make_bundle(self.root / "built", "c" * 16))
         stale = (self.web / "release.json").read_bytes()
         bundle = self.make_bundle(self.root / "built", NEW)
         self.publish("2.0", SECOND, "--launcher", bundle)
@@ -49,7 +49,7 @@ class CheckTest(UpdaterTest):
         (self.web / "release.json").write_bytes(stale)
         said = self.run_updater("--check", *self.launcher)[1]
         self.assertIn("1.0 is not taken", said[0])
-        self.assertIn(" launcher=unconfigured client=current ", said[1])
+        self.assertIn(" launcher=unknown client=current ", said[1])
         self.assert_updates()
         self.assert_installed(SECOND)
         (self.web / "release.json").write_bytes(newest)
