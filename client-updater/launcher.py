@@ -23,23 +23,27 @@ def update(config, offer, bundle, say):
     lock = os.path.join(support_folder(), "launcher.lock")
     with locked(lock, fcntl.LOCK_EX, "The launcher is being updated"):
         say(f"Updating launcher to {offer.launcher}…")
-        work = Work(bundle + ".new", "launcher", config, say)
-        manifest = work.fetch_manifest(offer.launcher_manifest)
-        # As open to other users as the bundle that it replaces.
-        access = os.stat(bundle).st_mode & 0o777
-        work.complete(manifest, [(bundle, manifest)],
-                      lambda file: access if file.executable else access & 0o666)
-        for folder, _, _ in os.walk(work.files):
-            os.chmod(folder, access)
-        if not is_launcher(work.files, offer.launcher):
-            remove(work.folder)
-            raise UpdateError("The release on the server does not contain that launcher.")
-        put_in_place(work.files, bundle)
-        remove(work.folder)
-        sync(os.path.dirname(bundle))
-        # Whoever is killed before this finds the launcher up to date, and only forgets when it came.
+        if not is_launcher(bundle, offer.launcher):  # or the last run was killed a moment too early
+            install(config, offer, bundle, say)
+        remove(bundle + ".new")
         replace_record(record_path(), {"version": offer.launcher, "counter": offer.counter})
     say(f"Installed launcher {offer.launcher}. Restarting…")
+
+
+def install(config, offer, bundle, say):
+    work = Work(bundle + ".new", "launcher", config, say)
+    manifest = work.fetch_manifest(offer.launcher_manifest)
+    # As open to other users as the bundle that it replaces.
+    access = os.stat(bundle).st_mode & 0o777
+    work.complete(manifest, [(bundle, manifest)],
+                  lambda file: access if file.executable else access & 0o666)
+    for folder, _, _ in os.walk(work.files):
+        os.chmod(folder, access)
+    if not is_launcher(work.files, offer.launcher):
+        remove(work.folder)
+        raise UpdateError("The release on the server does not contain that launcher.")
+    put_in_place(work.files, bundle)
+    sync(os.path.dirname(bundle))
 
 
 def is_launcher(bundle, version):

@@ -1,6 +1,5 @@
 """The updater's modes, with a folder as the server: what is asked of it is in the other tests."""
 
-import fcntl
 import json
 import os
 import shutil
@@ -8,7 +7,7 @@ import signal
 import subprocess
 import unittest
 
-from updater_test import FIRST, GAME, NEW, OLD, REGION, SECOND, UPDATER, UpdaterTest
+from updater_test import CONTENT, FIRST, GAME, NEW, OLD, REGION, SECOND, UPDATER, UpdaterTest
 from web_server import WebServer
 
 WORLD = "1.4.2.0a1b2c3d4e5f"
@@ -258,7 +257,7 @@ class PlayTest(UpdaterTest):
     def test_nobody_else_installs_during_a_game_or_an_installation(self):
         game = self.start("--", "wait", beginning="game:")
         self.assertEqual(self.run_updater("--", "three")[0], 3)
-        self.publish("2.0", SECOND)
+        self.publish("2.0", {**SECOND, "large": CONTENT})
         self.assert_fails("updated or played already")
         game.terminate()
         game.wait()

@@ -11,10 +11,9 @@ import subprocess
 import threading
 import unittest
 
-from updater_test import FIRST, NEW, OLD, REGION, UpdaterTest, fetch
+from updater_test import CONTENT, FIRST, NEW, OLD, REGION, UpdaterTest, fetch
 from web_server import WebServer
 
-CONTENT = hashlib.shake_256().digest(1 << 20)  # does not shrink
 GAME = {"tarvex-game": "#!/bin/sh\n", "data": CONTENT}
 
 
