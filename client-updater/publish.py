@@ -43,7 +43,7 @@ sys.dont_write_bytecode = True
 
 from release import (BLOCK_SIZE, DESCRIPTION, REGION_ID, RELEASE_ID, VERSION, WORLD, Fault, Object,
                      read_json, read_manifest)
-from store import digest_of, replace_file, sync_disk_of
+from store import digest_of, replace_file, sync, sync_disk_of
 
 SAVES = 0.95  # the part of its size that a compressed object may have
 
@@ -133,7 +133,7 @@ class Web:
         if packed is None:
             new = self.path(content.name + ".new")
             shutil.copyfile(source, new)
-            os.replace(new, self.path(content.name))
+            self.put(new, content.name)
         self.added += packed or content.size
         return described(content, packed)
 
@@ -154,8 +154,13 @@ class Web:
         if size > SAVES * content.size:
             os.unlink(f"{path}.new")
             return None
-        os.replace(f"{path}.new", path)
+        self.put(f"{path}.new", path)
         return size
+
+    def put(self, new, name):
+        """Gives a new object its name, under which it is believed to be whole from then on."""
+        sync(new)
+        os.replace(new, self.path(name))
 
     def add_release(self, folder, start=None):
         """Adds all files and their manifest. Without a start there is no game in it."""
@@ -179,11 +184,13 @@ class Web:
         path = self.folder / DESCRIPTION
         return read_json(path.read_bytes()) if path.exists() else {"release": "{}"}
 
-    def offer(self, description, key):
+    def offer(self, description, news, key):
         text = json.dumps(description, indent=1, sort_keys=True)
         envelope = {"release": text}
         if key:
             envelope["signature"] = signature_of(text, key, f"counter {description['counter']}")
+        for series, name, entry in news:
+            self.remember(series, name, entry, description["counter"])
         sync_disk_of(self.folder)
         replace_file(str(self.folder / DESCRIPTION), json.dumps(envelope, indent=1).encode())
 
@@ -278,9 +285,7 @@ def publish(arguments):
         print("Nothing is new.")
     else:
         after["counter"] = max(before.get("counter", 0) + 1, int(time.time()))
-        for series, name, entry in news:
-            web.remember(series, name, entry, after["counter"])
-        web.offer(after, arguments.key)
+        web.offer(after, news, arguments.key)
         names = ", ".join(f"{series} {name}" for series, name, _ in news)
         print(f"Published: {names}; {web.added:,} bytes are new.")
     if arguments.keep:
@@ -308,7 +313,7 @@ def main():
     try:
         publish(arguments)
     except (Mistake, OSError, Fault, ValueError) as error:
-        sys.exit(f"publish: {error}")
+        sys.exit("publish: " + " ".join(str(error).split()))
 
 
 if __name__ == "__main__":

@@ -1,0 +1,122 @@
+"""What publishing leaves in the web folder, also where it is asked for nonsense or killed."""
+
+import json
+import shutil
+import signal
+import unittest
+
+from test_kills import Steps
+from updater_test import CONTENT, FIRST, GAME, NEW, REGION, SECOND, UpdaterTest, publish
+
+MISTAKES = [  # the files, the options, what is said
+    ({"game": "#!", "other": "#!"}, "eu", "1", [], "Which file starts the game"),
+    ({"data": ""}, "eu", "1", [], "Which file starts the game"),
+    ({"game": "#!"}, "eu", "1", ["--start", "other"], "none of the executable files"),
+    ({"game": "#!", "con": ""}, "eu", "1", [], "'con' names a device"),
+    ({"game": "#!", "a": "", "A": ""}, "eu", "1", [], "'A' and 'a' are one on some disks"),
+    ({"game": "#!"}, "EU", "1", [], "--region has to look like"),
+    ({"game": "#!"}, "eu", "../1", [], "--release has to look like"),
+    ({"game": "#!"}, "eu", "1", ["--world", "1.0"], "--world has to look like"),
+    ({"game": "#!"}, "eu", "1", ["--keep", "0"], "--keep has to look like"),
+    ({"game": "#!"}, "eu", "1", ["--key", "/nowhere"], "has not signed the release"),
+    ({"game": "#!"}, "eu", "1", ["--launcher", "/etc/passwd"], "is no package"),
+    (None, "eu", "1", [], "no release 1 of eu to take back to"),
+    (None, None, None, [], "nothing to publish"),
+]
+
+
+class PublishTest(UpdaterTest):
+    def described(self):
+        return json.loads(json.loads((self.web / "release.json").read_bytes())["release"])
+
+    def test_what_is_there_is_not_written_again(self):
+        self.publish("1.0", {**FIRST, "content": CONTENT})
+        before = {path: path.stat() for path in self.web.rglob("*") if path.is_file()}
+        self.assertEqual(self.publish("1.0", {**FIRST, "content": CONTENT}), ["Nothing is new."])
+        self.assertEqual({path: path.stat() for path in before}, before)
+        self.assertIn("Published: regions/mossgate 1.0; 0 bytes are new.",
+                      self.publish("1.0", {**FIRST, "content": CONTENT}, region="mossgate"))
+        self.assertLess(sum(entry.st_size for entry in before.values()), 1.1 * len(CONTENT))
+        counter = self.described()["counter"]
+        self.publish("2.0", SECOND)
+        self.assertGreater(self.described()["counter"], counter)
+        self.assertEqual(list(self.described()["regions"]), [REGION, "mossgate"])
+
+    def test_keeps_what_it_is_asked_to_keep(self):
+        for release in range(4):
+            self.publish(str(release), {"game": f"#!{release}"})
+        self.publish("0")
+        launcher = self.make_bundle(self.root / "built", NEW)
+        self.publish("4", {"game": "#!4"}, "--keep", "2", "--launcher", launcher)
+        left = sorted(path.stem for path in (self.web / "history/regions" / REGION).glob("*"))
+        self.assertEqual(left, ["0", "4"])
+        self.publish("1", status=1)
+        contents = [path.read_bytes() for path in self.web.glob("objects/*/*")]
+        self.assertEqual([number for number in range(5) if b"#!%d" % number in contents], [0, 4])
+        self.assert_updates()
+        self.make_bundle(self.bundle, "a" * 16)
+        self.assert_updates(*self.launcher)
+
+    def test_a_package_is_a_launcher(self):
+        self.publish("1.0", FIRST)
+        self.make_bundle(self.root / "pack/tarvex-launcher-1/Tarvex Launcher.app", NEW)
+        (self.root / "pack/tarvex-launcher-1/install.sh").write_text("no part of the bundle")
+        archive = shutil.make_archive(self.root / "launcher", "xztar", self.root / "pack")
+        self.publish(None, None, "--launcher", archive)
+        self.make_bundle(self.bundle, "a" * 16)
+        self.assert_updates(*self.launcher)
+        self.assertEqual(self.version_of(self.bundle), NEW)
+        self.assertFalse((self.bundle / "install.sh").exists())
+
+    def test_links_are_published_as_files_or_not_at_all(self):
+        def files():
+            folder = self.make_files(self.root / "links", {"game": GAME, "folder/file": "x"})
+            return folder
+
+        (files() / "link").symlink_to("game")
+        self.publish("1.0", None, str(self.root / "links"), "--start", "game")
+        self.assert_updates()
+        self.assert_installed({"game": GAME, "folder/file": "x", "link": GAME})
+        for target in ("nowhere", "folder"):
+            (files() / "link").symlink_to(target)
+            lines = self.publish("2.0", None, str(self.root / "links"), status=1)
+            self.assertIn("link is neither a file nor a folder", lines[0])
+
+    def test_mistakes_are_said_and_change_nothing(self):
+        self.publish("1.0", FIRST)
+        before = (self.web / "release.json").read_bytes()
+        for files, region, release, options, expected in MISTAKES:
+            with self.subTest(expected):
+                words = [self.make_files(self.root / "game", files)] if files else []
+                words += ["--region", region, "--release", release] if region else []
+                status, lines = self.run_program(publish.main, *words, *options, "--to", self.web)
+                self.assertNotEqual(status, 0)
+                self.assertIn(expected, lines[-1])
+                self.assertEqual((self.web / "release.json").read_bytes(), before)
+
+    def test_a_kill_at_any_step_leaves_what_can_be_installed(self):
+        def killed():
+            Steps(last)
+            return publish.main()
+
+        self.publish("1.0", FIRST)
+        before = self.web.rename(self.root / "before")
+        game, last, status = self.make_files(self.root / "game", SECOND), 0, None
+        words = (game, "--to", self.web, "--region", REGION, "--release", "2.0")
+        while status != 0:
+            last += 1
+            for folder in (self.web, self.home):
+                shutil.rmtree(folder, ignore_errors=True)
+            shutil.copytree(before, self.web)
+            status, lines = self.run_program(killed, *words)
+            self.assertIn(status, (0, -signal.SIGKILL), lines)
+            self.assert_updates()
+            self.assert_installed(SECOND if status == 0 else FIRST, SECOND)
+            self.publish("2.0", SECOND)
+            self.assert_updates()
+            self.assert_installed(SECOND)
+        self.assertGreater(last, 10)
+
+
+if __name__ == "__main__":
+    unittest.main()
