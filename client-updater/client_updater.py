@@ -19,7 +19,7 @@ The operator's part of launcher-config.json, beside the regions:
 
     "releases"        the address that scripts/publish's folder has on the web
     "publicKey"       the key that releases must be signed with, as minisign prints it; optional
-    "connections", "timeoutSeconds"    6 and 20, if nothing else is said
+    "connections", "timeoutSeconds"    4 and 20, if nothing else is said
     "offlinePlay"     true when an installed game may be played without a network
 
 The modules beside this file: release decides; trust verifies signatures; fetch asks the server;

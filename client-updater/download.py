@@ -147,6 +147,9 @@ class Download:
                 part.seek(0)
                 unpacked = self.part(content) + ".unpacked"
                 unpack(part, unpacked, content)
+            elif hasattr(os, "posix_fadvise"):  # begins to write, so that the end need not wait long
+                part.flush()
+                os.posix_fadvise(part.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
         if content.is_packed:
             os.replace(unpacked, self.targets[content])
             os.unlink(part.name)

@@ -16,10 +16,8 @@ given the time SEALED: whoever writes to it later breaks the seal.
 from __future__ import annotations
 
 import contextlib
-import ctypes
 import errno
 import fcntl
-import hashlib
 import json
 import os
 import stat
@@ -99,6 +97,8 @@ def sync(path):
 
 def sync_disk_of(path):
     """All that was written to the disk of a folder: for thousands of files faster than one by one."""
+    import ctypes
+
     descriptor = os.open(path, os.O_RDONLY)
     try:
         if ctypes.CDLL(None, use_errno=True).syncfs(descriptor) != 0:
@@ -125,6 +125,8 @@ def replace_file(path, content):
 
 def exchange(one, other):
     """Swaps two names in one step; False where the system or the disk cannot do that."""
+    import ctypes
+
     at_working_directory, exchange_both = -100, 2  # AT_FDCWD and RENAME_EXCHANGE
     try:
         renameat2 = ctypes.CDLL(None, use_errno=True).renameat2
@@ -164,7 +166,9 @@ def is_whole(path, content, trust_seal=True):
 
 
 def digest_of(file):
-    digest = hashlib.sha256()
+    from hashlib import sha256
+
+    digest = sha256()
     while block := file.read(BLOCK_SIZE):
         digest.update(block)
     return digest.hexdigest()

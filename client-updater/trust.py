@@ -6,8 +6,6 @@ cannot hand out one of them before the other has come."""
 from __future__ import annotations
 
 import base64
-import ctypes
-import hashlib
 import os
 
 from release import Fault, UpdateError, member, read_json
@@ -17,11 +15,15 @@ LIBRARY = "libsodium.so.23"
 
 def library():
     """libsodium: the package's own, or the system's."""
+    import ctypes
+
     resources = os.path.dirname(os.path.abspath(__file__))
     for path in (os.path.join(resources, "../Frameworks", LIBRARY), LIBRARY):
         try:
             sodium = ctypes.CDLL(path)
             if sodium.sodium_init() >= 0:
+                sodium.crypto_sign_verify_detached.argtypes = (
+                    ctypes.c_char_p, ctypes.c_char_p, ctypes.c_ulonglong, ctypes.c_char_p)
                 return sodium
         except (OSError, AttributeError):
             continue
@@ -40,6 +42,8 @@ def decoded(text, size, what):
 
 def verify(content, signature, public_key):
     """Raises a Fault unless signature is one of content by public_key, in minisign's forms."""
+    from hashlib import blake2b
+
     key = decoded(public_key, 42, "the key")
     lines = signature.split("\n")
     if len(lines) < 4 or not lines[2].startswith("trusted comment: "):
@@ -50,10 +54,9 @@ def verify(content, signature, public_key):
         raise Fault("the signature is by another key")
     comment = lines[2][len("trusted comment: "):].encode()
     sodium = library()
-    for signed, data in ((packet[10:], hashlib.blake2b(content).digest()),
+    for signed, data in ((packet[10:], blake2b(content).digest()),
                          (comment_signature, packet[10:] + comment)):
-        length = ctypes.c_ulonglong(len(data))
-        if sodium.crypto_sign_verify_detached(signed, data, length, key[10:]) != 0:
+        if sodium.crypto_sign_verify_detached(signed, data, len(data), key[10:]) != 0:
             raise Fault("the signature does not fit")
 
 
