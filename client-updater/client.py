@@ -24,7 +24,7 @@ class Region:
     def read_offer(self):
         """None when there is no network, but a game that may be played without."""
         def accept(envelope):
-            return release.read_description(trust.opened(envelope, self.config.public_key), self.id)
+            return release.read_description(trust.opened(envelope, self.config.public_keys), self.id)
 
         attempts = fetch.Attempts(self.say)
         attempts.fresh = True

@@ -18,7 +18,8 @@ line "Tarvex launcher error: " with a sentence for the player, and exit status 1
 The operator's part of launcher-config.json, beside the regions:
 
     "releases"        the address that scripts/publish's folder has on the web
-    "publicKey"       the key that releases must be signed with, as minisign prints it; optional
+    "publicKey"       the key that releases must be signed with, as minisign prints it, or a list of
+                      such keys; optional
     "connections", "timeoutSeconds"    4 and 20, if nothing else is said
     "offlinePlay"     true when an installed game may be played without a network
 

@@ -77,7 +77,7 @@ def one_line(error):
 
 def connect(config):
     if "://" in config.releases:
-        return Site(config.releases, config.timeout, config.public_key is not None)
+        return Site(config.releases, config.timeout, bool(config.public_keys))
     return Folder(config.releases)
 
 

@@ -55,7 +55,7 @@ File = namedtuple("File", "path executable object")
 Manifest = namedtuple("Manifest", "files command")
 # release: what is said of a client, with the members of current.json; launcher: its version
 Offer = namedtuple("Offer", "counter release manifest launcher launcher_manifest")
-Config = namedtuple("Config", "region_name releases public_key connections timeout offline_play")
+Config = namedtuple("Config", "region_name releases public_keys connections timeout offline_play")
 
 
 # --- Reading -------------------------------------------------------------------------------------
@@ -98,12 +98,17 @@ def read_config(data, region_id):
              for region in member(value, "regions", list)}
     if region_id not in names:
         raise Fault(f"no region “{region_id}”")
-    key = member(value, "publicKey", PUBLIC_KEY) if "publicKey" in value else None
+    keys = value.get("publicKey", ())
+    keys = (keys,) if isinstance(keys, str) else keys
+    if "publicKey" in value and not (isinstance(keys, (list, tuple)) and keys):
+        raise Fault("no valid “publicKey”")
+    for key in keys:
+        member({"publicKey": key}, "publicKey", PUBLIC_KEY)
     releases = member(value, "releases", str)
-    if "://" in releases and not may_ask(releases, key is not None):
+    if "://" in releases and not may_ask(releases, bool(keys)):
         raise Fault("“releases” is neither a folder nor https (http needs a “publicKey”)")
     settings = {"connections": 4, "timeoutSeconds": 20, **value}
-    return Config(names[region_id], releases, key, max(1, member(settings, "connections", 32)),
+    return Config(names[region_id], releases, keys, max(1, member(settings, "connections", 32)),
                   max(1, member(settings, "timeoutSeconds", 600)),
                   value.get("offlinePlay") is True)
 

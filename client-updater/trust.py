@@ -40,18 +40,19 @@ def decoded(text, size, what):
     return data
 
 
-def verify(content, signature, public_key):
-    """Raises a Fault unless signature is one of content by public_key, in minisign's forms."""
+def verify(content, signature, public_keys):
+    """Raises a Fault unless signature is one of content by one of the keys, in minisign's forms."""
     from hashlib import blake2b
 
-    key = decoded(public_key, 42, "the key")
     lines = signature.split("\n")
     if len(lines) < 4 or not lines[2].startswith("trusted comment: "):
         raise Fault("the signature has another form than minisign's")
     packet = decoded(lines[1], 74, "the signature")
     comment_signature = decoded(lines[3], 64, "the comment's signature")
-    if key[:2] != b"Ed" or packet[:2] != b"ED" or packet[2:10] != key[2:10]:
-        raise Fault("the signature is by another key")
+    keys = [decoded(key, 42, "the key") for key in public_keys]
+    key = next((key for key in keys if key[:10] == b"Ed" + packet[2:10]), None)
+    if not key or packet[:2] != b"ED":
+        raise Fault("the signature is by another key, or of another kind")
     comment = lines[2][len("trusted comment: "):].encode()
     sodium = library()
     for signed, data in ((packet[10:], blake2b(content).digest()),
@@ -60,13 +61,13 @@ def verify(content, signature, public_key):
             raise Fault("the signature does not fit")
 
 
-def opened(envelope, public_key):
-    """The description in release.json, verified where there is a key."""
+def opened(envelope, public_keys):
+    """The description in release.json, verified where there are keys."""
     value = read_json(envelope)
     try:
         content = member(value, "release", str).encode()
     except UnicodeEncodeError as error:
         raise Fault("a description that is not Unicode") from error
-    if public_key is not None:
-        verify(content, member(value, "signature", str), public_key)
+    if public_keys:
+        verify(content, member(value, "signature", str), public_keys)
     return content

@@ -112,7 +112,8 @@ class ReleaseTest(unittest.TestCase):
         good = {"regions": [{"id": REGION, "name": "Aurora Reach"}], "releases": "https://example.org/x"}
         self.assertEqual(read_config(json.dumps(good), REGION).region_name, "Aurora Reach")
         for bad in ({"releases": "http://example.org/x"}, {"releases": None}, {"regions": []},
-                    {"publicKey": None}, {"publicKey": "RWQ"}, {"connections": 99}, {"connections": "6"},
+                    {"publicKey": None}, {"publicKey": "RWQ"}, {"publicKey": []},
+                    {"publicKey": ""}, {"publicKey": {}}, {"publicKey": ["RW" + "A" * 54, "RWQ"]}, {"connections": 99}, {"connections": "6"},
                     {"timeoutSeconds": -1}, {"regions": [{"id": "../x", "name": ""}]}):
             with self.subTest(bad), self.assertRaises(Fault):
                 read_config(json.dumps({**good, **bad}), REGION)

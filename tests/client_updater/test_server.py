@@ -372,8 +372,13 @@ class SignatureTest(UpdaterTest):
         self.assertEqual(self.version_of(self.bundle), NEW)
         self.assert_updates()
         self.assert_installed(FIRST)
-        sign(text)
-        self.assert_updates()
+        new, new_public_key = self.make_key("new")
+        self.configure(publicKey=[new_public_key, self.public_key])
+        for key in self.key, new:
+            self.publish("2.0", FIRST, "--key", key)
+            self.assert_updates()
+        self.configure(publicKey=self.public_key)
+        self.assert_fails("The release on the server is damaged")
 
 
 if __name__ == "__main__":
