@@ -10,7 +10,7 @@ import os
 
 from release import Fault, UpdateError, member, read_json
 
-LIBRARY = "libsodium.so.23"
+LIBRARIES = ("libsodium.so.23", "libsodium.so.26")  # what is used here has never changed
 
 
 def library():
@@ -18,7 +18,8 @@ def library():
     import ctypes
 
     resources = os.path.dirname(os.path.abspath(__file__))
-    for path in (os.path.join(resources, "../Frameworks", LIBRARY), LIBRARY):
+    frameworks = os.path.join(resources, "../Frameworks")
+    for path in (*(os.path.join(frameworks, name) for name in LIBRARIES), *LIBRARIES):
         try:
             sodium = ctypes.CDLL(path)
             if sodium.sodium_init() >= 0:

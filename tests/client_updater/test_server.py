@@ -366,7 +366,7 @@ class SignatureTest(UpdaterTest):
                 spoil()
                 self.assert_fails("The release on the server is damaged", *self.launcher, "--update-only")
                 edit(release=text, signature=signature)
-        no_library = lambda: setattr(__import__("trust"), "LIBRARY", "libnothing.so")
+        no_library = lambda: setattr(__import__("trust"), "LIBRARIES", ("libno.so",))
         self.assert_fails("cannot be verified here", "--check", before=no_library)
         self.assert_updates(*self.launcher)
         self.assertEqual(self.version_of(self.bundle), NEW)
