@@ -42,8 +42,9 @@ class Steps:
                 steps.step()
                 return written + super().write(content[written:])
 
-        kind = io.BufferedRandom if "+" in mode else io.BufferedWriter
-        return kind(File(path, mode.replace("b", "")))
+        file = File(path, mode.replace("b", ""))
+        self.step()  # with a file that is empty
+        return (io.BufferedRandom if "+" in mode else io.BufferedWriter)(file)
 
 
 class KillTest(UpdaterTest):

@@ -72,6 +72,14 @@ class CheckTest(UpdaterTest):
         self.assert_fails("does not have the files", "--check")
 
 
+def damage(path, keep_time):
+    times = path.stat()
+    path.chmod(0o700)
+    path.write_bytes(b"x" * times.st_size)
+    if keep_time:
+        os.utime(path, ns=(times.st_atime_ns, times.st_mtime_ns))
+
+
 class UpdateTest(UpdaterTest):
     def test_says_each_step_and_replaces_what_is_installed(self):
         for release, files in (("1.0", FIRST), ("2.0", SECOND)):
@@ -118,34 +126,28 @@ class UpdateTest(UpdaterTest):
 
         self.publish("1.0", FIRST)
         self.assert_updates(before=no_links)
+        damage(self.current_files() / "data/Skógarljós", keep_time=True)
         self.publish("2.0", SECOND)
         self.assert_updates(before=no_links)
         self.assert_installed(SECOND)
 
     def test_damage_is_found_and_only_that_is_downloaded(self):
-        def change(path, keep_time):
-            times = path.stat()
-            path.chmod(0o700)
-            path.write_bytes(b"x" * times.st_size)
-            if keep_time:
-                os.utime(path, ns=(times.st_atime_ns, times.st_mtime_ns))
-
         rows = [  # what is done, whether a check and an update notice it, what is downloaded
             ("program gone", lambda files: (files / "tarvex-game").unlink(), True, True, 1),
             ("file gone", lambda files: (files / "data/map").unlink(), False, True, 0),  # its twin
-            ("shorter", lambda files: change(files / "readme", False) or
+            ("shorter", lambda files: damage(files / "readme", False) or
              os.truncate(files / "data/Skógarljós", 9), False, True, 1),
-            ("written to", lambda files: change(files / "tarvex-game", False), False, False, 1),
-            ("rotten", lambda files: change(files / "tarvex-game", True), False, False, 1),
+            ("written to", lambda files: damage(files / "tarvex-game", False), False, False, 1),
+            ("rotten", lambda files: damage(files / "tarvex-game", True), False, False, 1),
             ("nothing", lambda files: None, False, False, 0),
         ]
         self.publish("1.0", FIRST)
-        for name, damage, check_sees, update_sees, downloads in rows:
+        for name, harm, check_sees, update_sees, downloads in rows:
             with self.subTest(name), WebServer(self.web) as server:
                 shutil.rmtree(self.home, ignore_errors=True)
                 self.configure(server.address)
                 self.assert_updates()
-                damage(self.current_files())
+                harm(self.current_files())
                 server.log.write_text("")
                 check = self.run_updater("--check")[1][0]
                 self.assertEqual(" client=available:1.0 " in check, check_sees)

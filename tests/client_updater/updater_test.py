@@ -161,6 +161,3 @@ class UpdaterTest(unittest.TestCase):
         self.assertIn(found, as_bytes)
         for name, content in found.items():
             self.assertEqual(os.access(folder / name, os.X_OK), content.startswith(b"#!"), name)
-
-    def everything(self, folder):
-        return {path: path.is_file() and path.read_bytes() for path in folder.rglob("*")}
