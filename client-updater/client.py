@@ -69,14 +69,18 @@ class Region:
             return False
         if offer is None or release.is_same(offer.release, self.installed()):
             return True
-        reason = None
-        if release.is_older(offer.counter, self.installed()):
-            reason = "it was published before the installed one"
-        elif not os.access(self.folder, os.W_OK):
-            reason = f"{self.folder} cannot be written"
+        reason = self.refusal(offer)
         if reason:
-            self.say(f"The release {offer.release['releaseId']} is not taken: {reason}.")
+            self.say(f"{offer.release['releaseId']} is not taken. {reason}")
         return reason is not None
+
+    def refusal(self, offer):
+        """Why an offer is not taken; None when it may be."""
+        if release.is_older(offer.counter, self.installed()):
+            return "The server offers an older release than the installed one. Try again later."
+        if os.path.isdir(self.folder) and not os.access(self.folder, os.W_OK):
+            return f"Tarvex has no permission to use {self.folder}."
+        return None
 
     def is_complete(self):
         """Whether all files are there; what is in them, only a repair asks."""
@@ -101,6 +105,8 @@ class Region:
             self.say(f"Client {self.installed()['releaseId']} is current.")
         elif offer is None:
             raise UpdateError("The installed game is damaged. Try again with a network.")
+        elif reason := self.refusal(offer):
+            raise UpdateError(reason)
         else:
             make_private_folder(self.releases)
             with self.locked(fcntl.LOCK_EX):

@@ -51,7 +51,12 @@ class CheckTest(UpdaterTest):
         self.assertIn(" launcher=unknown client=current ", said[1])
         self.assert_updates()
         self.assert_installed(SECOND)
+        for words in ["--repair"], ["--update-only"]:
+            (self.current_files() / "tarvex-game").unlink(missing_ok=True)
+            self.assert_fails("an older release than the installed one", *words)
         (self.web / "release.json").write_bytes(newest)
+        self.assert_updates()
+        self.assert_installed(SECOND)
         self.publish("1.0")
         self.assertIn("client=available:1.0", self.run_updater("--check")[1][-1])
         self.assert_updates()
@@ -236,7 +241,7 @@ class PlayTest(UpdaterTest):
             ["/usr/bin/python3", UPDATER / "client_updater.py", "--config", self.config, "--region",
              REGION, *words], stdout=subprocess.PIPE, encoding="utf-8",
             env={"HOME": str(self.home), "LC_ALL": "C", "PYTHONCOERCECLOCALE": "0", "PYTHONUTF8": "0"})
-        for cleanup in (process.stdout.close, process.wait, process.kill):
+        for cleanup in (process.stdout.close, process.wait, process.terminate):  # also the game
             self.addCleanup(cleanup)
         self.assertTrue(any(line.startswith(beginning) for line in process.stdout))
         return process
