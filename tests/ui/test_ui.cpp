@@ -744,7 +744,7 @@ class TestUi : public QObject, public WindowDelegate {
     return names[static_cast<std::size_t>(allControls().indexOf(&control))];
   }
   static QRectF frameOf(const QWidget &control) {
-    return QRectF(control.contentsRect().translated(control.pos()));
+    return {control.contentsRect().translated(control.pos())};
   }
   // Until the controls show what they were told, and stand where that takes them.
   static void endTurn() {
