@@ -52,10 +52,12 @@ class Look:
 
 
 class Desktop:
-    """To be used as a context manager. Everything that it starts ends with it."""
+    """To be used as a context manager. Everything that it starts ends with it. The display can keep
+    its pixels in a file Xvfb_screen0 of a folder, for who looks often."""
 
-    def __init__(self, screen="1024x768x24"):
+    def __init__(self, screen="1024x768x24", pixels=None):
         self._screen = screen
+        self._options = [] if pixels is None else ["-fbdir", str(pixels)]
         self._processes = []
 
     def __enter__(self):
@@ -72,7 +74,8 @@ class Desktop:
             os.environ.pop(name, None)
         display, _ = self.started(
             ["Xvfb", "-displayfd", "{fd}", "-screen", "0", self._screen, "-nolisten", "tcp",
-             "-noreset"])  # or the first to leave takes along whoever is coming
+             "-noreset",  # or the first to leave takes along whoever is coming
+             *self._options])
         os.environ["DISPLAY"] = f":{display}"
         os.environ["DBUS_SESSION_BUS_ADDRESS"], _ = self.started(
             ["dbus-daemon", "--session", "--nofork", "--print-address={fd}"])

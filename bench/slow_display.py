@@ -1,0 +1,30 @@
+#!/usr/bin/python3
+"""A display that is far away: slow_display.py SOCKET DISPLAY SECONDS
+
+Who connects to the socket reaches the display's; every byte takes so long there, and so long back.
+There may be any number on the way. File descriptors do not pass, as over a network.
+"""
+
+import asyncio
+import selectors
+import sys
+
+
+async def carry(reader, writer, delay):
+    while data := await reader.read(1 << 20):
+        asyncio.get_running_loop().call_later(delay, writer.write, data)
+    asyncio.get_running_loop().call_later(delay, writer.close)
+
+
+async def main(socket, display, seconds):
+    async def join(reader, writer):
+        far_reader, far_writer = await asyncio.open_unix_connection(display)
+        await asyncio.gather(carry(reader, far_writer, seconds), carry(far_reader, writer, seconds))
+
+    async with await asyncio.start_unix_server(join, socket) as server:
+        await server.serve_forever()
+
+
+# Not the default, whose timers count in whole milliseconds.
+asyncio.SelectorEventLoop(selectors.SelectSelector()).run_until_complete(
+    main(sys.argv[1], sys.argv[2], float(sys.argv[3])))
