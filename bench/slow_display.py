@@ -6,13 +6,15 @@ There may be any number on the way. File descriptors do not pass, as over a netw
 """
 
 import asyncio
+import contextlib
 import selectors
 import sys
 
 
 async def carry(reader, writer, delay):
-    while data := await reader.read(1 << 20):
-        asyncio.get_running_loop().call_later(delay, writer.write, data)
+    with contextlib.suppress(ConnectionError):
+        while data := await reader.read(1 << 20):
+            asyncio.get_running_loop().call_later(delay, writer.write, data)
     asyncio.get_running_loop().call_later(delay, writer.close)
 
 
