@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """A display that is far away: slow_display.py SOCKET DISPLAY SECONDS
 
-Who connects to the socket reaches the display's; every byte takes so long there, and so long back.
-There may be any number on the way. File descriptors do not pass, as over a network.
+A client of SOCKET is a client of the display at DISPLAY. Each byte takes SECONDS there and SECONDS
+back, however many are on the way. File descriptors do not pass, as over a network.
 """
 
 import asyncio

@@ -52,8 +52,8 @@ class Look:
 
 
 class Desktop:
-    """To be used as a context manager. Everything that it starts ends with it. The display can keep
-    its pixels in a file Xvfb_screen0 of a folder, for who looks often."""
+    """To be used as a context manager. Everything that it starts ends with it. With a folder `pixels`,
+    the display keeps its pixels there, in the file Xvfb_screen0."""
 
     def __init__(self, screen="1024x768x24", pixels=None):
         self._screen = screen
