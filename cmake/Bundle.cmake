@@ -45,10 +45,3 @@ add_custom_command(
   VERBATIM)
 add_custom_target(bundle ALL DEPENDS "${CMAKE_BINARY_DIR}/bundle-resources.stamp" tarvex-launcher
                   demo-releases)
-
-# Only for the package, whose script asks for it; elsewhere the machine's own plugin is found.
-find_library(WAYLAND_CLIENT NAMES libQt6WaylandClient.so.6)
-add_library(wayland-without-gl MODULE EXCLUDE_FROM_ALL
-            ${CMAKE_SOURCE_DIR}/src/platform/wayland_without_gl.cpp)
-set_target_properties(wayland-without-gl PROPERTIES AUTOMOC ON)
-target_link_libraries(wayland-without-gl PRIVATE Qt6::Gui "${WAYLAND_CLIENT}")

@@ -20,6 +20,8 @@ from pathlib import Path
 
 PATIENCE = 30  # seconds until something that should happen counts as not happening
 
+OTHER_BUTTONS = ("View Log", "Minimize", "Close")  # beside the one that everything is about
+
 
 def wait_until(condition, what, patience=PATIENCE):
     """Waits until condition() is true and returns its value."""
@@ -226,7 +228,7 @@ class Launcher:
                 return self.desktop.atspi.Text.get_text(found[role, name], 0, -1)
 
             [button] = [one for (role, name), one in found.items()
-                        if role == "push button" and name != "View Log"]
+                        if role == "push button" and name not in OTHER_BUTTONS]
             region = found["combo box", "Region"]
             [progress] = [one for (role, _), one in found.items() if role == "progress bar"]
             return Look(
@@ -267,9 +269,13 @@ class Launcher:
 
     def window(self):
         """The X window, or None when none is mapped."""
-        found = run("xdotool", "search", "--all", "--onlyvisible", "--pid",
-                    str(self.process.pid), "--name", "^Tarvex$").split()
-        return found[-1] if found else None
+        while True:
+            search = subprocess.run(
+                ["xdotool", "search", "--all", "--onlyvisible", "--pid", str(self.process.pid),
+                 "--name", "^Tarvex$"], capture_output=True, text=True, check=False)
+            if "BadWindow" not in search.stderr:  # or it met a window on its way out, and gave up
+                found = search.stdout.split()
+                return found[-1] if found else None
 
     def geometry(self):
         """Left, top, width and height of the X window's content, in pixels of the screen."""

@@ -1,5 +1,6 @@
 #include "platform/native_window.h"
 
+#include <wayland-client.h>
 #include <xcb/xcb.h>
 
 #include <QColor>
@@ -110,7 +111,7 @@ void endStartupFeedback(xcb_connection_t *connection, xcb_window_t sender,
 void dressNativeWindow(const QWindow &window, const QColor &background) {
   xcb_connection_t *const connection = x11Connection();
   if (connection == nullptr) {
-    return;  // Wayland shows no window without its picture, and decorations in our own colours
+    return;  // Wayland shows no window without its picture
   }
   // All questions first, then the answers: one way to the display and back.
   const auto askForAtom = [&](const char *name) {
@@ -174,6 +175,34 @@ bool bringToFront(QWindow &window, const StartupTokens &tokens) {
   }
   xcb_flush(connection);
   return true;
+}
+
+bool needsOwnTitleBar() {
+  if (!QGuiApplication::platformName().startsWith(u"wayland")) {
+    return false;
+  }
+  ::setenv("QT_WAYLAND_DISABLE_WINDOWDECORATION", "1", 1);
+  // Until 6.5 Qt has no public way to its own connection.
+  wl_display *const display = wl_display_connect(nullptr);
+  if (display == nullptr) {
+    return false;
+  }
+  constexpr wl_registry_listener listener{
+      .global =
+          [](void *found, wl_registry * /*registry*/, uint32_t /*name*/, const char *interface,
+             uint32_t /*version*/) {
+            if (interface == std::string_view("zxdg_decoration_manager_v1")) {
+              *static_cast<bool *>(found) = true;
+            }
+          },
+      .global_remove = [](void * /*found*/, wl_registry * /*registry*/, uint32_t /*name*/) {}};
+  bool drawsTitleBars = false;
+  wl_registry *const registry = wl_display_get_registry(display);
+  wl_registry_add_listener(registry, &listener, &drawsTitleBars);
+  wl_display_roundtrip(display);
+  wl_registry_destroy(registry);
+  wl_display_disconnect(display);
+  return !drawsTitleBars;
 }
 
 // On X11 Qt finds the area when it comes. Its question about one looks elsewhere, too, and

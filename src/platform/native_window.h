@@ -19,6 +19,11 @@ void dressNativeWindow(const QWindow &window, const QColor &background);
 // Wayland. False: there is no way to ask, because of the compositor or for lack of a token.
 bool bringToFront(QWindow &window, const StartupTokens &tokens);
 
+// Whether the window has to draw a title bar itself: on a Wayland compositor that draws none. The
+// one that Qt would draw there is turned off: it always has a button to maximise, and takes OpenGL
+// into the process. Before the first window gets its native handle.
+bool needsOwnTitleBar();
+
 // Whether a status icon may find a place on this desktop, now or later.
 bool mayHaveStatusArea();
 

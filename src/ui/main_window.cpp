@@ -104,6 +104,11 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
   installAccessibility();
   setWindowTitle(QStringLiteral("Tarvex"));
   setFixedSize(contentSize);
+  if (needsOwnTitleBar()) {
+    setWindowFlag(Qt::FramelessWindowHint);
+    m_titleBar = std::make_unique<TitleBar>(*this);
+    setFixedHeight(contentSize.height() + TitleBar::barHeight);
+  }
   addActions(mainMenu.submenu().actions());  // for their keys
   setWindowIcon(applicationIcon());
   m_column.resize(contentSize);
@@ -131,7 +136,7 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
 
   // The native window, which show() would make. The display answers its many questions sooner now
   // than beside the interpreter of the first run, which starts before the window shows.
-  setGeometry({screen()->availableGeometry().center() - rect().center(), contentSize});
+  setGeometry({screen()->availableGeometry().center() - rect().center(), size()});
   winId();
   dressNativeWindow(*windowHandle(), forest);
 }
@@ -221,8 +226,14 @@ void MainWindow::mouseReleaseEvent(QMouseEvent * /*event*/) {
 
 // A window manager that tiles gives the window another size. The column stays in the middle.
 void MainWindow::resizeEvent(QResizeEvent * /*event*/) {
-  m_backdrop.setGeometry(rect());
-  m_column.move((width() - contentSize.width()) / 2, (height() - contentSize.height()) / 2);
+  QRect content = rect();
+  if (m_titleBar != nullptr) {
+    m_titleBar->setGeometry(0, 0, width(), TitleBar::barHeight);
+    content.setTop(TitleBar::barHeight);
+  }
+  m_backdrop.setGeometry(content);
+  m_column.move((content.width() - contentSize.width()) / 2,
+                (content.height() - contentSize.height()) / 2);
 }
 
 void MainWindow::placeControls() {

@@ -8,6 +8,7 @@
 #include "ui/backdrop_view.h"
 #include "ui/label.h"
 #include "ui/layout.h"
+#include "ui/title_bar.h"
 
 class QSystemTrayIcon;
 
@@ -69,6 +70,7 @@ class MainWindow : public QWidget {
  private:
   void placeControls();
 
+  std::unique_ptr<TitleBar> m_titleBar;  // where the desktop draws none
   BackdropView m_backdrop{this};
   QWidget m_column{&m_backdrop};  // of the controls
   Label m_title{QStringLiteral("Tarvex")};

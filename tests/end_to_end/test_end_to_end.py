@@ -98,6 +98,15 @@ class WaylandTest(LauncherTest):
         self.assertEqual(complaints, [])
         self.assertIn('.set_app_id("com.tarvex.launcher")', "".join(protocol))
 
+    def test_window_has_a_title_bar(self):
+        self.plan(check=[NO_UPDATE])
+        with desktop.wayland() as environment:
+            launcher = self.launch(**environment, ASAN_OPTIONS="detect_leaks=0")
+            launcher.wait_for(button="Play")
+            self.assertIn(("push button", "Minimize"), launcher.controls())
+            launcher.activate("push button", "Close")
+            self.assert_ended(launcher)
+
 
 class EndTest(LauncherTest):
     WAITING = [["print", "x\n"], ["wait for", "never"]]
