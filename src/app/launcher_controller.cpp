@@ -257,6 +257,7 @@ void LauncherController::showFailureAs(QStringView status, QStringView message) 
   setButton(ButtonState::retry);
   regionPicker.setEnabled(true);
   logButton.setVisible(logHandle.has_value());
+  window->linesTellOfFailure();
   failureBeforeHiding = {status.toString(), message.toString()};
   requestAttention(*failureBeforeHiding);
 }

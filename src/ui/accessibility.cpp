@@ -4,10 +4,12 @@
 #include <QAccessibleWidget>
 #include <algorithm>
 
+#include "ui/announcer.h"
 #include "ui/label.h"
 #include "ui/main_window.h"
 #include "ui/progress_indicator.h"
 #include "ui/region_picker.h"
+#include "ui/selectable_label.h"
 
 namespace tarvex {
 namespace {
@@ -56,7 +58,7 @@ class AccessibleText : public QAccessibleWidget, public QAccessibleTextInterface
   void scrollToSubstring(int /*begin*/, int /*end*/) override {}
 };
 
-class AccessibleLabel final : public AccessibleText {
+class AccessibleLabel : public AccessibleText {
  public:
   explicit AccessibleLabel(Label &label)
       : AccessibleText(&label, QAccessible::StaticText), m_label(label) {}
@@ -74,6 +76,28 @@ class AccessibleLabel final : public AccessibleText {
 
  private:
   const Label &m_label;
+};
+
+class AccessibleSelectableLabel final : public AccessibleLabel {
+ public:
+  explicit AccessibleSelectableLabel(SelectableLabel &label)
+      : AccessibleLabel(label), m_label(label) {}
+
+  QAccessible::State state() const override {
+    QAccessible::State state = AccessibleLabel::state();
+    state.selectableText = true;
+    return state;
+  }
+  int cursorPosition() const override { return m_label.selection().cursor; }
+  int selectionCount() const override { return m_label.selectedText().isEmpty() ? 0 : 1; }
+  void selection(int /*index*/, int *begin, int *end) const override {
+    const SelectableLabel::Selection selected = m_label.selection();
+    *begin = selected.begin;
+    *end = selected.end;
+  }
+
+ private:
+  const SelectableLabel &m_label;
 };
 
 class AccessibleRegionPicker final : public AccessibleText {
@@ -134,7 +158,30 @@ class AccessibleProgress final : public QAccessibleWidget, public QAccessibleVal
   const ProgressIndicator &m_progress;
 };
 
+class AccessibleNotice final : public QAccessibleObject {
+ public:
+  explicit AccessibleNotice(Notice &notice) : QAccessibleObject(&notice), m_notice(notice) {}
+
+  QAccessible::Role role() const override { return QAccessible::Notification; }
+  QAccessible::State state() const override { return {}; }
+  QString text(QAccessible::Text type) const override {
+    return type == QAccessible::Name ? forTheBus(m_notice.words()) : QString();
+  }
+  QAccessibleInterface *parent() const override {
+    return QAccessible::queryAccessibleInterface(&m_notice.window());
+  }
+  int childCount() const override { return 0; }
+  QAccessibleInterface *child(int /*index*/) const override { return nullptr; }
+  int indexOfChild(const QAccessibleInterface * /*child*/) const override { return -1; }
+
+ private:
+  const Notice &m_notice;
+};
+
 QAccessibleInterface *interfaceOf(const QString & /*className*/, QObject *object) {
+  if (auto *const label = dynamic_cast<SelectableLabel *>(object)) {
+    return new AccessibleSelectableLabel(*label);
+  }
   if (auto *const label = dynamic_cast<Label *>(object)) {
     return new AccessibleLabel(*label);
   }
@@ -146,6 +193,9 @@ QAccessibleInterface *interfaceOf(const QString & /*className*/, QObject *object
   }
   if (auto *const window = dynamic_cast<MainWindow *>(object)) {
     return new QAccessibleWidget(window, QAccessible::Window);
+  }
+  if (auto *const notice = dynamic_cast<Notice *>(object)) {
+    return new AccessibleNotice(*notice);
   }
   return nullptr;  // the toolkit's own
 }
@@ -162,6 +212,17 @@ void announceText(Label &label, const QString &before) {
     QAccessibleEvent named(&label, QAccessible::NameChanged);
     QAccessible::updateAccessibility(&named);
   }
+}
+
+void announceSelection(SelectableLabel &label) {
+  if (!QAccessible::isActive()) {
+    return;
+  }
+  const SelectableLabel::Selection selected = label.selection();
+  QAccessibleTextSelectionEvent change(&label, selected.begin, selected.end);
+  QAccessible::updateAccessibility(&change);
+  QAccessibleTextCursorEvent moved(&label, selected.cursor);
+  QAccessible::updateAccessibility(&moved);
 }
 
 void installAccessibility() {

@@ -2,7 +2,6 @@
 
 #include <QEvent>
 #include <QPainter>
-#include <utility>
 
 #include "ui/palette.h"
 
@@ -27,30 +26,10 @@ FocusRing::FocusRing(QWidget *parent) : QWidget(parent) {
 }
 
 bool FocusRing::eventFilter(QObject *watched, QEvent *event) {
-  auto *const control = static_cast<QWidget *>(watched);
   switch (event->type()) {
-    case QEvent::FocusOut:
-      m_isHandedOn = !control->isEnabled();
-      if (m_isHandedOn && m_disabledWithFocus == nullptr) {
-        m_disabledWithFocus = control;
-      }
-      follow();
-      break;
-    case QEvent::EnabledChange:
-      if (control->isEnabled() && control == m_disabledWithFocus && nobodyHasFocus()) {
-        m_isHandedOn = false;
-        control->setFocus();
-      }
-      follow();
-      break;
     case QEvent::FocusIn:
-      if (std::exchange(m_isHandedOn, false)) {
-        window()->setFocus();  // the player has not chosen this control
-      } else {
-        m_disabledWithFocus = nullptr;
-      }
-      follow();
-      break;
+    case QEvent::FocusOut:
+    case QEvent::EnabledChange:
     case QEvent::Move:
     case QEvent::Resize:
       follow();
@@ -59,11 +38,6 @@ bool FocusRing::eventFilter(QObject *watched, QEvent *event) {
       break;
   }
   return QWidget::eventFilter(watched, event);
-}
-
-bool FocusRing::nobodyHasFocus() const {
-  const QWidget *const focused = window()->focusWidget();
-  return focused == nullptr || focused == window();
 }
 
 void FocusRing::follow() {

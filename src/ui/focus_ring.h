@@ -1,8 +1,7 @@
 // The ring around the control that has the keyboard focus, once the player has used the keyboard to
-// give it; also, the focus's way back to a control that lost it by being disabled for a while.
+// give it.
 #pragma once
 
-#include <QPointer>
 #include <QWidget>
 
 namespace tarvex {
@@ -17,11 +16,7 @@ class FocusRing : public QWidget {
   void paintEvent(QPaintEvent *event) override;
 
  private:
-  bool nobodyHasFocus() const;
   void follow();
-
-  QPointer<QWidget> m_disabledWithFocus;
-  bool m_isHandedOn = false;  // by Qt, from a control that is disabled to the next
 };
 
 }  // namespace tarvex

@@ -98,6 +98,12 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
           std::to_array<QWidget *>({&m_title, &m_subtitle, &m_regionCaption, &controls.regionPicker,
                                     &controls.status, &controls.version, &controls.progress,
                                     &controls.playButton, &controls.logButton, &controls.footer})),
+      m_focusToReturn(&controls.playButton),
+      m_announcer(*this, controls.status, controls.version, controls.progress),
+      m_turnEnd([this] {
+        m_announcer.announce();
+        giveFocusBack();
+      }),
       m_playButton(controls.playButton),
       m_mainMenu(mainMenu),
       m_delegate(delegate) {
@@ -127,6 +133,7 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
     dress(control, look);
     control.setParent(&m_column);  // above all that came before
   }
+  controls.regionPicker.installEventFilter(this);
   controls.playButton.installEventFilter(this);
   controls.logButton.installEventFilter(this);
   setTabOrder(&controls.regionPicker, &controls.playButton);
@@ -171,6 +178,36 @@ void MainWindow::orderOut() {
   m_statusIcon->show();
 }
 
+// Qt passes the focus of a control that is disabled or hidden on to the next one, which the player
+// has not chosen.
+bool MainWindow::focusNextPrevChild(bool next) {
+  QWidget *const focused = focusWidget();
+  if (focused == nullptr || (focused->isEnabled() && focused->isVisible())) {
+    return QWidget::focusNextPrevChild(next);
+  }
+  m_focusToReturn = focused->isVisible() ? focused : &m_playButton;
+  focused->clearFocus();
+  return true;
+}
+
+void MainWindow::giveFocusBack() {
+  if (m_focusToReturn != nullptr && (focusWidget() == nullptr || focusWidget() == this)) {
+    m_focusToReturn->setFocus();  // has no effect while it is disabled
+  }
+}
+
+void MainWindow::linesTellOfFailure() {
+  m_announcer.failed();
+  m_turnEnd.schedule();
+}
+
+bool MainWindow::event(QEvent *event) {
+  if (event->type() == QEvent::WindowActivate) {
+    m_turnEnd.schedule();
+  }
+  return QWidget::event(event);
+}
+
 void MainWindow::closeEvent(QCloseEvent *event) {
   event->setAccepted(m_delegate.windowShouldClose());
 }
@@ -183,6 +220,9 @@ void MainWindow::contextMenuEvent(QContextMenuEvent *event) {
 bool MainWindow::eventFilter(QObject *watched, QEvent *event) {
   if (event->type() == QEvent::LayoutRequest) {  // a control wants another size
     placeControls();
+  }
+  if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::EnabledChange) {
+    m_turnEnd.schedule();
   }
   // On some desktops, Return presses the button that has the focus. Here it has another meaning.
   if (event->type() == QEvent::KeyPress && isReturn(static_cast<const QKeyEvent &>(*event))) {
@@ -199,7 +239,19 @@ void MainWindow::keyPressEvent(QKeyEvent *event) {
     m_playButton.click();
     return;
   }
+  if (event->key() == Qt::Key_F10 && event->modifiers() == Qt::ShiftModifier) {
+    openContextMenu();
+    return;
+  }
   QWidget::keyPressEvent(event);
+}
+
+// Qt knows the menu key alone. The control with the focus may have a menu of its own.
+void MainWindow::openContextMenu() {
+  QWidget &target = focusWidget() != nullptr ? *focusWidget() : *this;
+  const QPoint middle = target.rect().center();
+  QContextMenuEvent request(QContextMenuEvent::Keyboard, middle, target.mapToGlobal(middle));
+  QCoreApplication::sendEvent(&target, &request);
 }
 
 // The whole background is the window's handle. A press on a button is none of its affairs, though

@@ -1,10 +1,13 @@
 // The one window: its controls, how they look and where they stand.
 #pragma once
 
+#include <QPointer>
 #include <QWidget>
 #include <memory>
 #include <optional>
 
+#include "platform/turn_end.h"
+#include "ui/announcer.h"
 #include "ui/backdrop_view.h"
 #include "ui/label.h"
 #include "ui/layout.h"
@@ -53,6 +56,9 @@ class MainWindow : public QWidget {
   // While the window is shown, also minimised: to where the player sees it, with the keyboard.
   void comeForward(const StartupTokens &tokens);
 
+  // The status and the line below it tell of a failure now. Screen readers say both.
+  void linesTellOfFailure();
+
   // Hides the window. The menu then stays within reach through a status icon, on desktops that have
   // a place for one.
   void orderOut();
@@ -60,7 +66,9 @@ class MainWindow : public QWidget {
  protected:
   void closeEvent(QCloseEvent *event) override;
   void contextMenuEvent(QContextMenuEvent *event) override;
+  bool event(QEvent *event) override;
   bool eventFilter(QObject *watched, QEvent *event) override;
+  bool focusNextPrevChild(bool next) override;
   void keyPressEvent(QKeyEvent *event) override;
   void mouseMoveEvent(QMouseEvent *event) override;
   void mousePressEvent(QMouseEvent *event) override;
@@ -69,6 +77,8 @@ class MainWindow : public QWidget {
 
  private:
   void placeControls();
+  void giveFocusBack();
+  void openContextMenu();
 
   std::unique_ptr<TitleBar> m_titleBar;  // where the desktop draws none
   BackdropView m_backdrop{this};
@@ -78,7 +88,10 @@ class MainWindow : public QWidget {
   Label m_regionCaption{QStringLiteral("Region")};
   PerControl<QWidget *> m_controls;
   std::unique_ptr<QSystemTrayIcon> m_statusIcon;  // while the window is hidden
+  QPointer<QWidget> m_focusToReturn;              // to a control that lost it
   std::optional<QPoint> m_grip;                   // where the pointer holds it by its background
+  Announcer m_announcer;
+  TurnEnd m_turnEnd;  // announces what has changed, and settles the focus
   PlayButton &m_playButton;
   MainMenu &m_mainMenu;
   WindowDelegate &m_delegate;

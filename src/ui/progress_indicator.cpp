@@ -50,21 +50,35 @@ void ProgressIndicator::tell() {
   if (m_state == m_told) {
     return;
   }
-  const State before = std::exchange(m_told, m_state);
+  const bool wasIndeterminate = std::exchange(m_told, m_state).indeterminate;
   updateAnimation();
   update();
   if (!QAccessible::isActive()) {
     return;
   }
-  if (m_state.indeterminate != before.indeterminate) {
+  if (m_state.indeterminate != wasIndeterminate) {
     QAccessible::State changed;
     changed.busy = true;
     QAccessibleStateChangeEvent change(this, changed);
     QAccessible::updateAccessibility(&change);
   }
-  // AT-SPI's bridge drops a change of the busy state. A value makes clients look again.
-  QAccessibleValueChangeEvent change(this, m_state.value);
-  QAccessible::updateAccessibility(&change);
+  tellValue(wasIndeterminate);
+}
+
+// A screen reader says every value that it is told.
+void ProgressIndicator::tellValue(bool isFirst) {
+  const Clock::time_point now = Clock::now();
+  const bool hasValue = isVisible() && !m_state.indeterminate;
+  if (isFirst || !hasValue) {
+    m_toldValue = minimum;
+    m_toldAt = now;
+  }
+  if (hasValue && isWorthTelling(m_state.value, now, m_toldValue, m_toldAt)) {
+    m_toldValue = m_state.value;
+    m_toldAt = now;
+    QAccessibleValueChangeEvent change(this, m_state.value);
+    QAccessible::updateAccessibility(&change);
+  }
 }
 
 QSize ProgressIndicator::sizeHint() const {

@@ -8,6 +8,7 @@
 #include <QWidget>
 
 #include "platform/turn_end.h"
+#include "ui/announcements.h"
 
 namespace tarvex {
 
@@ -41,10 +42,13 @@ class ProgressIndicator : public QWidget {
   };
   void set(State state);
   void tell();
+  void tellValue(bool isFirst);
   void updateAnimation();
 
   State m_state;
   State m_told;
+  double m_toldValue = minimum;
+  Clock::time_point m_toldAt{};
   TurnEnd m_turnEnd;
   QVariantAnimation m_animation;  // the moving part's way across the bar, from 0 to 1
 };

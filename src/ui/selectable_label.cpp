@@ -10,6 +10,8 @@
 #include <QTextBoundaryFinder>
 #include <algorithm>
 
+#include "ui/accessibility.h"
+
 namespace tarvex {
 namespace {
 
@@ -49,16 +51,13 @@ int moved(const QString &text, int from, const CursorKey &key) {
 
 }  // namespace
 
-QString wholeSelection(const QString &text, const QString &shown, int begin, int end) {
+int wholeIndex(const QString &text, const QString &shown, int index) {
   // Characters without a look are shown as spaces.
   const auto cut = std::mismatch(shown.begin(), shown.end(), text.begin(), text.end(),
                                  [](QChar one, QChar other) { return one == other || one == u' '; })
                        .first -
                    shown.begin();
-  const auto inText = [&](int index) {
-    return index <= cut ? index : text.size() - (shown.size() - index);
-  };
-  return text.sliced(inText(begin), inText(end) - inText(begin));
+  return index <= cut ? index : static_cast<int>(text.size() - (shown.size() - index));
 }
 
 SelectableLabel::SelectableLabel(const QString &text, QWidget *parent) : Label(text, parent) {
@@ -66,9 +65,15 @@ SelectableLabel::SelectableLabel(const QString &text, QWidget *parent) : Label(t
   setCursor(Qt::IBeamCursor);
 }
 
+SelectableLabel::Selection SelectableLabel::selection() const {
+  const auto whole = [this](int index) { return wholeIndex(text(), shownText(), index); };
+  return {whole(std::min(m_anchor, m_cursor)), whole(std::max(m_anchor, m_cursor)),
+          whole(m_cursor)};
+}
+
 QString SelectableLabel::selectedText() const {
-  return wholeSelection(text(), shownText(), std::min(m_anchor, m_cursor),
-                        std::max(m_anchor, m_cursor));
+  const Selection selected = selection();
+  return text().sliced(selected.begin, selected.end - selected.begin);
 }
 
 void SelectableLabel::copy() const {
@@ -82,7 +87,11 @@ void SelectableLabel::contextMenuEvent(QContextMenuEvent *event) {
   menu->popup(event->globalPos());
 }
 
-void SelectableLabel::focusInEvent(QFocusEvent * /*event*/) {
+// As in a line edit; a screen reader says the text then.
+void SelectableLabel::focusInEvent(QFocusEvent *event) {
+  if (event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason) {
+    selectAll();
+  }
   update();
 }
 
@@ -99,7 +108,7 @@ void SelectableLabel::keyPressEvent(QKeyEvent *event) {
     return;
   }
   if (event->matches(QKeySequence::SelectAll)) {
-    select(0, static_cast<int>(shownText().size()));
+    selectAll();
     return;
   }
   const auto *const key =
@@ -174,11 +183,18 @@ int SelectableLabel::positionAt(const QPointF &point) const {
   return layout.lineCount() > 0 ? layout.lineAt(0).xToCursor(point.x() - position.x()) : 0;
 }
 
+void SelectableLabel::selectAll() {
+  select(0, static_cast<int>(shownText().size()));
+}
+
 void SelectableLabel::select(int anchor, int cursor) {
   if (anchor != m_anchor || cursor != m_cursor) {
     m_anchor = anchor;
     m_cursor = cursor;
     update();
+    if (hasFocus()) {
+      announceSelection(*this);
+    }
   }
 }
 

@@ -8,14 +8,20 @@
 
 namespace tarvex {
 
-// The part of the text that `shown` from `begin` to `end` stands for. `shown` is the text or, with
-// an ellipsis in place of a part, its beginning and its end. All indices count UTF-16 code units.
-QString wholeSelection(const QString &text, const QString &shown, int begin, int end);
+// The place in the text that an index in `shown` stands for. `shown` is the text or, with an
+// ellipsis in place of a part, its beginning and its end. All indices count UTF-16 code units.
+int wholeIndex(const QString &text, const QString &shown, int index);
 
 class SelectableLabel : public Label {
  public:
   explicit SelectableLabel(const QString &text = {}, QWidget *parent = nullptr);
 
+  struct Selection {  // in the whole text
+    int begin = 0;
+    int end = 0;
+    int cursor = 0;
+  };
+  Selection selection() const;
   QString selectedText() const;
 
  protected:
@@ -33,6 +39,7 @@ class SelectableLabel : public Label {
 
  private:
   int positionAt(const QPointF &point) const;
+  void selectAll();
   void select(int anchor, int cursor);
   void copy() const;
 

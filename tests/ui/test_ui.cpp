@@ -596,11 +596,11 @@ class TestUi : public QObject, public WindowDelegate {
       }
       qFatal("no focus ring");
     }();
-    QVERIFY(!ring->isVisible());
     const auto focused = [&] { return QApplication::focusWidget(); };
-    for (QWidget *const next :
-         std::initializer_list<QWidget *>{&controls->picker, &controls->play, &controls->log,
-                                          &controls->footer, &controls->picker, &controls->play}) {
+    QTRY_COMPARE(focused(), &controls->play);
+    QVERIFY(!ring->isVisible());
+    for (QWidget *const next : std::initializer_list<QWidget *>{
+             &controls->log, &controls->footer, &controls->picker, &controls->play}) {
       QTest::keyClick(window.get(), Qt::Key_Tab);
       QVERIFY2(focused() == next && ring->isVisible() &&
                    ring->geometry().toRectF().contains(frameOf(*next)),
@@ -609,10 +609,10 @@ class TestUi : public QObject, public WindowDelegate {
     controls->log.hide();
     controls->picker.setEnabled(false);
     controls->play.setEnabled(false);
-    QVERIFY(focused() != &controls->play);
+    QCOMPARE(focused(), nullptr);
     QVERIFY(!ring->isVisible());
     controls->play.setEnabled(true);
-    QCOMPARE(focused(), &controls->play);
+    QTRY_COMPARE(focused(), &controls->play);
     QVERIFY(ring->isVisible());
 
     controls->picker.setEnabled(true);
@@ -621,7 +621,30 @@ class TestUi : public QObject, public WindowDelegate {
       controls->picker.setEnabled(enabled);
       controls->play.setEnabled(enabled);
     }
-    QCOMPARE(focused(), &controls->picker);
+    QTRY_COMPARE(focused(), &controls->picker);
+
+    controls->log.show();
+    controls->log.setFocus();
+    controls->play.setEnabled(false);
+    controls->log.hide();
+    QCOMPARE(focused(), nullptr);
+    controls->play.setEnabled(true);
+    QTRY_COMPARE(focused(), &controls->play);
+  }
+
+  void shiftAndF10OpenTheMenuOfTheControl() {
+    struct Row {
+      QWidget &focused;
+      QString entry;
+    };
+    for (const Row &row : {Row{controls->play, quitTitle()}, Row{controls->footer, "Copy"}}) {
+      row.focused.setFocus();
+      QTest::keyClick(&row.focused, Qt::Key_F10, Qt::ShiftModifier);
+      auto *const shown = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+      QVERIFY(shown != nullptr);
+      QCOMPARE(shown->actions().first()->text(), row.entry);
+      shown->close();
+    }
   }
 
   void keysReachThePrimaryButton() {

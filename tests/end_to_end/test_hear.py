@@ -1,0 +1,156 @@
+"""What a player hears who does not see: the speech of the real Orca beside the real program."""
+
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+import launcher_test
+from desktop import wait_until
+from launcher_test import NO_UPDATE, UPDATE, LauncherTest
+
+ORCA = Path(__file__).with_name("orca_in_writing.py")
+PREPARING = "Verifying and installing client…\n"
+READY = "Installed client r5\n"
+speech = None  # a file that grows
+
+
+def setUpModule():
+    global speech
+    launcher_test.setUpModule()
+    folder = Path(unittest.enterModuleContext(tempfile.TemporaryDirectory()))
+    speech = folder / "speech"
+    with open(speech, "w") as writing, open(folder / "errors", "w") as errors:
+        orca = subprocess.Popen(
+            [sys.executable, "-B", ORCA, folder / "settings"], stdout=writing, stderr=errors,
+            env={**os.environ, "HOME": str(folder), "GSETTINGS_BACKEND": "memory"})
+    unittest.addModuleCleanup(orca.wait)
+    unittest.addModuleCleanup(orca.kill)
+    wait_until(lambda: "Screen reader on." in speech.read_text(),
+               lambda: f"Orca; it wrote {(folder / 'errors').read_text()}")
+
+
+def said(status):
+    return f"notification {status}"
+
+
+class HearTest(LauncherTest):
+    """No launcher here changes its status more often than is said at once, but for the flood."""
+
+    CHECKING = said("Checking for updates…")
+    READY = said("Ready to play Aurora Reach.")
+    UPDATE_BUTTON = ("Update push button.",
+                     "Downloads and installs the update, then returns to Play.")
+
+    def setUp(self):
+        super().setUp()
+        self.known = len(speech.read_text())
+
+    def heard(self):
+        return speech.read_text()[self.known:].splitlines()
+
+    def wait_to_hear(self, *expected):
+        """Waits until exactly this has been said since the last time."""
+        wait_until(lambda: self.heard() == list(expected),
+                   lambda: f"{expected}; heard {self.heard()}")
+        self.known = len(speech.read_text())
+
+    def go_on(self, name):
+        (self.resources / name).touch()
+
+    def launch_and_check(self, result, *expected, **steps):
+        self.plan(check=[["wait for", "checked"], *result], **steps)
+        launcher = self.launch()
+        self.wait_to_hear("Tarvex frame.", self.CHECKING)
+        self.go_on("checked")
+        self.wait_to_hear(*expected)
+        return launcher
+
+    def launch_with_update(self, *update):
+        return self.launch_and_check([UPDATE], said("Update available."), *self.UPDATE_BUTTON,
+                                     update=update)
+
+    def launch_and_play(self, *play):
+        launcher = self.launch_and_check([NO_UPDATE], self.READY, "Play push button.",
+                                         "Starts Tarvex.", play=play)
+        launcher.press("space")
+        return launcher
+
+    def test_update(self):
+        values = {"1": 5, "2": 12, "3": 13, "4": 30}
+        downloading = [step for name, value in values.items() for step in
+                       (["wait for", name], ["print", f"Downloading client: {value}%\n"])]
+        launcher = self.launch_with_update(
+            ["print", "Updating to client r5…\n"], *downloading, ["wait for", "5"],
+            ["print", PREPARING], ["wait for", "6"], ["print", READY], ["wait for", "7"])
+        launcher.press("space")
+        self.wait_to_hear(self.CHECKING, said("Downloading the latest update…"))
+        for name, value in values.items():
+            self.go_on(name)
+            launcher.wait_for(progress=value)
+        self.wait_to_hear("12 percent.", "30 percent.")
+        self.go_on("5")
+        self.wait_to_hear(said("Preparing your game…"))
+        self.go_on("6")
+        self.wait_to_hear(said("Ready to play."))
+
+    def test_end_of_an_update(self):
+        launcher = self.launch_with_update(["print", READY], ["wait for", "updated"])
+        launcher.press("Return")
+        self.wait_to_hear(self.CHECKING, said("Ready to play."))
+        self.plan(check=[NO_UPDATE])
+        self.go_on("updated")
+        self.wait_to_hear(self.CHECKING, self.READY)
+
+    def test_game(self):
+        self.launch_and_play(["print", "Starting Tarvex…\n"], ["wait for", "over"], ["exit", 1])
+        self.wait_to_hear(self.CHECKING, said("Launching Aurora Reach…"))
+
+    def test_failed_game_and_the_way_to_the_footer(self):
+        launcher = self.launch_and_play(["exit", 1])
+        self.wait_to_hear(self.CHECKING, said(
+            "Couldn’t start the game. The update could not be completed. Your installed game was "
+            "preserved."))
+        launcher.press("Tab")
+        self.wait_to_hear("View Log push button.")
+        launcher.press("Tab")
+        self.wait_to_hear(launcher.look().footer, "selected")
+
+    def test_failed_relaunch(self):
+        (self.bundle / "Contents/Info.plist").unlink()
+        launcher = self.launch_with_update(["print", "Installed launcher x. Restarting…\n"],
+                                           ["wait for", "installed"])
+        launcher.press("Return")
+        self.wait_to_hear(self.CHECKING, said("Restarting the launcher…"))
+        self.go_on("installed")
+        self.wait_to_hear(said(
+            "Couldn’t start the game. The updated launcher was installed but could not be started."))
+
+    def test_failure_is_said_again_when_it_comes_again(self):
+        failed = said("Couldn’t check for updates. No connection.")
+        launcher = self.launch_and_check(
+            [["print", "Tarvex launcher error: No connection.\n"], ["exit", 3]],
+            failed, "Retry push button.", "Checks for updates again.")
+        launcher.press("Return")
+        self.wait_to_hear(self.CHECKING, failed)
+        (self.resources / "client_updater.py").unlink()
+        for _ in range(2):
+            launcher.press("Return")
+            self.wait_to_hear(
+                said("Couldn’t start the game. The launcher installation is incomplete."))
+
+    def test_flood_is_said_when_it_is_over(self):
+        launcher = self.launch_with_update(
+            ["print", (PREPARING + READY) * 1000], ["print", "Updating to client r5…\n"],
+            ["wait for", "over"])
+        launcher.press("Return")
+        last = said("Downloading the latest update…")
+        wait_until(lambda: last in self.heard(), self.heard)
+        self.assertEqual(self.heard()[-1], last)
+        self.assertLess(len(self.heard()), 8, self.heard())
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
