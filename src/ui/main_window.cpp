@@ -175,6 +175,13 @@ void MainWindow::orderOut() {
   m_statusIcon = std::make_unique<QSystemTrayIcon>(applicationIcon());
   m_statusIcon->setContextMenu(&m_mainMenu.submenu());
   m_statusIcon->setToolTip(windowTitle());
+  QCoreApplication::setApplicationName(windowTitle());  // Qt makes the icon's title of it
+  connect(m_statusIcon.get(), &QSystemTrayIcon::activated, this,
+          [this](QSystemTrayIcon::ActivationReason reason) {
+            if (reason == QSystemTrayIcon::Trigger) {
+              m_mainMenu.submenu().popup(QCursor::pos());
+            }
+          });
   m_statusIcon->show();
 }
 

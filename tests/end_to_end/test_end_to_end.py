@@ -490,7 +490,18 @@ class HiddenTest(LauncherTest):
     def test_status_icon_is_there_while_the_window_is_hidden(self):
         self.serve("org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher", self.WATCHER)
         launcher = self.hidden_by_the_game()
-        self.assertTrue(self.wait_for_call("RegisterStatusNotifierItem"))
+        [item] = self.wait_for_call("RegisterStatusNotifierItem")
+
+        def ask(interface, method, signature, *arguments):
+            return self.bus.call_sync(item, "/StatusNotifierItem", interface, method,
+                                      self.glib.Variant(signature, arguments), None, 0, -1, None)
+
+        own = "org.kde.StatusNotifierItem"
+        title = ask("org.freedesktop.DBus.Properties", "Get", "(ss)", own, "Title")
+        self.assertEqual(title.unpack(), ("Tarvex",))
+        ask(own, "Activate", "(ii)", 10, 10)
+        wait_until(lambda: run("xdotool", "search", "--onlyvisible", "--pid",
+                               str(launcher.process.pid), "--class", "."), "the menu")
         (self.resources / "over").touch()
         launcher.wait_for(status="Couldn’t start the game")
         launcher.process.send_signal(signal.SIGTERM)
