@@ -1,9 +1,9 @@
 #include "platform/desktop_entries.h"
 
-#include <QFile>
 #include <QStandardPaths>
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 #include <map>
 #include <optional>
 #include <set>
@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "platform/durable_file.h"
+#include "platform/startup.h"
 
 namespace tarvex {
 namespace {
@@ -188,16 +189,25 @@ std::vector<KeyFile> associations(const DesktopFolders &folders) {
 
 }  // namespace
 
+// Not QStandardPaths, which loses a home that is not UTF-8.
 DesktopFolders DesktopFolders::ofThisProcess() {
-  const auto places = [](QStandardPaths::StandardLocation kind) {
-    std::vector<std::filesystem::path> result;
-    for (const QString &place : QStandardPaths::standardLocations(kind)) {
-      result.emplace_back(QFile::encodeName(place).toStdString());
+  const auto variable = [](const char *name, const std::string &otherwise) {
+    const char *const value = std::getenv(name);
+    return value != nullptr && *value != '\0' ? std::string(value) : otherwise;
+  };
+  const auto places = [](const std::filesystem::path &own, const std::string &others) {
+    std::vector<std::filesystem::path> result{own};
+    for (const std::string &other : split(others, ':')) {
+      result.emplace_back(other);
     }
+    std::erase_if(result, [](const auto &place) { return place.is_relative(); });
     return result;
   };
-  return {places(QStandardPaths::GenericConfigLocation),
-          places(QStandardPaths::GenericDataLocation),
+  const std::filesystem::path home = homeFolder();
+  return {places(variable("XDG_CONFIG_HOME", home / ".config"),
+                 variable("XDG_CONFIG_DIRS", "/etc/xdg")),
+          places(variable("XDG_DATA_HOME", home / ".local/share"),
+                 variable("XDG_DATA_DIRS", "/usr/local/share:/usr/share")),
           split(qgetenv("XDG_CURRENT_DESKTOP").toLower().toStdString(), ':')};
 }
 

@@ -377,23 +377,8 @@ class RunTest(LauncherTest):
                          b"file://" + os.fsencode(launcher.log))
 
 
-class HiddenTest(LauncherTest):
-    """What stays within reach while the window is hidden, with the desktop's services played here."""
-
-    NOTIFICATIONS = """<node><interface name="org.freedesktop.Notifications">
-      <method name="GetCapabilities"><arg type="as" direction="out"/></method>
-      <method name="Notify"><arg type="s" direction="in"/><arg type="u" direction="in"/>
-        <arg type="s" direction="in"/><arg type="s" direction="in"/><arg type="s" direction="in"/>
-        <arg type="as" direction="in"/><arg type="a{sv}" direction="in"/>
-        <arg type="i" direction="in"/><arg type="u" direction="out"/></method>
-      </interface></node>"""
-    WATCHER = """<node><interface name="org.kde.StatusNotifierWatcher">
-      <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
-      <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
-      <property name="ProtocolVersion" type="i" access="read"/>
-      </interface></node>"""
-    ANSWERS = {"GetCapabilities": ("(as)", (["body-markup", "actions"],)), "Notify": ("(u)", (7,)),
-               "RegisterStatusNotifierItem": (None, None)}
+class ServiceTest(LauncherTest):
+    """With the desktop's services played here: ANSWERS has the type and the value for each method."""
 
     def setUp(self):
         super().setUp()
@@ -428,6 +413,111 @@ class HiddenTest(LauncherTest):
             return self.calls.get(method)
 
         return wait_until(is_called, f"a call of {method}")
+
+
+class LogTest(ServiceTest):
+    """The ways to the log's viewer, each where those before it are missing or fail."""
+
+    PORTAL = """<node><interface name="org.freedesktop.portal.OpenURI">
+      <method name="OpenFile"><arg type="s" direction="in"/><arg type="h" direction="in"/>
+        <arg type="a{sv}" direction="in"/><arg type="o" direction="out"/></method>
+      </interface></node>"""
+    PATH = "/org/freedesktop/portal/desktop"
+
+    def called(self, bus, sender, path, _interface, method, arguments, invocation):
+        [descriptor] = invocation.get_message().get_unix_fd_list().steal_fds()
+        options = arguments.unpack()[2]
+        request = f"{path}/request/{sender[1:].replace('.', '_')}/{options['handle_token']}"
+        invocation.return_value(self.glib.Variant("(o)", (request,)))
+        bus.emit_signal(None, request, "org.freedesktop.portal.Request", "Response",
+                        self.glib.Variant("(ua{sv})", (self.response, {})))
+        self.calls[method] = os.readlink(f"/proc/self/fd/{descriptor}")
+        os.close(descriptor)
+
+    def program(self, name, then=""):
+        """Notes down its first argument, in a file of this path."""
+        program, note = self.folder / name, self.folder / f"{name} was given"
+        program.write_text(f'#!/bin/sh\nprintf %s "$1" > "{note}.part"\n'
+                           f'/bin/mv "{note}.part" "{note}"\n{then}\n')
+        program.chmod(0o755)
+        return note
+
+    def name_viewer(self):
+        note = self.program("viewer")
+        entry = self.home / ".local/share/applications/viewer.desktop"
+        entry.parent.mkdir(parents=True)
+        entry.write_text(f'[Desktop Entry]\nExec="{self.folder}/viewer" %f\n')
+        defaults = self.home / ".config/mimeapps.list"
+        defaults.parent.mkdir(exist_ok=True)
+        defaults.write_text("[Default Applications]\ntext/plain=viewer.desktop\n")
+        return note
+
+    def click(self):
+        self.plan(check=[])
+        launcher = self.launch(PATH=str(self.folder), XDG_DATA_DIRS=str(self.folder))
+        launcher.wait_for(button="Retry", log_button=True)
+        launcher.click("push button", "View Log")
+        return launcher
+
+    def assert_noted(self, note, expected):
+        wait_until(note.exists, note)
+        self.assertEqual(urllib.parse.unquote_to_bytes(note.read_bytes()), os.fsencode(expected))
+
+    def test_xdg_open(self):
+        viewer, opened = self.name_viewer(), self.program("xdg-open")
+        self.serve("org.freedesktop.portal.Desktop", self.PATH, self.PORTAL)
+        launcher = self.click()
+        self.assert_noted(opened, f"file://{launcher.log}")
+        launcher.process.terminate()
+        self.assert_ended(launcher)
+        self.assertEqual((self.calls, viewer.exists()), ({}, False))
+
+    def test_portal_after_an_xdg_open_that_fails(self):
+        viewer, opened = self.name_viewer(), self.program("xdg-open", "exit 3")
+        self.serve("org.freedesktop.portal.Desktop", self.PATH, self.PORTAL)
+        self.response = 0
+        launcher = self.click()
+        self.assertEqual(self.wait_for_call("OpenFile"), str(launcher.log))
+        self.assertTrue(opened.exists())
+        self.assertFalse(viewer.exists())
+
+    def test_application_after_a_portal_that_fails(self):
+        viewer = self.name_viewer()
+        self.serve("org.freedesktop.portal.Desktop", self.PATH, self.PORTAL)
+        self.response = 2
+        launcher = self.click()
+        self.assertEqual(self.wait_for_call("OpenFile"), str(launcher.log))
+        self.assert_noted(viewer, launcher.log)
+
+    def test_application_without_xdg_open_and_portal(self):
+        self.home /= os.fsdecode(b"\xff")
+        self.home.mkdir()
+        viewer = self.name_viewer()
+        self.assert_noted(viewer, self.click().log)
+
+    def test_nothing(self):
+        launcher = self.click()
+        launcher.press("Return")
+        wait_until(lambda: len(self.children()) == 2, "a second check")
+
+
+class HiddenTest(ServiceTest):
+    """What stays within reach while the window is hidden, with the desktop's services played here."""
+
+    NOTIFICATIONS = """<node><interface name="org.freedesktop.Notifications">
+      <method name="GetCapabilities"><arg type="as" direction="out"/></method>
+      <method name="Notify"><arg type="s" direction="in"/><arg type="u" direction="in"/>
+        <arg type="s" direction="in"/><arg type="s" direction="in"/><arg type="s" direction="in"/>
+        <arg type="as" direction="in"/><arg type="a{sv}" direction="in"/>
+        <arg type="i" direction="in"/><arg type="u" direction="out"/></method>
+      </interface></node>"""
+    WATCHER = """<node><interface name="org.kde.StatusNotifierWatcher">
+      <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
+      <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
+      <property name="ProtocolVersion" type="i" access="read"/>
+      </interface></node>"""
+    ANSWERS = {"GetCapabilities": ("(as)", (["body-markup", "actions"],)), "Notify": ("(u)", (7,)),
+               "RegisterStatusNotifierItem": (None, None)}
 
     def hidden_by_the_game(self, *last_words):
         self.plan(check=[NO_UPDATE], play=[*EndTest.GAME, *last_words, ["exit", 1]])

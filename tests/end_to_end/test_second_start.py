@@ -196,18 +196,34 @@ class SecondStartTest(LauncherTest):
                     wait_until(launcher.window, "the window")
 
     def test_nothing_else_can_be_asked(self):
+        from gi.repository import Gio, GLib
+
         launcher = self.ready()
-        name = next(word for word in run("busctl", "--user", "list").split()
-                    if word.startswith("com.tarvex.launcher.s"))
-        call = ["gdbus", "call", "--session", "--dest", name, "--object-path",
-                "/" + name.replace(".", "/"), "--method"]
-        for method in ("org.freedesktop.Application.Open", "org.freedesktop.Application.ActivateAction",
-                       "com.tarvex.launcher.Activate"):
-            self.assertEqual(run(*call, method, "[]", "{}"), "")
-        self.assertEqual(run(*call, "org.freedesktop.Application.Activate", "1"), "")
+        flags = Gio.DBusConnectionFlags
+        bus = Gio.DBusConnection.new_for_address_sync(
+            os.environ["DBUS_SESSION_BUS_ADDRESS"],
+            flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
+        self.addCleanup(bus.close_sync)
+
+        def ask(name, method, arguments):
+            interface, _, method = method.rpartition(".")
+            return bus.call_sync(name, "/" + name.replace(".", "/"), interface, method, arguments,
+                                 None, 0, -1, None).unpack()
+
+        [names] = ask("org.freedesktop.DBus", "org.freedesktop.DBus.ListNames", None)
+        [name] = [name for name in names if name.startswith("com.tarvex.launcher.s")]
+        data = GLib.Variant("(a{sv})", ({"other": GLib.Variant("i", 1),
+                                         "desktop-startup-id": GLib.Variant("s", "")},))
+        for method, arguments in [
+                ("org.freedesktop.Application.Open", GLib.Variant("(asa{sv})", ([], {}))),
+                ("org.freedesktop.Application.ActivateAction", GLib.Variant("(sava{sv})", ("x", [], {}))),
+                ("org.freedesktop.Application.Activate", None),
+                ("org.freedesktop.Application.Activate", GLib.Variant("(s)", ("x",))),
+                ("com.tarvex.launcher.Activate", data)]:
+            with self.subTest(method), self.assertRaises(GLib.Error):
+                ask(name, method, arguments)
         self.cover()
-        self.assertEqual(run(*call, "org.freedesktop.Application.Activate",
-                             "{'other': <1>, 'activation-token': <''>}"), "()\n")
+        self.assertEqual(ask(name, "org.freedesktop.Application.Activate", data), ())
         self.wait_until_in_front(launcher)
 
 

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QLockFile>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QStringEncoder>
 #include <QTemporaryDir>
@@ -14,6 +15,7 @@
 #include "platform/background_removal.h"
 #include "platform/bundle.h"
 #include "platform/durable_file.h"
+#include "platform/single_instance.h"
 #include "platform/startup.h"
 #include "platform/user_settings.h"
 
@@ -311,6 +313,20 @@ class TestFiles : public QObject {
       QVERIFY(homeFolder() != "/some where");
     }
     qputenv("HOME", before);
+  }
+
+  void folderHasOneNameOnTheBus() {
+    const std::string name = instanceName(root / "home/not yet there");
+    const QRegularExpression form("\\Acom\\.tarvex\\.launcher\\.s[0-9a-f]{16}\\z");
+    QVERIFY(form.match(QString::fromStdString(name)).hasMatch());
+    std::filesystem::create_directory(root / "home");
+    std::filesystem::create_directory_symlink("home", root / "link");
+    for (const char *const same : {"home/not yet there", "link/../link/not yet there"}) {
+      QCOMPARE(instanceName(root / same), name);
+    }
+    for (const char *const other : {"home", "home/not yet There", "home/not yet \xff"}) {
+      QVERIFY(instanceName(root / other) != name);
+    }
   }
 
  private:
