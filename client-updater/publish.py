@@ -143,18 +143,19 @@ class Web:
         start = file.read(4 * BLOCK_SIZE)
         if len(zlib.compress(start)) > SAVES * len(start):
             return None
-        path = self.path(content._replace(packed=0).name)
+        name = content._replace(packed=0).name
+        new = self.path(name + ".new")
         file.seek(0)
         packer = zlib.compressobj()
-        with open(f"{path}.new", "wb") as target:
+        with open(new, "wb") as target:
             while block := file.read(BLOCK_SIZE):
                 target.write(packer.compress(block))
             target.write(packer.flush())
             size = target.tell()
         if size > SAVES * content.size:
-            os.unlink(f"{path}.new")
+            os.unlink(new)
             return None
-        self.put(f"{path}.new", path)
+        self.put(new, name)
         return size
 
     def put(self, new, name):
@@ -293,7 +294,8 @@ def publish(arguments):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0], usage=__doc__.split("\n\n")[1])
+    head, usage, *_ = __doc__.split("\n\n")
+    parser = argparse.ArgumentParser(description=head, usage=usage.strip())
     parser.add_argument("game", type=Path, nargs="?")
     parser.add_argument("--to", type=Path, required=True)
     for name in ("region", "release", "start", "revision", "world", "key"):

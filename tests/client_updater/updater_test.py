@@ -67,6 +67,7 @@ class UpdaterTest(unittest.TestCase):
                 os.dup2(file.fileno(), 1)
                 os.dup2(file.fileno(), 2)
             os.environ["HOME"] = str(self.home)
+            os.chdir(self.root)
             fetch.PAUSES = (0.01,) * 3
             status = 99
             try:
@@ -96,7 +97,7 @@ class UpdaterTest(unittest.TestCase):
         return self.run_program(main, "--config", self.config, "--region", region, *words)
 
     def publish(self, release=None, files=None, *options, region=REGION, status=0):
-        words = [*options, "--to", self.web]
+        words = [*options, "--to", "web"]
         if files is not None:
             words.insert(0, self.make_files(self.root / "game", files))
         if release:
