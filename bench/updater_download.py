@@ -7,7 +7,6 @@ measure() is for scripts/bench: add(measure, unit, ours, baseline, most) gets ea
 import json
 import os
 import random
-import resource
 import shutil
 import statistics
 import subprocess

@@ -11,8 +11,8 @@ import fetch
 import release
 import trust
 from release import Fault, UpdateError
-from store import (has_size, local_path, locked, make_private_folder, read_record, regions_folder, remove,
-                   replace_record)
+from store import (has_size, local_path, locked, make_private_folder, read_record, regions_folder,
+                   remove, replace_record)
 
 
 class Region:

@@ -25,7 +25,8 @@ The operator's part of launcher-config.json, beside the regions:
 
 The modules beside this file: release decides; trust verifies signatures; fetch asks the server;
 download does that for many files at once; store knows the disk; install makes a release of all that;
-client knows what is installed for a region; launcher replaces the launcher. What only an installation needs is loaded when there is one.
+client knows what is installed for a region; launcher replaces the launcher. What only an installation
+needs is loaded when there is one.
 """
 
 from __future__ import annotations

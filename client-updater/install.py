@@ -99,5 +99,6 @@ class Work:
         free, needed = status.f_bavail * status.f_frsize, download.space_needed() + SPARE
         if needed > free:
             raise UpdateError("There is not enough free space on the disk: "
-                              f"{needed // MEGABYTE + 1:,} MB are needed, {free // MEGABYTE:,} MB are free.")
+                              f"{needed // MEGABYTE + 1:,} MB are needed, "
+                              f"{free // MEGABYTE:,} MB are free.")
         download.run()

@@ -9,8 +9,8 @@ import fcntl
 import os
 
 from install import Work
-from release import Fault, Manifest, UpdateError, path_fault
-from store import (exchange, local_path, locked, make_private_folder, remove, replace_record, support_folder,
+from release import UpdateError
+from store import (exchange, locked, make_private_folder, remove, replace_record, support_folder,
                    sync)
 
 

@@ -2,7 +2,6 @@
 nginx, with a configuration of its own. Ends with the context."""
 
 import json
-import os
 import shutil
 import socket
 import subprocess
