@@ -130,7 +130,7 @@ void catalogue(const std::string &input) {
 void metadata(const std::string &input) {
   if (const auto installed = parseInstalledMetadata(input)) {
     require(fits(installed->world, worldVersion));
-    require(footerText({}, installed).contains(installed->release));
+    require(footerText({}, *installed).contains(installed->release));
     const QString line = installedVersionText("Version", *installed);
     const QString beforeRevision = "Version " + installed->release + "  •  source ";
     require(line.startsWith(beforeRevision));

@@ -1,5 +1,7 @@
 #include "app/launcher_controller.h"
 
+#include <cstdio>
+
 #include "app/second_start.h"
 #include "install/launcher_log.h"
 #include "install/locations.h"
@@ -28,12 +30,25 @@ LauncherController::~LauncherController() = default;
 
 // The order is what the player relies on: the first check is under way when the window appears.
 void LauncherController::applicationDidFinishLaunching() {
+  explainMissingVersion();
   createWindow();
   prepareLog();
   removeRetiredBundle();
   automaticUpdatePending = options.automaticContinue;
   loadRegions();
   window->makeKeyAndOrderFront();
+}
+
+void LauncherController::explain(const std::filesystem::path &file, const QString &reason) {
+  std::fprintf(stderr, "tarvex-launcher: %s: %s\n", file.c_str(), qUtf8Printable(reason));
+}
+
+void LauncherController::explainMissingVersion() const {
+  if (const auto version = bundleVersion(bundle); !version) {
+    explain(bundle.path, u"unpackaged, so never updated: " + version.reason());
+  } else if (!launcherBundleURL()) {
+    explain(bundle.path, QStringLiteral("never updated: the name does not end in “.app”"));
+  }
 }
 
 void LauncherController::createWindow() {
@@ -101,27 +116,30 @@ void LauncherController::removeRetiredBundle() {
 }
 
 void LauncherController::loadRegions() {
-  const auto fail = [this] {
+  const std::filesystem::path file = bundle.resources / updaterConfiguration;
+  const auto fail = [&](const std::filesystem::path &path, const QString &reason) {
+    explain(path, reason);
     showFailure(failures::invalidRegions);
     playButton.setEnabled(false);
     regionPicker.setEnabled(false);
   };
-  const auto folder = bundle.resourceFolder();
-  const auto bytes =
-      folder ? readFile(*folder / updaterConfiguration, largestCatalogue) : std::nullopt;
-  auto catalogue = bytes ? parseRegions(*bytes) : std::nullopt;
-  if (!catalogue) {
-    fail();
+  const auto catalogue = readRegions(file);
+  if (!bundle.resourceFolder()) {
+    fail(bundle.resources, QStringLiteral("no such folder"));
     return;
   }
-  regions = std::move(catalogue->regions);
+  if (!catalogue) {
+    fail(file, catalogue.reason());
+    return;
+  }
+  regions = catalogue->regions;
   for (const Region &region : regions) {
     regionPicker.addRegion(region.name);
   }
   const auto first = initialRegion(
       regions, {options.region, userSetting(regionSetting()), catalogue->defaultRegion});
   if (!first) {
-    fail();
+    fail(file, QStringLiteral("“defaultRegion” is the id of no region"));
     return;
   }
   regionPicker.setCurrentIndex(static_cast<int>(*first));
@@ -174,11 +192,11 @@ std::filesystem::path LauncherController::currentMetadataURL() {
 }
 
 std::optional<QString> LauncherController::launcherVersion() const {
-  return bundleVersion(bundle);
+  return bundleVersion(bundle).optional();
 }
 
 std::optional<InstalledMetadata> LauncherController::installedMetadata() {
-  return readInstalledMetadata(currentMetadataURL());
+  return readInstalledMetadata(currentMetadataURL()).optional();
 }
 
 void LauncherController::showFooter() {

@@ -65,6 +65,9 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
 
   // launcher_controller.cpp: start-up, shut-down, regions, places, log, button and failure.
   void createWindow();
+  // One line on standard error, for the operator: desktops keep that in their journal.
+  static void explain(const std::filesystem::path &file, const QString &reason);
+  void explainMissingVersion() const;
   void removeRetiredBundle();
   void loadRegions();
   void regionChanged();

@@ -33,6 +33,7 @@ void LauncherController::startUpdater(Mode requested) {
   }
   const auto folder = bundle.resourceFolder();
   if (!folder) {
+    explain(bundle.resources, QStringLiteral("no such folder"));
     showFailure(failures::noResources);
     return;
   }
@@ -44,9 +45,12 @@ void LauncherController::startUpdater(Mode requested) {
                                .noSelfUpdate = options.noSelfUpdate,
                                .mode = requested,
                                .gameArguments = options.gameArguments};
-  if (!isReadable(invocation.script) || !isReadable(invocation.configuration)) {
-    showFailure(failures::incomplete);
-    return;
+  for (const std::filesystem::path &file : {invocation.script, invocation.configuration}) {
+    if (const std::error_code error = whyUnreadable(file)) {
+      explain(file, QString::fromStdString(error.message()));
+      showFailure(failures::incomplete);
+      return;
+    }
   }
   const auto ownBundle = launcherBundleURL();
   const auto ownVersion = launcherVersion();
@@ -84,14 +88,18 @@ ChildProcess *LauncherController::launchUpdater(const Program &program) {
   // Its lines belong in the log, but they do not speak for a run any more.
   const auto late = std::make_shared<LineAssembler>();
   const auto log = [this](const OutputLine &line) { appendLog(line.entry); };
-  std::error_code notShown;
-  return ChildProcess::start(
+  std::error_code error;
+  ChildProcess *const child = ChildProcess::start(
       program,
       {.output = [this](std::string_view bytes) { consume(bytes); },
        .exited = [this](int status) { processFinished(status); },
        .lateOutput = [late, log](std::string_view bytes) { late->append(bytes, log); },
        .outputEnded = [late, log] { late->flush(log); }},
-      this, notShown);
+      this, error);
+  if (child == nullptr) {
+    explain(program.executable, QString::fromStdString(error.message()));
+  }
+  return child;
 }
 
 void LauncherController::consume(std::string_view data) {

@@ -7,12 +7,15 @@
 
 namespace tarvex {
 
-std::optional<InstalledMetadata> parseInstalledMetadata(std::string_view json) {
+Expected<InstalledMetadata> parseInstalledMetadata(std::string_view json) {
   const auto object = parseObject(json);
-  const auto release = object ? stringMember(*object, "releaseId") : std::nullopt;
-  const auto revision = object ? stringMember(*object, "sourceRevision") : std::nullopt;
+  if (!object) {
+    return Unexpected{object.reason()};
+  }
+  const auto release = stringMember(*object, "releaseId");
+  const auto revision = stringMember(*object, "sourceRevision");
   if (!release || !revision) {
-    return std::nullopt;
+    return Unexpected{QStringLiteral("“releaseId” and “sourceRevision” are not both texts")};
   }
   InstalledMetadata installed{*release, *revision, stringMember(*object, "worldVersion")};
   if (installed.world && !hasForm(*installed.world, worldVersionForm)) {
@@ -21,9 +24,9 @@ std::optional<InstalledMetadata> parseInstalledMetadata(std::string_view json) {
   return installed;
 }
 
-std::optional<InstalledMetadata> readInstalledMetadata(const std::filesystem::path &file) {
-  const std::optional<std::string> bytes = readFile(file, largestMetadata);
-  return bytes ? parseInstalledMetadata(*bytes) : std::nullopt;
+Expected<InstalledMetadata> readInstalledMetadata(const std::filesystem::path &file) {
+  const Expected<std::string> bytes = readFile(file, largestMetadata);
+  return bytes ? parseInstalledMetadata(*bytes) : Unexpected{bytes.reason()};
 }
 
 QString footerText(const std::optional<QString> &launcherVersion,

@@ -8,6 +8,8 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/expected.h"
+
 namespace tarvex {
 
 struct InstalledMetadata {
@@ -16,15 +18,14 @@ struct InstalledMetadata {
   std::optional<QString> world;
 };
 
-// Nothing unless the bytes are a JSON object (UTF-8) whose "releaseId" and "sourceRevision" are
-// strings. A "worldVersion" that is not of its form is left out.
-std::optional<InstalledMetadata> parseInstalledMetadata(std::string_view json);
+// The bytes must be a JSON object (UTF-8) whose "releaseId" and "sourceRevision" are strings. A
+// "worldVersion" that is not of its form is left out.
+Expected<InstalledMetadata> parseInstalledMetadata(std::string_view json);
 
 inline constexpr std::size_t largestMetadata = 4'194'304;
 
-// Reads the file anew on each call. Nothing when it is missing, unreadable, not usable, or has
-// more than largestMetadata bytes.
-std::optional<InstalledMetadata> readInstalledMetadata(const std::filesystem::path &file);
+// Reads the file anew on each call. It must have at most largestMetadata bytes.
+Expected<InstalledMetadata> readInstalledMetadata(const std::filesystem::path &file);
 
 QString footerText(const std::optional<QString> &launcherVersion,
                    const std::optional<InstalledMetadata> &installed);

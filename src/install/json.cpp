@@ -1,19 +1,23 @@
 #include "install/json.h"
 
-#include <utility>
+#include "text/unicode_text.h"
 
 namespace tarvex {
 
-std::optional<Json> parseObject(std::string_view text) {
+Expected<Json> parseObject(std::string_view text) {
   if (text.find('\0') != std::string_view::npos) {  // which the parser takes for the end
-    return std::nullopt;
+    return Unexpected{QStringLiteral("not JSON: it has a NUL byte")};
   }
-  constexpr bool throws = false;
-  Json value = Json::parse(text, nullptr, throws);
-  if (!value.is_object()) {
-    return std::nullopt;
+  try {
+    Json value = Json::parse(text);
+    if (value.is_object()) {
+      return value;
+    }
+  } catch (const Json::exception &error) {
+    const QString reason = decodedUtf8(error.what());  // "[json.exception.…] the reason"
+    return Unexpected{u"not JSON: " + reason.sliced(reason.indexOf(u' ') + 1)};
   }
-  return std::make_optional(std::move(value));
+  return Unexpected{QStringLiteral("not a JSON object")};
 }
 
 std::optional<QString> stringMember(const Json &object, const char *name) {

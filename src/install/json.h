@@ -9,6 +9,8 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/expected.h"
+
 namespace tarvex {
 
 // A number that is no 64-bit integer, as strtod writes it, which makes one that no double holds
@@ -34,9 +36,9 @@ inline void to_json(Json &json, JsonNumber number) {  // called by the parser
   json.get_ref<JsonNumber &>() = number;
 }
 
-// The object at the top level, or nothing when the text (UTF-8) is not JSON, or is something else.
-// Takes up to 80 times the text's memory, however deep it is nested.
-std::optional<Json> parseObject(std::string_view text);
+// The object at the top level, unless the text (UTF-8) is not JSON or is something else. Takes up to
+// 80 times the text's memory, however deep it is nested.
+Expected<Json> parseObject(std::string_view text);
 
 // The string of that name in an object, or nothing for any other value, and for one that is no
 // object.

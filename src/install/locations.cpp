@@ -26,14 +26,15 @@ std::filesystem::path currentMetadata(const std::filesystem::path &supportFolder
          regionId.value_or(QStringLiteral("production")).toStdString() / "current.json";
 }
 
-std::optional<QString> bundleVersion(const Bundle &bundle) {
-  const auto found = bundle.information.find("CFBundleVersion");
-  if (found == bundle.information.end()) {
-    return std::nullopt;
+Expected<QString> bundleVersion(const Bundle &bundle) {
+  if (!bundle.noInformation.isEmpty()) {
+    return Unexpected{bundle.noInformation};
   }
-  const QString version = decodedUtf8(found->second);
+  const auto found = bundle.information.find("CFBundleVersion");
+  const QString version =
+      found != bundle.information.end() ? decodedUtf8(found->second) : QString();
   if (!hasForm(version, launcherVersionForm)) {
-    return std::nullopt;
+    return Unexpected{QStringLiteral("CFBundleVersion must be there, and 16 of 0-9 and a-f")};
   }
   return version;
 }

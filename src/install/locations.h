@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "platform/bundle.h"
+#include "platform/expected.h"
 
 namespace tarvex {
 
@@ -27,7 +28,7 @@ std::filesystem::path retiredBundle(const std::filesystem::path &bundle);
 std::filesystem::path currentMetadata(const std::filesystem::path &supportFolder,
                                       const std::optional<QString> &regionId);
 
-// The bundle's version, when it has one of the launcher's form.
-std::optional<QString> bundleVersion(const Bundle &bundle);
+// The bundle's version, unless it has none of the launcher's form.
+Expected<QString> bundleVersion(const Bundle &bundle);
 
 }  // namespace tarvex

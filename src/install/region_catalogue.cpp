@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "install/json.h"
+#include "platform/durable_file.h"
 #include "text/identifiers.h"
 
 namespace tarvex {
@@ -14,42 +15,66 @@ bool isKnownSchema(const Json &version) {
   return version.is_number() && (version.get<double>() == 2 || version.get<double>() == 3);
 }
 
-bool areValid(const std::vector<Region> &regions) {
-  QSet<QString> seen;
-  return !regions.empty() && std::all_of(regions.begin(), regions.end(), [&](const Region &region) {
-    const bool isNew = !seen.contains(region.id);
-    seen.insert(region.id);
-    return isNew && hasForm(region.id, regionIdForm);
-  });
+// As JSON, so that whatever it is makes one line.
+QString shown(const QString &text) {
+  constexpr int oneLine = -1;
+  constexpr bool asciiOnly = true;
+  return QString::fromStdString(nlohmann::json(text.toStdString()).dump(oneLine, ' ', asciiOnly));
+}
+
+Expected<Region> parseRegion(const Json &entry) {
+  const auto id = stringMember(entry, "id");
+  const auto name = stringMember(entry, "name");
+  if (!id || !name) {
+    return Unexpected{QStringLiteral("“id” and “name” must be there, and texts")};
+  }
+  if (!hasForm(*id, regionIdForm)) {
+    return Unexpected{
+        u"the id " + shown(*id) +
+        u" is not a lower-case letter and up to 31 lower-case letters, digits and hyphens"};
+  }
+  return Region{*id, *name};
 }
 
 }  // namespace
 
-std::optional<Regions> parseRegions(std::string_view json) {
+Expected<Regions> parseRegions(std::string_view json) {
   const auto object = parseObject(json);
   if (!object) {
-    return std::nullopt;
+    return Unexpected{object.reason()};
   }
   const auto schema = object->find("schemaVersion");
+  if (schema == object->end() || !isKnownSchema(*schema)) {
+    return Unexpected{QStringLiteral("“schemaVersion” must be there, and 2 or 3")};
+  }
   const auto defaultRegion = stringMember(*object, "defaultRegion");
+  if (!defaultRegion) {
+    return Unexpected{QStringLiteral("“defaultRegion” must be there, and a text")};
+  }
   const auto list = object->find("regions");
-  if (schema == object->end() || !isKnownSchema(*schema) || !defaultRegion ||
-      list == object->end() || !list->is_array()) {
-    return std::nullopt;
+  if (list == object->end() || !list->is_array() || list->empty()) {
+    return Unexpected{QStringLiteral("“regions” must be there, and a list with a region")};
   }
   Regions catalogue{*defaultRegion, {}};
+  QSet<QString> ids;
   for (const Json &entry : *list) {
-    const auto id = stringMember(entry, "id");
-    const auto name = stringMember(entry, "name");
-    if (!id || !name) {
-      return std::nullopt;
+    const auto region = parseRegion(entry);
+    if (!region) {
+      return Unexpected{u"region " + QString::number(catalogue.regions.size() + 1) + u": " +
+                        region.reason()};
     }
-    catalogue.regions.push_back({*id, *name});
-  }
-  if (!areValid(catalogue.regions)) {
-    return std::nullopt;
+    if (ids.contains(region->id)) {
+      return Unexpected{u"the id “" + region->id + u"” is there twice"};
+    }
+    ids.insert(region->id);
+    catalogue.regions.push_back(*region);
   }
   return catalogue;
+}
+
+Expected<Regions> readRegions(const std::filesystem::path &file) {
+  const Expected<std::string> bytes = readFile(file, largestCatalogue);
+  return bytes ? parseRegions(*bytes) : Unexpected{bytes.reason()};
 }
 
 std::optional<std::size_t> initialRegion(const std::vector<Region> &regions,

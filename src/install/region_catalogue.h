@@ -4,9 +4,12 @@
 
 #include <QString>
 #include <cstddef>
+#include <filesystem>
 #include <optional>
 #include <string_view>
 #include <vector>
+
+#include "platform/expected.h"
 
 namespace tarvex {
 
@@ -23,9 +26,10 @@ struct Regions {
 // More bytes than any catalogue has; a larger file is not worth its memory.
 inline constexpr std::size_t largestCatalogue = 4'194'304;
 
-// The catalogue, or nothing when any rule is broken: a member is missing or of another type, the
-// schema is not 2 or 3, there is no region, an id is not of its form or occurs twice.
-std::optional<Regions> parseRegions(std::string_view json);
+// The catalogue, unless a rule is broken: a member is missing or of another type, the schema is not
+// 2 or 3, there is no region, an id is not of its form or occurs twice; or the file is too large.
+Expected<Regions> parseRegions(std::string_view json);
+Expected<Regions> readRegions(const std::filesystem::path &file);
 
 // The index of the region to begin with: the one that the first candidate names that names any, in
 // the order given. Absent candidates are passed over.

@@ -4,6 +4,7 @@
 
 #include <QStringDecoder>
 #include <cstdint>
+#include <memory>
 #include <string_view>
 #include <system_error>
 
@@ -25,38 +26,45 @@ std::string withXmlInUtf8(const std::string &list) {
 
 }  // namespace
 
-BundleInformation readInformation(const std::filesystem::path &propertyList) {
-  BundleInformation texts;
-  plist_t root = nullptr;
-  if (const auto bytes = readFile(propertyList, largestInformation)) {
-    const std::string list = withXmlInUtf8(*bytes);
-    const auto length = static_cast<std::uint32_t>(list.size());
-    // Asked by name: libplist's own choice knows more formats from version to version.
-    const auto parse = plist_is_binary(list.data(), length) != 0 ? plist_from_bin : plist_from_xml;
-    parse(list.data(), length, &root);
+Expected<BundleInformation> readInformation(const std::filesystem::path &propertyList) {
+  const Expected<std::string> bytes = readFile(propertyList, largestInformation);
+  if (!bytes) {
+    return Unexpected{bytes.reason()};
   }
-  if (root != nullptr && plist_get_node_type(root) == PLIST_DICT) {
-    // By name: libplist's walk through a dictionary aborts the program at a key with a NUL in it.
-    for (const char *key : {"CFBundleExecutable", "CFBundleVersion"}) {
-      const plist_t value = plist_dict_get_item(root, key);
-      if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
-        std::uint64_t length = 0;
-        const std::string_view text = plist_get_string_ptr(value, &length);
-        if (text.size() == length) {  // or it has a NUL in it
-          texts.emplace(key, text);
-        }
+  const std::string list = withXmlInUtf8(*bytes);
+  const auto length = static_cast<std::uint32_t>(list.size());
+  // Asked by name: libplist's own choice knows more formats from version to version.
+  const auto parse = plist_is_binary(list.data(), length) != 0 ? plist_from_bin : plist_from_xml;
+  plist_t root = nullptr;
+  parse(list.data(), length, &root);
+  const std::unique_ptr<void, decltype(&plist_free)> owner(root, plist_free);
+  if (root == nullptr || plist_get_node_type(root) != PLIST_DICT) {
+    return Unexpected{QStringLiteral("not a property list with a dictionary")};
+  }
+  BundleInformation texts;
+  // By name: libplist's walk through a dictionary aborts the program at a key with a NUL in it.
+  for (const char *key : {"CFBundleExecutable", "CFBundleVersion"}) {
+    const plist_t value = plist_dict_get_item(root, key);
+    if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
+      std::uint64_t size = 0;
+      const std::string_view text = plist_get_string_ptr(value, &size);
+      if (text.size() == size) {  // or it has a NUL in it
+        texts.emplace(key, text);
       }
     }
   }
-  plist_free(root);
   return texts;
 }
 
-std::optional<std::filesystem::path> programOf(const std::filesystem::path &bundle) {
-  const BundleInformation information = readInformation(bundle / "Contents/Info.plist");
-  const auto name = information.find("CFBundleExecutable");
-  if (name == information.end() || !isFileName(name->second)) {
-    return std::nullopt;
+Expected<std::filesystem::path> programOf(const std::filesystem::path &bundle) {
+  const Expected<BundleInformation> information = readInformation(bundle / "Contents/Info.plist");
+  if (!information) {
+    return Unexpected{u"Contents/Info.plist: " + information.reason()};
+  }
+  const auto name = information->find("CFBundleExecutable");
+  if (name == information->end() || !isFileName(name->second)) {
+    return Unexpected{
+        QStringLiteral("Contents/Info.plist: no CFBundleExecutable that names a file")};
   }
   return bundle / "Contents" / bundleProgramFolder / name->second;
 }
@@ -66,10 +74,11 @@ Bundle Bundle::ofExecutable(const std::filesystem::path &executable) {
   const std::filesystem::path contents = folder.parent_path();
   if (contents.filename() == "Contents" &&
       (folder.filename() == "Linux" || folder.filename() == "MacOS")) {
+    const auto information = readInformation(contents / "Info.plist");
     return {contents.parent_path(), contents / "Resources",
-            readInformation(contents / "Info.plist")};
+            information.optional().value_or(BundleInformation()), information.reason()};
   }
-  return {folder, folder, {}};
+  return {folder, folder, {}, QStringLiteral("the program lies in no bundle")};
 }
 
 Bundle Bundle::main() {

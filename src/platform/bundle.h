@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/expected.h"
+
 namespace tarvex {
 
 // Text by key.
@@ -18,21 +20,22 @@ inline constexpr std::size_t largestInformation = 65536;
 
 // What an information dictionary says about the program and its version, CFBundleExecutable and
 // CFBundleVersion: a property list, in XML or binary form, whose root is a dictionary. Values of
-// other types are left out: a number is not a text. The XML may be in any encoding of Unicode.
-// Empty when the file cannot be read, is something else, or has more than largestInformation bytes.
-BundleInformation readInformation(const std::filesystem::path &propertyList);
+// other types are left out: a number is not a text. The XML may be in any encoding of Unicode; the
+// file must have at most largestInformation bytes.
+Expected<BundleInformation> readInformation(const std::filesystem::path &propertyList);
 
 // The folder of the program within a bundle's Contents.
 inline constexpr char bundleProgramFolder[] = "Linux";
 
-// The program of the bundle at the path, whether or not it is there; nothing when the bundle has no
+// The program of the bundle at the path, whether or not it is there, unless the bundle has no
 // Info.plist that names one within it.
-std::optional<std::filesystem::path> programOf(const std::filesystem::path &bundle);
+Expected<std::filesystem::path> programOf(const std::filesystem::path &bundle);
 
 struct Bundle {
   std::filesystem::path path;  // absolute
   std::filesystem::path resources;
   BundleInformation information;  // of Contents/Info.plist
+  QString noInformation{};        // the reason, when there is none to be had
 
   // The bundle of an executable. One at X/Contents/Linux/NAME or X/Contents/MacOS/NAME belongs to
   // the bundle X; any other has its own folder as bundle and as resource folder, and no

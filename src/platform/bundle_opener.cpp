@@ -59,7 +59,7 @@ std::error_code startInstance(const std::vector<std::string> &arguments,
   }
   const auto executable = programOf(bundle);
   if (!executable) {
-    return failed(noInformation, arguments[1] + ": no Info.plist that names a program");
+    return failed(noInformation, arguments[1] + ": " + executable.reason().toStdString());
   }
   const Program program{
       *executable, {arguments.begin() + fixedArguments, arguments.end()}, environment};

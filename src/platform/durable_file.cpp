@@ -7,13 +7,20 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
-#include <system_error>
 
 namespace tarvex {
 namespace {
 
 constexpr mode_t ownersFile = 0600;
 constexpr mode_t ownersFolder = 0700;
+
+std::error_code lastError() {
+  return {errno, std::system_category()};
+}
+
+Unexpected unexpected(const std::error_code &error) {
+  return {QString::fromStdString(error.message())};
+}
 
 void takeBack(const Descriptor &file, off_t count) {
   const off_t end = ::lseek(file.get(), 0, SEEK_END);
@@ -87,16 +94,22 @@ bool createPrivateFolders(const std::filesystem::path &folder) {
   return ::chmod(folder.c_str(), ownersFolder) == 0;
 }
 
-bool isReadable(const std::filesystem::path &path) {
-  return ::access(path.c_str(), R_OK) == 0;
+std::error_code whyUnreadable(const std::filesystem::path &path) {
+  return ::access(path.c_str(), R_OK) == 0 ? std::error_code() : lastError();
 }
 
-std::optional<std::string> readFile(const std::filesystem::path &path, std::size_t largest) {
+Expected<std::string> readFile(const std::filesystem::path &path, std::size_t largest) {
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   struct stat status {};
-  if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-      static_cast<std::uintmax_t>(status.st_size) > largest) {
-    return std::nullopt;
+  if (!file || ::fstat(file.get(), &status) != 0) {
+    return unexpected(lastError());
+  }
+  if (!S_ISREG(status.st_mode)) {
+    return Unexpected{QStringLiteral("not a file")};
+  }
+  const Unexpected tooLarge{u"more than " + QString::number(largest) + u" bytes"};
+  if (static_cast<std::uintmax_t>(status.st_size) > largest) {
+    return tooLarge;
   }
   constexpr std::size_t step = 65536;
   std::string bytes;
@@ -104,15 +117,16 @@ std::optional<std::string> readFile(const std::filesystem::path &path, std::size
     const std::size_t before = bytes.size();
     bytes.resize(before + step);
     const ssize_t count = ::read(file.get(), bytes.data() + before, step);
+    const std::error_code error = lastError();
     bytes.resize(before + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     if (count == 0) {
       return bytes;
     }
-    if (count < 0 && errno != EINTR) {
-      return std::nullopt;
+    if (count < 0 && error != std::errc::interrupted) {
+      return unexpected(error);
     }
   }
-  return std::nullopt;
+  return tooLarge;
 }
 
 }  // namespace tarvex

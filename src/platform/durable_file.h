@@ -7,8 +7,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "platform/descriptor.h"
+#include "platform/expected.h"
 
 namespace tarvex {
 
@@ -41,11 +43,11 @@ bool replaceByPrivateFile(const std::filesystem::path &path,
 // True when the folder is there afterwards.
 bool createPrivateFolders(const std::filesystem::path &folder);
 
-// Whether something is at the path that we may read; access(2).
-bool isReadable(const std::filesystem::path &path);
+// Why we may not read what is at the path; no error where we may. access(2)
+std::error_code whyUnreadable(const std::filesystem::path &path);
 
-// The bytes of a regular file, or nothing when it is missing, unreadable, something else, or has
-// more than `largest` bytes: then no more is read.
-std::optional<std::string> readFile(const std::filesystem::path &path, std::size_t largest);
+// The bytes of a regular file, unless it is missing, unreadable, something else, or has more than
+// `largest` bytes: then no more is read.
+Expected<std::string> readFile(const std::filesystem::path &path, std::size_t largest);
 
 }  // namespace tarvex

@@ -1,4 +1,5 @@
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <QAbstractItemView>
 #include <QDir>
@@ -6,6 +7,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
+#include <QTemporaryFile>
 #include <QTest>
 #include <array>
 #include <deque>
@@ -382,15 +384,21 @@ class TestLauncherController : public QObject {
     QTest::addColumn<QString>("file");
     QTest::addColumn<QByteArray>("content");  // null: it is missing
     QTest::addColumn<QString>("message");
-    const auto row = [](const char *name, const char *file, const char *content, const char *what) {
-      QTest::newRow(name) << file << QByteArray(content) << QString("The launcher %1.").arg(what);
+    QTest::addColumn<QString>("explanation");
+    const auto row = [](const char *name, const char *file, const char *content, const char *what,
+                        const char *explanation) {
+      QTest::newRow(name) << file << QByteArray(content) << QString("The launcher %1.").arg(what)
+                          << QString("/%1: %2\n").arg(file, explanation);
     };
     const char *const invalid = "region configuration is invalid";
-    row("no updater", "client_updater.py", nullptr, "installation is incomplete");
-    row("no catalogue", "launcher-config.json", nullptr, invalid);
-    row("invalid catalogue", "launcher-config.json", "{}", invalid);
+    const char *const missing = "No such file or directory";
+    row("no updater", "client_updater.py", nullptr, "installation is incomplete", missing);
+    row("no catalogue", "launcher-config.json", nullptr, invalid, missing);
+    row("invalid catalogue", "launcher-config.json", "{}", invalid,
+        "“schemaVersion” must be there, and 2 or 3");
     row("no region to begin with", "launcher-config.json",
-        R"({"schemaVersion":2,"defaultRegion":"x","regions":[{"id":"a","name":"A"}]})", invalid);
+        R"({"schemaVersion":2,"defaultRegion":"x","regions":[{"id":"a","name":"A"}]})", invalid,
+        "“defaultRegion” is the id of no region");
   }
   void brokenInstallationsAreToldApart() {
     QFETCH(QString, file);
@@ -401,7 +409,10 @@ class TestLauncherController : public QObject {
     } else {
       write(file, content);
     }
-    start();
+    const QString said = standardErrorOf([this] { start(); });
+    QFETCH(QString, explanation);
+    QVERIFY2(said.endsWith(explanation), qPrintable(said));
+    QCOMPARE(said.count("\n"), 1);
     QVERIFY(window().isVisible());
     QCOMPARE(look(), QString("Retry|Couldn’t start the game|%1|%1").arg(message));
     const bool forGood = message.contains("configuration");
@@ -455,13 +466,28 @@ class TestLauncherController : public QObject {
 
   void unpackagedLauncherSaysSo() {
     bundleVersion = "0";
-    start();
+    const QString said = standardErrorOf([this] { start(); });
+    QVERIFY2(
+        said.endsWith("T.app: unpackaged, so never updated: CFBundleVersion must be there, and "
+                      "16 of 0-9 and a-f\n"),
+        qPrintable(said));
     QTRY_COMPARE(button().text(), "Play");
     QCOMPARE(label("Launcher and game version").text(), "Launcher unpackaged · Game not installed");
     QVERIFY(!calls()[0]["arguments"].toVariant().toStringList().contains("--launcher-bundle"));
   }
 
  private:
+  static QString standardErrorOf(const std::function<void()> &action) {
+    QTemporaryFile file;
+    static_cast<void>(file.open());
+    const Descriptor before(::dup(STDERR_FILENO));
+    ::dup2(file.handle(), STDERR_FILENO);
+    action();
+    ::dup2(before.get(), STDERR_FILENO);
+    file.seek(0);
+    return QString::fromUtf8(file.readAll());
+  }
+
   // Counts what would be the end of the program.
   struct Observer : ApplicationDelegate {
     explicit Observer(TestLauncherController &owner) : test(owner) {}

@@ -80,6 +80,36 @@ class TestInstall : public QObject {
     QTEST(ids, "ids");
   }
 
+  void catalogueFaultsAreNamed_data() {
+    QTest::addColumn<QString>("json");
+    QTest::addColumn<QString>("reason");
+    const auto row = [](const char *json, const char *reason) {
+      QTest::newRow(json) << QString(json) << QString(reason);
+    };
+    row("{\n 'a': 1}",
+        "not JSON: parse error at line 2, column 2: syntax error while parsing object key - "
+        "invalid "
+        "literal; last read: '{<U+000A> ''; expected string literal");
+    row("[]", "not a JSON object");
+    row("{}", "“schemaVersion” must be there, and 2 or 3");
+    row(R"({"schemaVersion":2})", "“defaultRegion” must be there, and a text");
+    row(R"({"schemaVersion":2,"defaultRegion":"a","regions":[]})",
+        "“regions” must be there, and a list with a region");
+    row(R"({"schemaVersion":2,"defaultRegion":"a","regions":[{"id":"a","name":"A"},{"id":"b"}]})",
+        "region 2: “id” and “name” must be there, and texts");
+    row(R"({"schemaVersion":2,"defaultRegion":"a","regions":[{"id":"A\n\u009b","name":"A"}]})",
+        "region 1: the id \"A\\n\\u009b\" is not a lower-case letter and up to 31 lower-case "
+        "letters, "
+        "digits and hyphens");
+    row(R"({"schemaVersion":2,"defaultRegion":"a","regions":[{"id":"a","name":""},)"
+        R"({"id":"a","name":"A"}]})",
+        "the id “a” is there twice");
+  }
+  void catalogueFaultsAreNamed() {
+    QFETCH(QString, json);
+    QTEST(parseRegions(json.toStdString()).reason(), "reason");
+  }
+
   void firstCandidateThatNamesARegionWins() {
     const std::vector<Region> regions{{"a", "A"}, {"b", "B"}, {"c", "B"}};
     const auto index = [&](const std::vector<std::optional<QString>> &candidates) {
@@ -121,7 +151,8 @@ class TestInstall : public QObject {
   }
   void metadata() {
     QFETCH(QByteArray, json);
-    QTEST(footerText(std::nullopt, parseInstalledMetadata(json.toStdString())), "footer");
+    QTEST(footerText(std::nullopt, parseInstalledMetadata(json.toStdString()).optional()),
+          "footer");
   }
 
   void installedVersion() {
@@ -147,7 +178,7 @@ class TestInstall : public QObject {
 
   void versions() {
     const auto version = [](const BundleInformation &information) {
-      return bundleVersion({{}, {}, information}).value_or("-");
+      return bundleVersion({{}, {}, information}).optional().value_or("-");
     };
     QCOMPARE(version({{"CFBundleVersion", "0123456789abcdef"}}), "0123456789abcdef");
     QCOMPARE(version({}), "-");
