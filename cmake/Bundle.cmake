@@ -21,10 +21,12 @@ configure_file(${CMAKE_SOURCE_DIR}/packaging/Info.plist.in
 # Libraries that the bundle carries come before the machine's; what is built here carries none, what
 # players get does. Of the two kinds of run path it is the older, because that one also serves the
 # libraries and plugins in what they need themselves, and LD_LIBRARY_PATH does not come before it.
+foreach(program tarvex-launcher tarvex-check-updater)
+  set_target_properties(${program} PROPERTIES BUILD_RPATH "$ORIGIN/../Frameworks")
+  target_link_options(${program} PRIVATE LINKER:--disable-new-dtags)
+endforeach()
 set_target_properties(tarvex-launcher PROPERTIES
-  RUNTIME_OUTPUT_DIRECTORY "${TARVEX_BUNDLE}/Contents/Linux"
-  BUILD_RPATH "$ORIGIN/../Frameworks")
-target_link_options(tarvex-launcher PRIVATE LINKER:--disable-new-dtags)
+  RUNTIME_OUTPUT_DIRECTORY "${TARVEX_BUNDLE}/Contents/Linux")
 
 # The resources are the updater and the demo's configuration, so that what is built works as it
 # stands: it takes the demo's releases from their folder, until scripts/run names a web server.

@@ -14,8 +14,9 @@ Expected<Json> parseObject(std::string_view text) {
       return value;
     }
   } catch (const Json::exception &error) {
+    constexpr qsizetype readable = 300;  // it quotes what it has read of an unfinished text
     const QString reason = decodedUtf8(error.what());  // "[json.exception.…] the reason"
-    return Unexpected{u"not JSON: " + reason.sliced(reason.indexOf(u' ') + 1)};
+    return Unexpected{u"not JSON: " + reason.mid(reason.indexOf(u' ') + 1, readable)};
   }
   return Unexpected{QStringLiteral("not a JSON object")};
 }

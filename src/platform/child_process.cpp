@@ -28,13 +28,19 @@ std::error_code lastError() {
   return {errno, std::system_category()};
 }
 
-// The status of a child that has ended, or nothing while a tracer keeps it from us.
-std::optional<int> reap(const Descriptor &child) {
+struct End {
+  int status;
+  bool isSignal;
+};
+
+// How a child has ended, or nothing while a tracer keeps it from us.
+std::optional<End> reap(const Descriptor &child) {
   siginfo_t info{};
   if (::waitid(P_PIDFD, static_cast<id_t>(child.get()), &info, WEXITED | WNOHANG) != 0) {
-    return statusUnknown;  // somebody has set SIGCHLD so that the system throws it away
+    return End{statusUnknown, false};  // somebody has set SIGCHLD so that the system throws it away
   }
-  return info.si_pid != 0 ? std::optional(info.si_status) : std::nullopt;
+  return info.si_pid != 0 ? std::optional(End{info.si_status, info.si_code != CLD_EXITED})
+                          : std::nullopt;
 }
 
 }  // namespace
@@ -129,11 +135,14 @@ void ChildProcess::watch() {
       readOnce(unlimited);
     }
     if (child == Child::ended) {
-      if (const std::optional<int> status = reap(m_child)) {
+      if (const std::optional<End> end = reap(m_child)) {
         child = Child::reaped;
-        m_queue.push([this, status] {
+        m_queue.push([this, end] {
           m_exitIsTold = true;
-          m_handlers.exited(*status);
+          if (end->isSignal) {
+            m_fatalSignal = end->status;
+          }
+          m_handlers.exited(end->status);
         });
       }
     }

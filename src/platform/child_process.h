@@ -12,6 +12,7 @@
 #include <QObject>
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <semaphore>
 #include <string_view>
 #include <system_error>
@@ -50,6 +51,9 @@ class ChildProcess : public QObject {
   // the exit is handed over.
   bool isRunning() const;
 
+  // The signal that has ended the child; nothing before `exited`, and when it ended by itself.
+  std::optional<int> fatalSignal() const { return m_fatalSignal; }
+
   // Asks the child to end (SIGTERM), once: further calls do nothing, because a second signal would
   // interrupt the clean-up that the first one has begun. Never waits, never insists.
   void terminate();
@@ -71,6 +75,7 @@ class ChildProcess : public QObject {
   std::counting_semaphore<> m_launched{0};  // the reading thread waits for the child
   bool m_askedToEnd = false;
   bool m_exitIsTold = false;
+  std::optional<int> m_fatalSignal;
   std::thread m_thread;
 };
 
