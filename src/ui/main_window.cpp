@@ -116,7 +116,6 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
     setFixedHeight(contentSize.height() + TitleBar::barHeight);
   }
   addActions(mainMenu.submenu().actions());  // for their keys
-  setWindowIcon(applicationIcon());
   m_column.resize(contentSize);
   m_column.installEventFilter(this);
 
@@ -151,6 +150,7 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
 MainWindow::~MainWindow() = default;
 
 void MainWindow::makeKeyAndOrderFront() {
+  setWindowIcon(applicationIcon());  // only now: it needs a processor, and a run may have started
   placeControls();
   show();
   raise();
