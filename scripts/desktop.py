@@ -71,7 +71,7 @@ class Desktop:
         self.atspi = Atspi
         self._runtime = tempfile.mkdtemp(prefix="tarvex-desktop-")
         os.environ["XDG_RUNTIME_DIR"] = self._runtime
-        # The configuration and the toolkit's settings of whoever runs this are not part of the test.
+        # The configuration and Qt's settings of whoever runs this are not part of the test.
         for name in ("XDG_CONFIG_HOME", "XDG_DATA_HOME", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"):
             os.environ.pop(name, None)
         display, _ = self.started(

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Whether a program has what compiler and linker can do against being attacked, as readelf finds it.
+# Checks the hardening flags of a binary with readelf.
 set -euo pipefail
 found=$(LC_ALL=C readelf --wide --program-headers --dynamic --dyn-syms "$1")
 status=0

@@ -16,7 +16,7 @@ using Event = LineEffect::Event;
 struct Row {
   const char *name;
   QStringView text;
-  QStringView problem;  // the same as a line that stands for itself
+  QStringView problem;  // the same, complete without its context
   std::array<const char *, 3> values;
 };
 

@@ -28,7 +28,7 @@ class Report {
  public:
   enum class Form {
     text,
-    problems,  // text, and of it only warnings and failures, each a line that stands for itself
+    problems,  // text, and of it only warnings and failures, each complete without its context
     json,      // a JSON object a line, with the member "entry" and the names of the values
   };
   explicit Report(Form form) : m_form(form) {}

@@ -15,10 +15,10 @@ int main(int argc, char **argv) {
   using namespace tarvex;
   settleSignals();
   openMissingStandardDescriptors();
-  // Before the toolkit, which takes entries out of the environment that it means to have consumed.
+  // Before Qt, which takes entries out of the environment that it means to have consumed.
   LauncherController::Surroundings surroundings{
       {argv, argv + argc}, ownEnvironment(), Bundle::main(), homeFolder()};
-  ::setenv("HOME", surroundings.home.c_str(), 1);  // the only home that the toolkit's settings know
+  ::setenv("HOME", surroundings.home.c_str(), 1);  // the only home that Qt's settings know
   neverStartSessionBus();
   SingleInstance instance(instanceName(supportFolder(surroundings.home)));
   if (mayBeSecondStart(surroundings.arguments) && instance.bringOtherForward(ownStartupTokens())) {

@@ -36,8 +36,8 @@ inline void to_json(Json &json, JsonNumber number) {  // called by the parser
   json.get_ref<JsonNumber &>() = number;
 }
 
-// The object at the top level, unless the text (UTF-8) is not JSON or is something else. Takes up to
-// 80 times the text's memory, however deep it is nested.
+// The object at the top level, unless the text (UTF-8) is not JSON or is something else. Takes up
+// to 80 times the text's memory, however deep it is nested.
 Expected<Json> parseObject(std::string_view text);
 
 // The string of that name in an object, or nothing for any other value, and for one that is no

@@ -31,8 +31,8 @@ inline constexpr std::size_t largestCatalogue = 4'194'304;
 Expected<Regions> parseRegions(std::string_view json);
 Expected<Regions> readRegions(const std::filesystem::path &file);
 
-// The index of the region to begin with: the one that the first candidate names that names any, in
-// the order given. Absent candidates are passed over.
+// The index of the region to begin with: the first candidate that matches a region. Absent
+// candidates are passed over; nothing when none matches.
 std::optional<std::size_t> initialRegion(const std::vector<Region> &regions,
                                          const std::vector<std::optional<QString>> &candidates);
 

@@ -95,7 +95,7 @@ Application::~Application() {
 }
 
 int Application::run() {
-  // The toolkit calls exit() when its display connection breaks, in the middle of anything. After
+  // Qt calls exit() when its display connection breaks, in the middle of anything. After
   // the last step there is nothing to tidy up, and other threads may still be at work.
   std::atexit([] {
     if (theApplication != nullptr) {

@@ -35,10 +35,10 @@ class ApplicationDelegate {
 // and SIGHUP, and the end of the desktop session (which is asked to stay when the reply is cancel).
 // A SIGHUP that is ignored when the application is made, as under nohup, stays so.
 // When an X server goes away there is no asking, but the delegate's last step still runs. When a
-// Wayland compositor does, the toolkit ends the process on the spot.
+// Wayland compositor does, Qt ends the process on the spot.
 class Application : public QApplication {
  public:
-  // Both arguments must outlive the application. Pass a count of 1: the toolkit picks options of
+  // Both arguments must outlive the application. Pass a count of 1: Qt picks options of
   // its own out of an argument list, wherever they stand.
   Application(int &argumentCount, char **arguments);
   ~Application() override;

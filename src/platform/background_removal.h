@@ -1,4 +1,4 @@
-// The removal of what may be large and is in nobody's way.
+// Deletes large trees in the background.
 #pragma once
 
 #include <filesystem>

@@ -87,7 +87,7 @@ Bundle Bundle::main() {
 }
 
 std::optional<std::filesystem::path> Bundle::resourceFolder() const {
-  // Where we may not look, it may well be; then it is its files that cannot be read.
+  // If access is denied, assume that the folder exists: its files are unreadable then.
   std::error_code ignored;
   const std::filesystem::file_type type = std::filesystem::status(resources, ignored).type();
   const bool isThere =

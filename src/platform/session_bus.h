@@ -5,8 +5,8 @@ namespace tarvex {
 
 bool hasSessionBus();
 
-// Without a session bus, the bus library would try to start one whenever somebody asks, the
-// toolkit's accessibility for instance, and make us wait for it. Afterwards it does not. Before the
+// Without a session bus, the bus library would try to start one for whoever asks, Qt's
+// accessibility for instance, and make us wait for it. Afterwards it does not. Call this before the
 // application object is made.
 void neverStartSessionBus();
 

@@ -14,8 +14,8 @@ struct CharacterRun {
   int most;
 };
 
-// Runs that follow one another and make up the whole text. A form is written so that taking as many
-// characters as a run may have never takes one that the next run needs.
+// Runs that follow one another and make up the whole text. Matching is
+// greedy; forms must not need backtracking.
 using IdentifierForm = std::span<const CharacterRun>;
 
 bool hasForm(QStringView text, IdentifierForm form);

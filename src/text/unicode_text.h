@@ -14,7 +14,7 @@ namespace tarvex {
 
 inline constexpr QStringView ellipsis = u"…";
 
-// Most lines, and the longest, are; each of their bytes is a character, but for a line feed after a
+// True for most lines. Each byte of an ASCII text is a character, except a line feed after a
 // carriage return.
 bool isAscii(std::string_view bytes);
 

@@ -197,7 +197,7 @@ QAccessibleInterface *interfaceOf(const QString & /*className*/, QObject *object
   if (auto *const notice = dynamic_cast<Notice *>(object)) {
     return new AccessibleNotice(*notice);
   }
-  return nullptr;  // the toolkit's own
+  return nullptr;  // Qt's own
 }
 
 }  // namespace

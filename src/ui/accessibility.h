@@ -1,4 +1,4 @@
-// What the window's own controls tell assistive technology, through the toolkit's bridge (AT-SPI,
+// What the window's own controls tell assistive technology, through Qt's bridge (AT-SPI,
 // NSAccessibility). Labels and the region chooser keep their given names; what they show at the
 // moment is their text. The progress bar has a value, and is busy while it is indeterminate.
 #pragma once

@@ -28,7 +28,7 @@
 namespace tarvex {
 namespace {
 
-// What is not said stays as the toolkit has it.
+// What is not said stays as Qt has it.
 struct Look {
   Control control;
   int fontSize = 0;  // device-independent pixels

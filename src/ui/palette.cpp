@@ -22,10 +22,10 @@ QColor blended(const QColor &colour, double fraction, const QColor &other) {
 }
 
 void dressToolkit() {
-  // The toolkit would wake up half a minute after a drawing to empty it, and what it keeps there,
-  // the chooser's frame for one, is hardly ever drawn again.
+  // Qt would wake up half a minute after a drawing to empty this cache, which hardly ever helps
+  // here.
   QPixmapCache::setCacheLimit(0);
-  // So would the threads that it fills large surfaces with, only to end.
+  // Qt fills large surfaces with a pool of threads. Idle ones would wake up just to expire.
   QThreadPool::globalInstance()->setExpiryTimeout(-1);
   // One style for all desktops: themes differ in their colours and in their metrics, and the column
   // of controls is fixed.

@@ -1,4 +1,4 @@
-// The launcher's own colours, in sRGB, and the dress of what the toolkit draws by itself.
+// The launcher's own colours, in sRGB, and the dress of what Qt draws by itself.
 #pragma once
 
 #include <QColor>

@@ -1,5 +1,4 @@
-// What the player reads when something fails that is no run, or before a run has begun. How a run
-// itself fails, run_completion.h judges.
+// Failure texts that belong to no run. run_completion.h has those of a run that has ended.
 #pragma once
 
 #include <QStringView>

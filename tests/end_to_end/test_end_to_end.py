@@ -76,12 +76,12 @@ class DemoTest(LauncherTest):
 
 
 class WaylandTest(LauncherTest):
-    @unittest.skipIf("TSAN_OPTIONS" in os.environ, "the locks of the toolkit's plugin look broken to it")
+    @unittest.skipIf("TSAN_OPTIONS" in os.environ, "the locks of Qt's plugin look broken to it")
     def test_from_the_first_start_to_the_end_of_the_game(self):
         with desktop.wayland() as environment, open(self.folder / "errors", "w+") as errors:
             launcher = self.enterContext(desktop.launch(
                 self.bundle, self.home, "--", "--seconds", "1",
-                # What the toolkit leaves behind there is found when its code is unloaded, and nameless.
+                # What Qt leaves behind there is found when its code is unloaded, and nameless.
                 environment={**environment, "WAYLAND_DEBUG": "client", "ASAN_OPTIONS": "detect_leaks=0"},
                 preexec_fn=lambda: os.dup2(errors.fileno(), 2)))
             for button in "Update", "Play":
@@ -651,7 +651,7 @@ class ScreenReaderTest(LauncherTest):
                        event.any_data if isinstance(event.any_data, str) else event.detail1))
 
         listener = desktop.atspi.EventListener.new(hear)
-        # That the bar is busy can be read, but the toolkit's bridge has no event for it.
+        # That the bar is busy can be read, but Qt's bridge has no event for it.
         kinds = ("object:text-changed:insert", "object:property-change:accessible-value",
                  "object:property-change:accessible-name", "object:state-changed:sensitive")
         for kind in kinds:

@@ -1,6 +1,6 @@
-// What is handed to another thread through the toolkit happened before it arrives there. The thread
-// sanitizer does not see it: the toolkit is not instrumented, and its locks are none that a library
-// call takes. Builds with that sanitizer have this in the place of the toolkit's function, so that
+// What is handed to another thread through Qt happened before it arrives there. The thread
+// sanitizer does not see it: Qt is not instrumented, and its locks are none that a library
+// call takes. Builds with that sanitizer have this in the place of Qt's function, so that
 // no race of ours needs to be suppressed along with what only looks like one.
 #include <dlfcn.h>
 #include <sanitizer/tsan_interface.h>
@@ -36,9 +36,9 @@ class Relay : public QtPrivate::QSlotObjectBase {
 
 bool QMetaObject::invokeMethodImpl(QObject *object, QtPrivate::QSlotObjectBase *slot,
                                    Qt::ConnectionType type, void *ret) {
-  static const auto toolkits = reinterpret_cast<decltype(&invokeMethodImpl)>(
+  static const auto ofQt = reinterpret_cast<decltype(&invokeMethodImpl)>(
       ::dlsym(RTLD_NEXT,
               "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseE"
               "N2Qt14ConnectionTypeEPv"));
-  return toolkits(object, new Relay(slot), type, ret);
+  return ofQt(object, new Relay(slot), type, ret);
 }
