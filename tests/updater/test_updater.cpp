@@ -30,6 +30,24 @@ QString told(const std::optional<CheckOutcome> &outcome) {
                  : QStringLiteral("rejected");
 }
 
+std::vector<RunRecord> allRecords() {
+  std::vector<RunRecord> all;
+  const CheckOutcome client{{}, QStringLiteral("r5")};
+  for (const Mode mode : {Mode::check, Mode::update, Mode::play}) {
+    for (const bool installed : {false, true}) {
+      for (const bool started : {false, true}) {
+        for (const auto &outcome : {std::optional<CheckOutcome>(), {CheckOutcome()}, {client}}) {
+          for (const auto &detail :
+               {std::optional<QString>(), {QString()}, {QStringLiteral("why")}}) {
+            all.push_back({mode, installed, started, outcome, detail});
+          }
+        }
+      }
+    }
+  }
+  return all;
+}
+
 }  // namespace
 
 class TestUpdater : public QObject {
@@ -331,25 +349,9 @@ class TestUpdater : public QObject {
       QCOMPARE(which + QString::number(static_cast<int>(verdict.kind)) + verdict.message,
                which + QString::number(static_cast<int>(row.kind)) + message);
     };
-    const CheckOutcome nothing;
-    const CheckOutcome client{{}, QStringLiteral("r5")};
-    for (const Mode mode : {Mode::check, Mode::update, Mode::play}) {
+    for (const RunRecord &run : allRecords()) {
       for (const int status : {0, 1, 9, 15, 255, 256, -1}) {
-        for (const bool installed : {false, true}) {
-          for (const bool started : {false, true}) {
-            for (const auto &outcome : {std::optional<CheckOutcome>(), {nothing}, {client}}) {
-              for (const auto &detail :
-                   {std::optional<QString>(), {QString()}, {QStringLiteral("why")}}) {
-                check({.mode = mode,
-                       .sawLauncherInstalled = installed,
-                       .sawGameStart = started,
-                       .checkOutcome = outcome,
-                       .lastErrorDetail = detail},
-                      status);
-              }
-            }
-          }
-        }
+        check(run, status);
       }
     }
   }
