@@ -56,7 +56,7 @@ FAULTS = [
      *["wait for the process that prints “5”"] * 2),
     ("check", OFFER, "the same update is offered again"),
     ("update", "install('r5')", "nothing says what is installed"),
-    ("update", "print('Installed client r5'); install('r5')",
+    ("update", "print('Installed client r5'); time.sleep(1); install('r5')",
      "current.json: No such file or directory: write it before"),
     ("update", "install('r4'); print('Installed client r5')", *["says that “r4” is installed"] * 2),
     ("update", GOOD["update"].replace('("r5")', '("r5"); print("[info] Downloading client: 7%")'),
