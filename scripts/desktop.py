@@ -279,7 +279,7 @@ class Launcher:
 
     def geometry(self):
         """Left, top, width and height of the X window's content, in pixels of the screen."""
-        found = run("xwininfo", "-id", self.window())
+        found = run("xwininfo", "-id", wait_until(self.window, "a window"))
         return [int(re.search(rf"{what}:\s+(-?\d+)", found)[1])
                 for what in ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")]
 

@@ -75,8 +75,8 @@ class DemoTest(LauncherTest):
         again.wait_for(button="Update", region="Mossgate Hollow")
 
 
+@unittest.skipIf("TSAN_OPTIONS" in os.environ, "the locks of Qt's plugin look broken to it")
 class WaylandTest(LauncherTest):
-    @unittest.skipIf("TSAN_OPTIONS" in os.environ, "the locks of Qt's plugin look broken to it")
     def test_from_the_first_start_to_the_end_of_the_game(self):
         with desktop.wayland() as environment, open(self.folder / "errors", "w+") as errors:
             launcher = self.enterContext(desktop.launch(
