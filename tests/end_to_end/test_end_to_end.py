@@ -412,7 +412,7 @@ class ServiceTest(LauncherTest):
             self.glib.MainContext.default().iteration(False)
             return self.calls.get(method)
 
-        return wait_until(is_called, f"a call of {method}")
+        return wait_until(is_called, lambda: f"a call of {method}; there were {self.calls}")
 
 
 class LogTest(ServiceTest):
