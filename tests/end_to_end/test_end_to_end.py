@@ -1,5 +1,5 @@
 """The real program in a real window, used from outside. The desktop, and how the window is read, are
-those of scripts/desktop.py."""
+those of tests/desktop/desktop.py."""
 
 import collections
 import json

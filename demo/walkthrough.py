@@ -14,7 +14,7 @@ import tempfile
 import time
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "demo"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tests/desktop"))
 from desktop import Desktop, wait_until
 from web_server import WebServer, point_to
 

@@ -2,7 +2,7 @@
 Debian, starts it on a virtual desktop from outside, has it check, update itself and the client, plays,
 starts it on Wayland, too, and takes it out again.
 
-    verify_package.py DEBIAN ARCHIVE WEB_FOLDER
+    verify.py DEBIAN ARCHIVE WEB_FOLDER
 
 The releases come from a web server outside the Debian, signed. Runs as the player, with one privilege
 of root's: to enter the Debian's folder. The archive's path is one in the Debian.
@@ -16,9 +16,12 @@ import sys
 import tempfile
 from pathlib import Path
 
+ROOT = Path(__file__).resolve().parents[1]
+sys.path += [str(ROOT / "demo"), str(ROOT / "tests/desktop")]
+
 from desktop import Desktop, wait_until
 from self_update import offer_newer
-from walkthrough import WebServer, point_to
+from web_server import WebServer, point_to
 
 HOME = Path("/home/player")
 

@@ -12,8 +12,7 @@ import subprocess
 import sys
 from pathlib import Path
 
-from desktop import Desktop, wait_until
-from walkthrough import SPEED, open_on_display, show, wait_for_bar
+from walkthrough import Desktop, SPEED, open_on_display, show, wait_for_bar, wait_until
 from web_server import WebServer, point_to
 
 OLD, NEW = "a" * 16, "b" * 16
