@@ -108,7 +108,7 @@ class TestUi : public QObject, public WindowDelegate {
       const QString font = fonts.next();
       if (font.contains(
               QRegularExpression("(NotoSans|NotoSansCJK|Roboto|Inter|Cantarell|LiberationSans)-"
-                                 "(Regular|Medium|SemiBold|Bold)"))) {
+                                 "(Regular|Medium|SemiBold|Bold|VF)"))) {
         QFontDatabase::addApplicationFont(font);
       }
     }
