@@ -43,8 +43,8 @@ class LauncherTest(unittest.TestCase):
 
     def children(self):
         calls = self.resources / "calls.jsonl"
-        lines = calls.read_text(encoding="utf-8").splitlines() if calls.exists() else []
-        return [json.loads(line) for line in lines]
+        *lines, _ = calls.read_text(encoding="utf-8").split("\n") if calls.exists() else [""]
+        return [json.loads(line) for line in lines]  # the last one may be on its way
 
     def assert_ended(self, launcher, status=0):
         self.assertEqual(launcher.process.wait(timeout=30), status)
