@@ -14,8 +14,8 @@ namespace {
 constexpr unsigned firstNotAscii = 0x80;
 constexpr char16_t carriageReturn = u'\r';
 constexpr char16_t lineFeed = u'\n';
-// No code point below this one extends a character or draws the next one in, and the ellipsis,
-// which the updater's lines are full of, does not either.
+// Two neighbours below this code point are two characters, except CR LF. The same is true for the
+// ellipsis, which many of the updater's lines contain.
 constexpr char16_t firstCombining = 0x300;
 
 bool areSimple(QChar before, QChar after) {
@@ -29,7 +29,8 @@ bool areLineEnd(QChar before, QChar after) {
   return before.unicode() == carriageReturn && after.unicode() == lineFeed;
 }
 
-// Character boundaries of a short text, whose beginning must be one. Creating the iterator is dear.
+// Character boundaries of a short text that begins at one. Creating an iterator is slow, so each
+// thread keeps its own.
 UBreakIterator *characterBreaks(QStringView text) {
   UErrorCode status = U_ZERO_ERROR;
   thread_local const icu::LocalUBreakIteratorPointer breaks(
@@ -38,8 +39,7 @@ UBreakIterator *characterBreaks(QStringView text) {
   return breaks.getAlias();
 }
 
-// The largest part of the text that begins and ends with the given indices or, where these would
-// cut a surrogate pair in two, a code unit further out.
+// The text between two indices. An index that would split a surrogate pair moves outwards.
 QStringView wholeCodePoints(QStringView text, qsizetype begin, qsizetype end) {
   if (begin > 0 && text[begin].isLowSurrogate() && text[begin - 1].isHighSurrogate()) {
     --begin;
@@ -50,7 +50,7 @@ QStringView wholeCodePoints(QStringView text, qsizetype begin, qsizetype end) {
   return text.sliced(begin, end - begin);
 }
 
-// The end of the character that begins at the index, which must be one's beginning.
+// The end of the character that begins at the index.
 qsizetype characterEnd(QStringView text, qsizetype begin) {
   if (begin + 1 >= text.size()) {
     return text.size();
@@ -58,6 +58,8 @@ qsizetype characterEnd(QStringView text, qsizetype begin) {
   if (areSimple(text[begin], text[begin + 1])) {
     return begin + (areLineEnd(text[begin], text[begin + 1]) ? 2 : 1);
   }
+  // A window keeps the cost linear: ICU would look at the whole text each time. A boundary at the
+  // window's end may be the window's fault, so a larger one is tried then.
   for (qsizetype reach = 32;; reach *= 2) {
     const QStringView window = wholeCodePoints(text, begin, std::min(begin + reach, text.size()));
     const qsizetype length = ubrk_following(characterBreaks(window), 0);
@@ -74,8 +76,8 @@ bool isBoundary(QStringView text, qsizetype index) {
   if (areSimple(text[index - 1], text[index])) {
     return !areLineEnd(text[index - 1], text[index]);
   }
-  // Whether a boundary is here is settled by what stands close around: the one rule that looks
-  // further back, for pairs of regional indicators, does not apply to the texts that are sought.
+  // A few neighbours decide whether this is a boundary. One rule looks further back, at pairs of
+  // regional indicators (flags), but no text that is searched for contains any.
   constexpr qsizetype around = 16;
   const qsizetype begin = std::max<qsizetype>(index - around, 0);
   const QStringView window = wholeCodePoints(text, begin, std::min(index + around, text.size()));
@@ -90,7 +92,8 @@ bool isBoundary(std::string_view utf8, std::size_t index) {
   if (isAscii(utf8.substr(index - 1, 2))) {
     return utf8.substr(index - 1, 2) != "\r\n";
   }
-  return isBoundary(decodedUtf8(utf8), decodedUtf8(utf8.substr(0, index)).size());
+  const qsizetype utf16Index = decodedUtf8(utf8.substr(0, index)).size();
+  return isBoundary(decodedUtf8(utf8), utf16Index);
 }
 
 bool isWhiteSpace(UChar32 character) {
@@ -118,6 +121,7 @@ bool isWellFormedUtf8(std::string_view bytes) {
 
 }  // namespace
 
+// No early exit: the compiler can then use vector instructions.
 bool isAscii(std::string_view bytes) {
   const auto bits = std::accumulate(bytes.begin(), bytes.end(), char{}, [](char all, char byte) {
     return static_cast<char>(all | byte);
@@ -132,13 +136,14 @@ std::optional<std::string> repairedUtf8(std::string_view bytes) {
   return decodedUtf8(bytes).toStdString();
 }
 
+// Not QString::fromUtf8, which drops a byte order mark.
 QString decodedUtf8(std::string_view bytes) {
   if (isAscii(bytes)) {
     return QString::fromLatin1(bytes.data(), static_cast<qsizetype>(bytes.size()));
   }
   const auto *source = reinterpret_cast<const uint8_t *>(bytes.data());
   const auto length = static_cast<qsizetype>(bytes.size());
-  QString text(length, Qt::Uninitialized);  // never fewer bytes than code units
+  QString text(length, Qt::Uninitialized);  // UTF-8 never has fewer bytes than UTF-16 code units
   QChar *out = text.data();
   for (qsizetype index = 0; index < length;) {
     char32_t codePoint = 0;
@@ -163,7 +168,7 @@ std::string_view trimmed(std::string_view text) {
     text.remove_prefix(end);
   }
   while (!text.empty()) {
-    std::size_t begin = text.size() - 1;
+    std::size_t begin = text.size() - 1;  // back to the lead byte of the last code point
     while (U8_IS_TRAIL(text[begin])) {
       --begin;
     }
@@ -178,13 +183,13 @@ std::string_view trimmed(std::string_view text) {
 
 QStringView trimmedOfSpaces(QStringView text) {
   // All separators are in the Basic Multilingual Plane: one code unit each.
-  const auto goes = [](QChar character) {
+  const auto isRemoved = [](QChar character) {
     return character.unicode() == u'\t' || (U_GET_GC_MASK(character.unicode()) & U_GC_ZS_MASK) != 0;
   };
-  while (!text.isEmpty() && goes(text.front())) {
+  while (!text.isEmpty() && isRemoved(text.front())) {
     text = text.sliced(1);
   }
-  while (!text.isEmpty() && goes(text.back())) {
+  while (!text.isEmpty() && isRemoved(text.back())) {
     text.chop(1);
   }
   return text;
