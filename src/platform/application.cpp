@@ -18,10 +18,11 @@ namespace {
 
 constexpr std::array quitSignals{SIGINT, SIGTERM, SIGHUP};
 
-// Signal and exit handlers get no argument; there is one application.
+// Signal and exit handlers get no context argument, so they need globals.
 Application *theApplication = nullptr;
 const Descriptor *quitSignalEvent = nullptr;
 
+// Async-signal-safe: the interrupted code may be anywhere, even between a call and its errno.
 void onQuitSignal(int /*signal*/) {
   const int before = errno;
   raiseEvent(*quitSignalEvent);
@@ -34,7 +35,8 @@ bool isIgnored(int signal) {
   return action.sa_handler == SIG_IGN;
 }
 
-// Whoever starts us may leave any signal blocked or ignored. Only nohup means it.
+// The parent process may have left any signal blocked or ignored, mostly by accident. Only an
+// ignored SIGHUP is intended, by nohup.
 void receiveQuitSignals() {
   sigset_t wanted;
   sigemptyset(&wanted);
@@ -44,7 +46,7 @@ void receiveQuitSignals() {
     }
     struct sigaction action {};
     action.sa_handler = onQuitSignal;
-    action.sa_flags = SA_RESTART;
+    action.sa_flags = SA_RESTART;  // libraries do not expect EINTR
     ::sigaction(signal, &action, nullptr);
     sigaddset(&wanted, signal);
   }
@@ -62,7 +64,7 @@ Application::Application(int &argumentCount, char **arguments)
   setOrganizationName(QStringLiteral("Tarvex"));
   setApplicationName(QStringLiteral("tarvex-launcher"));
   setDesktopFileName(QStringLiteral("com.tarvex.launcher"));
-  setQuitOnLastWindowClosed(false);
+  setQuitOnLastWindowClosed(false);  // the delegate decides
   connect(this, &QGuiApplication::lastWindowClosed, this, [this] {
     if (m_delegate->applicationShouldTerminateAfterLastWindowClosed()) {
       terminate();
@@ -86,6 +88,7 @@ Application::Application(int &argumentCount, char **arguments)
 }
 
 Application::~Application() {
+  // The handler must not write to the descriptor that is closed next.
   for (const int signal : quitSignals) {
     if (!isIgnored(signal)) {
       std::signal(signal, SIG_DFL);
@@ -95,8 +98,9 @@ Application::~Application() {
 }
 
 int Application::run() {
-  // Qt calls exit() when its display connection breaks, in the middle of anything. After
-  // the last step there is nothing to tidy up, and other threads may still be at work.
+  // Qt calls exit() when the X connection breaks, in the middle of any call. The delegate's last
+  // step runs here then. _Exit follows because other threads may still use static objects, which
+  // exit() would destroy.
   std::atexit([] {
     if (theApplication != nullptr) {
       theApplication->willTerminate();
@@ -133,7 +137,7 @@ void Application::willTerminate() {
 
 void Application::requestUserAttention(QWidget &window, const QString &summary,
                                        const QString &body) {
-  // Not at once: what fails at the start fails before the window is shown.
+  // In a later turn: a failure at the start comes before the window is shown.
   handToMain(&window, [this, &window, summary, body] {
     if (window.isVisible()) {
       alert(&window);
@@ -144,7 +148,7 @@ void Application::requestUserAttention(QWidget &window, const QString &summary,
 }
 
 bool Application::event(QEvent *event) {
-  if (event->type() == QEvent::Quit) {  // the session manager's last word, or the system's menu
+  if (event->type() == QEvent::Quit) {  // the session has ended, or the system's menu asks
     terminate();
     return true;
   }

@@ -24,6 +24,7 @@ struct CloseFolder {
 };
 using Folder = std::unique_ptr<DIR, CloseFolder>;
 
+// Null also for a symbolic link, whose target must not be emptied.
 Folder openFolder(int parent, const char *name) {
   const int fd = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   Folder folder(fd >= 0 ? ::fdopendir(fd) : nullptr);
@@ -33,6 +34,7 @@ Folder openFolder(int parent, const char *name) {
   return folder;
 }
 
+// The way down from a folder to one of its entries, and the folder's identity for the way back.
 struct Step {
   std::string name;
   struct stat parent;
@@ -53,8 +55,8 @@ bool remove(int folder, const char *name) {
          errno == ENOENT;
 }
 
-// Removes what the folder has until something cannot be removed, and gives that one's name; an
-// empty name when the folder is empty.
+// Removes entries until one cannot be removed, and returns its name; mostly that is a folder with
+// entries. An empty name: the folder is empty now.
 std::string removeEntries(const Folder &folder) {
   while (const dirent *entry = ::readdir(folder.get())) {
     const std::string_view name = entry->d_name;
@@ -65,8 +67,8 @@ std::string removeEntries(const Folder &folder) {
   return {};
 }
 
-// However deep the folders are nested, two descriptors are open, and no path is longer than one
-// name.
+// Works with at most two open descriptors and with single names instead of paths: a deep tree
+// exceeds the limits of both.
 bool removeTree(const char *path) {
   if (remove(AT_FDCWD, path)) {
     return true;
@@ -81,7 +83,7 @@ bool removeTree(const char *path) {
     } else if (way.empty()) {
       return remove(AT_FDCWD, path);
     } else {
-      // Somebody may have moved the folder elsewhere meanwhile.
+      // The folder may have been moved meanwhile. Its ".." would then lead to a foreign folder.
       Folder parent = openFolder(::dirfd(here.get()), "..");
       if (!parent || !isSame(identity(parent), way.back().parent) ||
           !remove(::dirfd(parent.get()), way.back().name.c_str())) {
@@ -102,8 +104,8 @@ void removeInBackground(const std::filesystem::path &path) {
     return;
   }
   const auto job = [path] {
-    constexpr int lowestUrgency = 19;
-    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), lowestUrgency);
+    constexpr int lowestPriority = 19;  // nice value; on Linux a thread has its own
+    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), lowestPriority);
     constexpr int attempts = 5;
     constexpr std::chrono::milliseconds pause{200};
     for (int attempt = 1; attempt <= attempts && !removeTree(path.c_str()); ++attempt) {
@@ -113,7 +115,7 @@ void removeInBackground(const std::filesystem::path &path) {
   try {
     std::thread(job).detach();
   } catch (const std::system_error &) {
-    return;  // no thread to be had; the next start tries again
+    return;  // no thread is available; the next start tries again
   }
 }
 

@@ -1,13 +1,13 @@
-// Deletes large trees in the background.
+// Deletes large trees in the background. Any thread.
 #pragma once
 
 #include <filesystem>
 
 namespace tarvex {
 
-// Deletes what is at the path, if anything is, on a thread of its own and at the lowest urgency.
-// Tries five times with growing pauses and tells nobody how it went. The program may end meanwhile.
-// A link goes, and not what it points to. Folders may be nested without a limit.
+// Deletes the file or folder at the path, if there is one, on a thread of its own at the lowest
+// priority. Tries five times with growing pauses; a failure is not reported. The program may end
+// meanwhile. A symbolic link is deleted, its target is not. Folders may be nested to any depth.
 void removeInBackground(const std::filesystem::path &path);
 
 }  // namespace tarvex

@@ -13,12 +13,12 @@
 namespace tarvex {
 namespace {
 
-// The name stands for a file in the bundle's folder of programs, and for nothing elsewhere.
+// Whether the name stays within the folder that it is appended to.
 bool isFileName(const std::string &name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
 }
 
-// libplist reads no other encoding, and no byte order mark.
+// libplist reads only UTF-8, and no byte order mark.
 std::string withXmlInUtf8(const std::string &list) {
   const auto encoding = QStringConverter::encodingForData(list, u'<');
   return encoding ? QString(QStringDecoder(*encoding)(list)).toStdString() : list;
@@ -33,7 +33,7 @@ Expected<BundleInformation> readInformation(const std::filesystem::path &propert
   }
   const std::string list = withXmlInUtf8(*bytes);
   const auto length = static_cast<std::uint32_t>(list.size());
-  // Asked by name: libplist's own choice knows more formats from version to version.
+  // Not plist_from_memory: newer versions of libplist accept more formats there.
   const auto parse = plist_is_binary(list.data(), length) != 0 ? plist_from_bin : plist_from_xml;
   plist_t root = nullptr;
   parse(list.data(), length, &root);
@@ -42,13 +42,13 @@ Expected<BundleInformation> readInformation(const std::filesystem::path &propert
     return Unexpected{QStringLiteral("not a property list with a dictionary")};
   }
   BundleInformation texts;
-  // By name: libplist's walk through a dictionary aborts the program at a key with a NUL in it.
+  // Not by iteration: libplist's iterator aborts the program at a key that contains a NUL.
   for (const char *key : {"CFBundleExecutable", "CFBundleVersion"}) {
     const plist_t value = plist_dict_get_item(root, key);
     if (value != nullptr && plist_get_node_type(value) == PLIST_STRING) {
       std::uint64_t size = 0;
       const std::string_view text = plist_get_string_ptr(value, &size);
-      if (text.size() == size) {  // or it has a NUL in it
+      if (text.size() == size) {  // no NUL in it
         texts.emplace(key, text);
       }
     }
@@ -83,11 +83,12 @@ Bundle Bundle::ofExecutable(const std::filesystem::path &executable) {
 
 Bundle Bundle::main() {
   std::error_code ignored;
+  // Not argument 0, which the parent process may choose.
   return ofExecutable(std::filesystem::read_symlink("/proc/self/exe", ignored));
 }
 
 std::optional<std::filesystem::path> Bundle::resourceFolder() const {
-  // If access is denied, assume that the folder exists: its files are unreadable then.
+  // If access is denied, assume that the folder exists. Its files are then reported as unreadable.
   std::error_code ignored;
   const std::filesystem::file_type type = std::filesystem::status(resources, ignored).type();
   const bool isThere =

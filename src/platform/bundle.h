@@ -1,4 +1,6 @@
-// Application bundles: folders with a program, its resources, and what it says about itself.
+// Application bundles: folders with a program, its resources and an information dictionary
+// (Info.plist), in the layout X/Contents/{Info.plist,Linux,Resources}. Plain functions and values,
+// for any thread.
 #pragma once
 
 #include <cstddef>
@@ -12,41 +14,41 @@
 
 namespace tarvex {
 
-// Text by key.
+// Text by key, UTF-8.
 using BundleInformation = std::map<std::string, std::string, std::less<>>;
 
-// A real one has some kilobytes. libplist follows what is nested by recursion, without a limit.
+// In bytes; a usual Info.plist has some kilobytes. libplist recurses into nested values without a
+// limit, so the size limits its stack.
 inline constexpr std::size_t largestInformation = 65536;
 
-// What an information dictionary says about the program and its version, CFBundleExecutable and
-// CFBundleVersion: a property list, in XML or binary form, whose root is a dictionary. Values of
-// other types are left out: a number is not a text. The XML may be in any encoding of Unicode; the
-// file must have at most largestInformation bytes.
+// CFBundleExecutable and CFBundleVersion of an information dictionary: a property list, in XML or
+// binary form, whose root is a dictionary. Values that are not strings are left out. The XML may be
+// in any encoding of Unicode; the file must have at most largestInformation bytes.
 Expected<BundleInformation> readInformation(const std::filesystem::path &propertyList);
 
-// The folder of the program within a bundle's Contents.
+// The program's folder within a bundle's Contents.
 inline constexpr char bundleProgramFolder[] = "Linux";
 
-// The program of the bundle at the path, whether or not it is there, unless the bundle has no
-// Info.plist that names one within it.
+// The path of the bundle's program. The file need not exist, but Info.plist must name one within
+// the bundle.
 Expected<std::filesystem::path> programOf(const std::filesystem::path &bundle);
 
 struct Bundle {
-  std::filesystem::path path;  // absolute
-  std::filesystem::path resources;
-  BundleInformation information;  // of Contents/Info.plist
-  QString noInformation{};        // the reason, when there is none to be had
+  std::filesystem::path path;       // absolute
+  std::filesystem::path resources;  // need not exist
+  BundleInformation information;    // of Contents/Info.plist
+  QString noInformation{};          // the reason when `information` could not be read
 
   // The bundle of an executable. One at X/Contents/Linux/NAME or X/Contents/MacOS/NAME belongs to
   // the bundle X; any other has its own folder as bundle and as resource folder, and no
   // information.
   static Bundle ofExecutable(const std::filesystem::path &executable);
 
-  // The bundle of the running program. To be asked once, at the start: a bundle that is replaced on
-  // disk later changes neither our place nor our version.
+  // The bundle of the running program. Ask once, at the start: an update may replace the bundle on
+  // disk later, which must change neither the launcher's place nor its version.
   static Bundle main();
 
-  // The folder of the resources, or nothing when there is none at this moment.
+  // The folder of the resources; absent when it does not exist at this moment.
   std::optional<std::filesystem::path> resourceFolder() const;
 };
 

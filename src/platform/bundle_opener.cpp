@@ -37,8 +37,8 @@ Status whyNotStarted(const std::error_code &error) {
              : notStarted;
 }
 
-// In our own process, not in a tool's: an update may have moved or deleted the folder that a tool
-// would lie in. The arguments are copied into the new process; nothing of it stays with us.
+// Runs in this process, not in a helper program: an update may have moved or deleted the folder
+// that a helper would lie in.
 std::error_code startInstance(const std::vector<std::string> &arguments,
                               const std::vector<std::string> &environment, Status &status) {
   const auto failed = [&status](Status reason, const std::string &line) {
@@ -63,12 +63,14 @@ std::error_code startInstance(const std::vector<std::string> &arguments,
   }
   const Program program{
       *executable, {arguments.begin() + fixedArguments, arguments.end()}, environment};
+  // Ask before exec, to tell an unreadable program from one that cannot be executed.
   if (::access(program.executable.c_str(), R_OK) != 0) {
     error.assign(errno, std::system_category());
     return failed(whyNotRead(error), program.executable + ": " + error.message());
   }
   pid_t child = -1;
   error = spawn(program, std::nullopt, Session::ownOfItsOwn, child);
+  // These say nothing about the bundle.
   if (error == std::errc::resource_unavailable_try_again || error == std::errc::not_enough_memory) {
     return error;
   }

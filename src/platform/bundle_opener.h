@@ -1,4 +1,4 @@
-// The start of a new instance of an application bundle, independent of ours.
+// The start of a new instance of an application bundle, which outlives this process. Main thread.
 #pragma once
 
 #include <QObject>
@@ -9,19 +9,19 @@
 
 namespace tarvex {
 
-// Runs "/usr/bin/open" on macOS, and stands in for it elsewhere: takes the argument list
+// Does the work of the command "/usr/bin/open" where the system has none. The argument list is
 //
 //   -n BUNDLE --args [ARGUMENT]...
 //
-// and starts the bundle's program in a session of its own with the arguments and the environment.
-// The exit status goes to `exited` on the main thread, from the event loop, unless the receiver is
-// gone by then. An error means that the system had no process to give: then nothing was run, and
-// `exited` is never called.
+// The bundle's program is started in a session of its own, with the arguments and the environment.
+// `exited` gets the exit status on the main thread, from the event loop, unless the receiver is
+// destroyed before. An error means that the system has no process or memory left: then nothing was
+// run, and `exited` is never called.
 //
-// 0 means that the program's exec has succeeded. The other statuses of the stand-in come with one
-// line on standard error:
-//   1  the program could not be started, for another reason than those that follow
-//   2  the argument list is not understood
+// Status 0: the program's exec has succeeded. Each other status comes with one line on standard
+// error:
+//   1  the program could not be started for a reason that is not in this list
+//   2  the argument list is malformed
 //   3  there is no bundle
 //   4  the bundle is not a folder
 //   5  it has no Info.plist that names a program within it

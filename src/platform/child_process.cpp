@@ -33,11 +33,11 @@ struct End {
   bool isSignal;
 };
 
-// How a child has ended, or nothing while a tracer keeps it from us.
+// How the child ended. Absent while a tracer (ptrace) holds the dead child back.
 std::optional<End> reap(const Descriptor &child) {
   siginfo_t info{};
   if (::waitid(P_PIDFD, static_cast<id_t>(child.get()), &info, WEXITED | WNOHANG) != 0) {
-    return End{statusUnknown, false};  // somebody has set SIGCHLD so that the system throws it away
+    return End{statusUnknown, false};  // a library has made the process ignore SIGCHLD
   }
   return info.si_pid != 0 ? std::optional(End{info.si_status, info.si_code != CLD_EXITED})
                           : std::nullopt;
@@ -69,12 +69,12 @@ ChildProcess::~ChildProcess() {
     raiseEvent(m_wake);
     m_queue.close();
     m_launched.release();
-    m_thread.join();  // it waits for nothing but these three
+    m_thread.join();  // the thread waits for nothing but these three
   }
 }
 
-// The thread comes first: a child that nobody can watch must not start. It is the last thing that
-// can throw.
+// The thread starts before the child: if there is no thread to watch it, no child must run. Nothing
+// after it throws.
 std::error_code ChildProcess::launch(const Program &program) {
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
@@ -83,7 +83,9 @@ std::error_code ChildProcess::launch(const Program &program) {
   m_pipe = Descriptor(ends[0]);
   const Descriptor writeEnd(ends[1]);
   m_wake = eventDescriptor();
-  Descriptor placeholder = eventDescriptor();  // so that there is a descriptor for the child
+  // Reserves a number for the child's descriptor. Running out of them must be noticed before the
+  // child runs.
+  Descriptor placeholder = eventDescriptor();
   if (!m_wake || !placeholder) {
     return lastError();
   }
@@ -95,6 +97,7 @@ std::error_code ChildProcess::launch(const Program &program) {
   placeholder.reset();
   m_child = childDescriptor(child);
   if (!m_child) {  // the kernel has run out of memory
+    // SIGKILL: the child has only just begun, and an unwatched updater must not go on.
     const std::error_code error = lastError();
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, WNOHANG);
@@ -117,7 +120,7 @@ void ChildProcess::terminate() {
 
 void ChildProcess::watch() {
   enum class Child { runs, ended, reaped };
-  constexpr int untilAskedAgain = 100;  // milliseconds; a tracer tells nobody when it lets go
+  constexpr int untilAskedAgain = 100;  // milliseconds; nothing signals that a tracer lets go
   m_launched.acquire();
   for (Child child = Child::runs; m_pipe || child != Child::reaped;) {
     std::array<pollfd, 3> polled{{{m_wake.get(), POLLIN, 0},
@@ -128,7 +131,7 @@ void ChildProcess::watch() {
     if (woken.revents != 0) {
       return;
     }
-    if (ended.revents != 0) {
+    if (ended.revents != 0) {  // before the pipe, which others may keep readable for ever
       readWhatIsHeld();
       child = Child::ended;
     } else if (readable.revents != 0) {
@@ -168,8 +171,9 @@ std::size_t ChildProcess::readOnce(std::size_t most) {
   return size;
 }
 
-// A pipe keeps its order: the bytes that it holds when the child has ended are all that the exit
-// has to wait for.
+// The child's last bytes are in the pipe when it has ended. Reading exactly as many as the pipe
+// holds now is enough. Waiting for the end of the output could take for ever: a daemon may keep
+// the pipe open.
 void ChildProcess::readWhatIsHeld() {
   int held = 0;
   if (m_pipe) {

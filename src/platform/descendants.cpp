@@ -35,13 +35,14 @@ std::vector<Child> childrenLeft() {
   std::error_code error;
   for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end;
        entry.increment(error)) {
-    // "PROCESS (NAME) STATE PARENT …", and the name may be anything.
+    // "PROCESS (NAME) STATE PARENT …". The name may contain spaces and parentheses, so its end is
+    // the last one.
     std::ostringstream file;
     file << std::ifstream(entry->path() / "stat").rdbuf();
     const std::string text = file.str();
     const std::size_t open = text.find('(');
     const std::size_t close = text.rfind(')');
-    if (close == std::string::npos) {
+    if (close == std::string::npos) {  // not a process, or one that has just ended
       continue;
     }
     char state = 0;
@@ -57,6 +58,7 @@ std::vector<Child> childrenLeft() {
 }
 
 void endChildren() {
+  // Each round may bring orphans of the processes that it killed.
   for (std::vector<Child> left = childrenLeft(); !left.empty(); left = childrenLeft()) {
     for (const Child &child : left) {
       ::kill(child.process, SIGKILL);

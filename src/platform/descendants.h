@@ -1,4 +1,5 @@
-// The processes below ours that are still there, for a program that has to leave none. Linux.
+// The descendants of this process, for a program that must not leave any behind. Linux. Call all
+// from one thread.
 #pragma once
 
 #include <sys/types.h>
@@ -8,24 +9,25 @@
 
 namespace tarvex {
 
-// From now on, processes below ours that lose their parent become our children. Children that are
-// there already, from before our own exec for instance, are left alone by the functions below.
+// From now on, descendants that lose their parent become children of this process (prctl(2),
+// PR_SET_CHILD_SUBREAPER). The functions below leave out children that exist already, for instance
+// from before this program's exec.
 void adoptOrphans();
 
 struct Child {
   pid_t process;
   std::string name;
-  bool isStopped;  // by a signal such as SIGSTOP, until SIGCONT comes
+  bool isStopped;  // by a signal such as SIGSTOP, or by a tracer
 };
 
-// Our children that have not ended, in no order.
+// The children that have not ended, in no particular order.
 std::vector<Child> childrenLeft();
 
-// Kills all of them, with their descendants that become ours, and waits until they are gone. No
-// ChildProcess may be left.
+// Kills them and their descendants with SIGKILL and reaps them. No ChildProcess may exist, because
+// its thread reaps, too.
 void endChildren();
 
-// "SIGKILL", for instance.
+// The name of a signal, such as "SIGKILL".
 std::string signalName(int signal);
 
 }  // namespace tarvex

@@ -1,4 +1,5 @@
-// An owned POSIX file descriptor, closed on destruction. Empty (-1) after being moved from.
+// An owned POSIX file descriptor, closed on destruction. Empty (-1) by default and after being
+// moved from. Not thread-safe.
 #pragma once
 
 #include <unistd.h>

@@ -19,9 +19,10 @@ namespace {
 using Group = std::map<std::string, std::string, std::less<>>;
 using KeyFile = std::map<std::string, Group, std::less<>>;
 
-// The cache of a desktop with thousands of applications has some hundred kilobytes.
+// In bytes. The cache of a desktop with thousands of applications has some hundred kilobytes.
 constexpr std::size_t largestKeyFile = 4'194'304;
 
+// The parts between separators, without empty ones.
 std::vector<std::string> split(std::string_view text, char separator) {
   std::vector<std::string> parts;
   while (!text.empty()) {
@@ -41,6 +42,7 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
+// The first of several entries with the same key counts: emplace keeps it.
 KeyFile readKeyFile(const std::filesystem::path &path) {
   KeyFile file;
   Group *group = nullptr;
@@ -70,7 +72,7 @@ std::string programAt(const std::string &nameOrPath) {
   return QStandardPaths::findExecutable(QString::fromStdString(nameOrPath)).toStdString();
 }
 
-// The escapes that any string in such a file has.
+// Resolves the escapes that all string values have.
 std::string unescaped(std::string_view text) {
   constexpr std::string_view codes = "sntr\\";
   constexpr std::string_view meanings = " \n\t\r\\";
@@ -88,8 +90,8 @@ std::string unescaped(std::string_view text) {
   return result;
 }
 
-// The words of an Exec line, with the quotes worked off and the codes that have a meaning here.
-// Others mean nothing. The file comes last when no code asks for it.
+// The words of an Exec line, with quotes removed and field codes replaced. Unknown and deprecated
+// codes are dropped. A line without a code for files gets the file as its last word.
 std::vector<std::string> wordsOf(std::string_view exec, const std::map<char, std::string> &codes) {
   std::vector<std::string> words;
   std::optional<std::string> word;
@@ -126,7 +128,7 @@ std::vector<std::string> wordsOf(std::string_view exec, const std::map<char, std
   return words;
 }
 
-// An identifier "a-b.desktop" may name the file a/b.desktop.
+// A desktop file ID "a-b.desktop" may mean the file a/b.desktop.
 std::optional<std::filesystem::path> findEntry(std::string id, const DesktopFolders &folders) {
   std::size_t dash = 0;
   while (dash != std::string::npos) {
@@ -168,11 +170,12 @@ std::vector<std::string> commandOf(const std::string &id, const std::filesystem:
                                                            {'c', value("Name")},
                                                            {'k', *path},
                                                            {'%', "%"}});
-  words[0] = programAt(words[0]);
+  words[0] = programAt(words[0]);  // spawn has no search path
   return words[0].empty() ? std::vector<std::string>() : words;
 }
 
-// The files that associate types with applications, without the caches.
+// The mimeapps.list files in the order of their priority. A file for one desktop comes before the
+// general one of the same folder.
 std::vector<KeyFile> associations(const DesktopFolders &folders) {
   std::vector<std::filesystem::path> places = folders.configuration;
   for (const std::filesystem::path &folder : folders.data) {
@@ -190,7 +193,7 @@ std::vector<KeyFile> associations(const DesktopFolders &folders) {
 
 }  // namespace
 
-// Not QStandardPaths, which loses a home that is not UTF-8.
+// Not with QStandardPaths, which cannot represent a home folder whose name is not UTF-8.
 DesktopFolders DesktopFolders::ofThisProcess() {
   const auto variable = [](const char *name, const std::string &otherwise) {
     const char *const value = std::getenv(name);
@@ -201,6 +204,7 @@ DesktopFolders DesktopFolders::ofThisProcess() {
     for (const std::string &other : split(others, ':')) {
       result.emplace_back(other);
     }
+    // The Base Directory Specification: relative paths are invalid and must be ignored.
     std::erase_if(result, [](const auto &place) { return place.is_relative(); });
     return result;
   };

@@ -25,15 +25,15 @@ Unexpected unexpected(const std::error_code &error) {
 void takeBack(const Descriptor &file, off_t count) {
   const off_t end = ::lseek(file.get(), 0, SEEK_END);
   if (count > 0 && end >= count && ::ftruncate(file.get(), end - count) != 0) {
-    return;  // half an entry stays; there is nobody to tell
+    return;  // a part of the entry stays, and the log is the only place to report it
   }
 }
 
 }  // namespace
 
 std::optional<DurableFile> DurableFile::open(const std::filesystem::path &path) {
-  // O_APPEND keeps entries at the end even when somebody empties the file under us. O_NONBLOCK
-  // matters for pipes and devices only, whose opening and writing could wait for somebody else.
+  // O_APPEND: entries go to the end even when another program truncates the file. O_NONBLOCK: open
+  // and write must not wait at a pipe or a device. O_NOCTTY: a terminal must not become ours.
   Descriptor file(::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (!file) {
     return std::nullopt;
@@ -52,6 +52,7 @@ bool DurableFile::append(std::string_view entry) {
       return false;
     }
   }
+  // Not fsync: of the metadata, only the file's size matters.
   int result = 0;
   do {
     result = ::fdatasync(m_file.get());
@@ -59,6 +60,7 @@ bool DurableFile::append(std::string_view entry) {
   return result == 0;
 }
 
+// fchmod here and below: a umask may have removed the owner's own rights.
 bool createPrivateFile(const std::filesystem::path &path) {
   const Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, ownersFile));
   return file && ::fchmod(file.get(), ownersFile) == 0;
@@ -89,7 +91,7 @@ bool createPrivateFolders(const std::filesystem::path &folder) {
     return false;
   }
   if (::mkdir(folder.c_str(), ownersFolder) != 0) {
-    return std::filesystem::is_directory(folder, error);  // another launcher was quicker
+    return std::filesystem::is_directory(folder, error);  // another launcher was faster
   }
   return ::chmod(folder.c_str(), ownersFolder) == 0;
 }
@@ -113,7 +115,7 @@ Expected<std::string> readFile(const std::filesystem::path &path, std::size_t la
   }
   constexpr std::size_t step = 65536;
   std::string bytes;
-  while (bytes.size() <= largest) {  // a file in /proc says that it has no bytes; others may grow
+  while (bytes.size() <= largest) {  // st_size is 0 for files in /proc, and other files may grow
     const std::size_t before = bytes.size();
     bytes.resize(before + step);
     const ssize_t count = ::read(file.get(), bytes.data() + before, step);

@@ -1,4 +1,5 @@
-// Files that must last, and the reading of small ones. POSIX; any thread, one at a time.
+// Durable writing of files, and the reading of small ones. POSIX. Any thread; one object or path is
+// used by one thread at a time.
 #pragma once
 
 #include <cstddef>
@@ -14,15 +15,15 @@
 
 namespace tarvex {
 
-// A file that is only ever added to, each entry forced to the storage device before append returns.
+// A file that entries are appended to. Each entry is on the storage device when append returns.
 class DurableFile {
  public:
-  // Opens an existing file of any kind. Nothing on failure, and never a wait: not for the reader of
-  // a named pipe, and not for a device that takes nothing at the moment.
+  // Opens an existing file of any kind; absent on failure. Never waits, neither for the reader of a
+  // named pipe nor for a busy device.
   static std::optional<DurableFile> open(const std::filesystem::path &path);
 
-  // Whole or not at all: when the entry does not fit on the device, what was written of it is taken
-  // back. False when the entry is lost.
+  // Appends the whole entry or nothing: when the device is full, the written part is removed again.
+  // False: the entry is lost.
   bool append(std::string_view entry);
 
  private:
@@ -30,24 +31,24 @@ class DurableFile {
   Descriptor m_file;
 };
 
-// Creates an empty file that only its owner may read and write, whatever the umask. False when
-// there is one already, or on any failure.
+// Creates an empty file with mode 0600, whatever the umask is. False when the path exists already,
+// and on any failure.
 bool createPrivateFile(const std::filesystem::path &path);
 
-// Replaces the file as a whole by a private one, which lies beside it until `fill` has filled it;
-// that gets its path, and says whether it succeeded. False when the file stays as it was.
+// Replaces the file atomically by a new one with mode 0600. `fill` gets the path of the new file,
+// beside the old one, writes it, and returns whether it succeeded. False: the file is unchanged.
 bool replaceByPrivateFile(const std::filesystem::path &path,
                           const std::function<bool(const std::filesystem::path &)> &fill);
 
-// Creates the folder with all missing parents, each of them for its owner only, whatever the umask.
-// True when the folder is there afterwards.
+// Creates the folder and all missing parents with mode 0700, whatever the umask is. True: the
+// folder exists now.
 bool createPrivateFolders(const std::filesystem::path &folder);
 
-// Why we may not read what is at the path; no error where we may. access(2)
+// The reason why the path cannot be read; no error when it can. access(2)
 std::error_code whyUnreadable(const std::filesystem::path &path);
 
-// The bytes of a regular file, unless it is missing, unreadable, something else, or has more than
-// `largest` bytes: then no more is read.
+// The bytes of a regular file. Fails when it is missing, unreadable, not a regular file, or larger
+// than `largest` bytes. Never waits for a named pipe.
 Expected<std::string> readFile(const std::filesystem::path &path, std::size_t largest);
 
 }  // namespace tarvex

@@ -1,6 +1,6 @@
 #include <sys/eventfd.h>
 
-// glibc 2.36 forgot to make its header fit for C++.
+// The header of glibc 2.36 lacks the extern "C" that C++ needs.
 extern "C" {
 #include <sys/pidfd.h>
 }
@@ -22,7 +22,7 @@ void takeEvent(const Descriptor &event) {
   ::eventfd_read(event.get(), &count);
 }
 
-// A pidfd is closed on exec by itself.
+// The kernel closes every pidfd on exec; no flag is needed.
 Descriptor childDescriptor(pid_t child) {
   return Descriptor(::pidfd_open(child, 0));
 }

@@ -1,5 +1,5 @@
-// A value, or in words the reason why there is none: what std::expected of C++23 is, as far as it
-// is needed. The reason is for the operator; it is one line, without the name of the file.
+// A value, or the reason why there is none: the needed part of C++23's std::expected. The reason is
+// one line for the operator, without the name of the file.
 #pragma once
 
 #include <QString>
@@ -19,11 +19,12 @@ class Expected {
   Expected(Unexpected none) : m_reason(std::move(none.reason)) {}
 
   explicit operator bool() const { return m_value.has_value(); }
+  // Only when there is a value.
   Value &operator*() { return *m_value; }
   const Value &operator*() const { return *m_value; }
   const Value *operator->() const { return &*m_value; }
   const std::optional<Value> &optional() const { return m_value; }
-  const QString &reason() const { return m_reason; }
+  const QString &reason() const { return m_reason; }  // empty when there is a value
 
  private:
   std::optional<Value> m_value;

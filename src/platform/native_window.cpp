@@ -20,12 +20,13 @@
 namespace tarvex {
 namespace {
 
+// xcb allocates replies and events with malloc.
 template <typename Reply>
 std::unique_ptr<Reply, decltype(&std::free)> owned(Reply *reply) {
   return {reply, &std::free};
 }
 
-// Qt's, or null elsewhere than on X11.
+// Qt's connection; null when the window system is not X11.
 xcb_connection_t *x11Connection() {
   const auto *const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
   return x11 != nullptr ? x11->connection() : nullptr;
@@ -49,7 +50,9 @@ void sendToRoot(xcb_connection_t *connection, const xcb_client_message_event_t &
   xcb_send_event(connection, 0, screenOf(connection).root, listeners, bytes);
 }
 
-// The server tells its time with changes of properties. Qt's connection leaves the events to Qt.
+// The X server's time. It comes with the event of a changed property; an empty addition to a
+// property is such a change. A connection of its own is needed, because Qt takes all events of its
+// connection.
 xcb_timestamp_t serverTime() {
   const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> owner(
       xcb_connect(nullptr, nullptr), &xcb_disconnect);
@@ -71,7 +74,7 @@ xcb_timestamp_t serverTime() {
   return static_cast<const xcb_property_notify_event_t *>(static_cast<void *>(event.get()))->time;
 }
 
-// The moment of the player's click, which such an identifier ends with.
+// The time of the player's click: a startup identifier ends with "_TIME" and the X server's time.
 xcb_timestamp_t timeIn(std::string_view startupId) {
   constexpr std::string_view mark = "_TIME";
   xcb_timestamp_t time = XCB_CURRENT_TIME;
@@ -81,7 +84,8 @@ xcb_timestamp_t timeIn(std::string_view startupId) {
   return time;
 }
 
-// A message to all who listen, in pieces, with the zero byte at its end.
+// Broadcasts "remove" of the Startup Notification Protocol: a text with a zero byte at its end, in
+// client messages of 20 bytes.
 void endStartupFeedback(xcb_connection_t *connection, xcb_window_t sender,
                         const std::string &startupId) {
   std::string text = "remove: ID=\"";
@@ -111,15 +115,15 @@ void endStartupFeedback(xcb_connection_t *connection, xcb_window_t sender,
 void dressNativeWindow(const QWindow &window, const QColor &background) {
   xcb_connection_t *const connection = x11Connection();
   if (connection == nullptr) {
-    return;  // Wayland shows no window without its picture
+    return;  // Wayland shows a window only with its first frame
   }
-  // All questions first, then the answers: one way to the display and back.
+  // All requests first, then the replies: one round trip to the display.
   const auto askForAtom = [&](const char *name) {
     return xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name);
   };
   const auto variantAsked = askForAtom("_GTK_THEME_VARIANT");
   const auto textAsked = askForAtom("UTF8_STRING");
-  // A window without alpha has the screen's own visual, and so its colours.
+  // A window without alpha has the screen's visual and colour map.
   const QRgba64 colour = background.rgba64();
   const auto pixelAsked = xcb_alloc_color(connection, screenOf(connection).default_colormap,
                                           colour.red(), colour.green(), colour.blue());
@@ -141,13 +145,13 @@ void dressNativeWindow(const QWindow &window, const QColor &background) {
 bool bringToFront(QWindow &window, const StartupTokens &tokens) {
   xcb_connection_t *const connection = x11Connection();
   if (connection == nullptr) {
-    // Desktops that know no token of its own kind give the other.
+    // Desktops without the variable for Wayland's token pass it in the variable for X11's.
     const std::string &token =
         tokens.activationToken.empty() ? tokens.startupId : tokens.activationToken;
     if (token.empty()) {
       return false;
     }
-    // Qt takes it from there, if it can be used.
+    // Qt reads the token from the environment, and removes it when the compositor can use it.
     constexpr const char *variable = "XDG_ACTIVATION_TOKEN";
     ::setenv(variable, token.c_str(), 1);
     window.requestActivate();
@@ -157,10 +161,11 @@ bool bringToFront(QWindow &window, const StartupTokens &tokens) {
   }
   window.raise();
   window.requestActivate();
-  // Qt has asked with the time of the last event here, which is older than the last elsewhere.
+  // Ask once more: Qt has sent the time of this window's last event. Window managers refuse the
+  // keyboard when another window had a later one.
   const auto handle = static_cast<xcb_window_t>(window.winId());
   const xcb_timestamp_t started = timeIn(tokens.startupId);
-  constexpr uint32_t application = 1;
+  constexpr uint32_t application = 1;  // source indication of EWMH
   xcb_client_message_event_t request{};
   request.response_type = XCB_CLIENT_MESSAGE;
   request.format = 32;
@@ -182,7 +187,7 @@ bool needsOwnTitleBar() {
     return false;
   }
   ::setenv("QT_WAYLAND_DISABLE_WINDOWDECORATION", "1", 1);
-  // Until 6.5 Qt has no public way to its own connection.
+  // A connection of its own: before 6.5, Qt has no public access to its connection.
   wl_display *const display = wl_display_connect(nullptr);
   if (display == nullptr) {
     return false;
@@ -205,8 +210,8 @@ bool needsOwnTitleBar() {
   return !drawsTitleBars;
 }
 
-// On X11 Qt finds the area when it comes. Its question about one looks elsewhere, too, and
-// complains when it finds none.
+// On X11, Qt waits for a status area that appears later. isSystemTrayAvailable is not asked there,
+// because it also looks on D-Bus and prints a warning when it finds none.
 bool mayHaveStatusArea() {
   return qGuiApp->nativeInterface<QNativeInterface::QX11Application>() != nullptr ||
          QSystemTrayIcon::isSystemTrayAvailable();

@@ -1,4 +1,6 @@
-// Native windows and desktops, where Qt does not tell or know enough. Main thread.
+// Native windows and desktops, for the parts that Qt does not cover. X11 (EWMH, Startup
+// Notification Protocol) and Wayland (xdg-activation, xdg-decoration). Main thread; nothing here
+// keeps the window.
 #pragma once
 
 class QColor;
@@ -8,23 +10,23 @@ namespace tarvex {
 
 struct StartupTokens;
 
-// On X11, and nothing elsewhere: the X server fills undrawn areas of the window with the background
-// colour, and the window manager is asked for the dark variant of its decorations
-// (_GTK_THEME_VARIANT). Once the window has its native handle, and before it is shown.
+// X11 only: the X server fills undrawn areas of the window with the background colour, and the
+// window manager is asked for dark decorations (_GTK_THEME_VARIANT). Call it once the window has
+// its native handle, and before it is shown.
 void dressNativeWindow(const QWindow &window, const QColor &background);
 
-// Has the window, which is shown or minimised, put before all others with the keyboard, on the
-// strength of another start's tokens. On X11 that start's feedback (a busy pointer) ends as well.
-// After EWMH's _NET_ACTIVE_WINDOW and the Startup Notification Protocol; after xdg-activation on
-// Wayland. False: there is no way to ask, because of the compositor or for lack of a token.
+// Asks the desktop to raise the window, which is shown or minimised, and to give it the keyboard.
+// The tokens are those of another start. X11: _NET_ACTIVE_WINDOW; the start's feedback (a busy
+// pointer) ends, too. Wayland: xdg-activation. False: the request could not be made, because there
+// is no token or the compositor knows none.
 bool bringToFront(QWindow &window, const StartupTokens &tokens);
 
-// Whether the window has to draw a title bar itself: on a Wayland compositor that draws none. The
-// one that Qt would draw there is turned off: it always has a button to maximise, and takes OpenGL
-// into the process. Before the first window gets its native handle.
+// Whether the window must draw its own title bar: on a Wayland compositor that draws none. Also
+// turns off the one that Qt would draw there, which always offers to maximise and loads OpenGL.
+// Call it before the first window gets its native handle.
 bool needsOwnTitleBar();
 
-// Whether a status icon may find a place on this desktop, now or later.
+// Whether this desktop has, or may get, a place for status icons.
 bool mayHaveStatusArea();
 
 }  // namespace tarvex

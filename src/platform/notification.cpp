@@ -21,7 +21,7 @@ const QString chosenKey = QStringLiteral("chosen");
 
 QString shortened(const QString &text) {
   constexpr qsizetype most = 1000;
-  // With the code point that says whether a character ends before it.
+  // One code point more, which decides whether a character ends at the limit.
   const QStringView beginning = QStringView(text).first(std::min(text.size(), most + 2));
   qsizetype length = 0;
   forEachCharacter(beginning, [&](QStringView character) {
@@ -39,7 +39,7 @@ class ShownNotification : public QObject {
  public:
   ShownNotification(Notification notification, QObject *parent, std::function<void()> chosen)
       : QObject(parent), m_notification(std::move(notification)), m_chosen(std::move(chosen)) {
-    // Servers that read markup would take the body for some; the others would show the escapes.
+    // A server that interprets markup needs an escaped body; another would show the escapes.
     call(QStringLiteral("GetCapabilities"), {}, [this](const QDBusPendingCall &answer) {
       const QDBusPendingReply<QStringList> capabilities = answer;
       if (capabilities.isError()) {
@@ -82,7 +82,7 @@ class ShownNotification : public QObject {
     bus.connect(service, path, service, QStringLiteral("NotificationClosed"), this,
                 SLOT(closed(uint, uint)));
     constexpr uchar urgent = 2;
-    constexpr int stays = 0;
+    constexpr int stays = 0;  // never expires
     const QString body = readsMarkup ? m_notification.body.toHtmlEscaped() : m_notification.body;
     call(QStringLiteral("Notify"),
          {QStringLiteral("Tarvex Launcher"), 0U, QStringLiteral("com.tarvex.launcher"),

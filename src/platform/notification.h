@@ -1,5 +1,5 @@
-// Desktop notifications, after the Desktop Notifications Specification 1.2
-// (org.freedesktop.Notifications on the session bus).
+// Desktop notifications: the Desktop Notifications Specification 1.2 (org.freedesktop.Notifications
+// on the session bus). Main thread.
 #pragma once
 
 #include <QString>
@@ -9,17 +9,17 @@ class QObject;
 
 namespace tarvex {
 
-// The bus hangs up on a message that is too large: of summary and body, the whole characters within
-// the first 1000 UTF-16 code units are shown.
+// The bus disconnects a sender whose message is too large. So summary and body are shortened to the
+// whole characters within their first 1000 UTF-16 code units.
 struct Notification {
   QString summary;
   QString body;    // plain text, shown literally
-  QString action;  // the title of the one button
+  QString action;  // the title of the only button
 };
 
-// Shows an urgent notification that stays until the player dismisses it, and runs `chosen` on the
-// main thread when its button is pressed, unless the parent is gone by then. Never waits; on a
-// desktop without the service, or without a session bus, nothing happens.
+// Shows an urgent notification that stays until the player dismisses it. Runs `chosen` from the
+// event loop when its button is pressed, unless the parent was destroyed before. Never waits.
+// Without a session bus or the service, nothing happens.
 void showNotification(const Notification &notification, QObject *parent,
                       std::function<void()> chosen);
 

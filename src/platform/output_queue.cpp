@@ -10,8 +10,9 @@ namespace {
 
 constexpr std::size_t bufferSize = 65536;
 
-// A line costs a flush of the log, from a microsecond to some milliseconds. So a turn is measured
-// in time, not in bytes, and the clock is asked after every line unless lines are quick.
+// Each line is flushed to the log, which takes from a microsecond to some milliseconds. So a turn
+// is limited by time, not by bytes. Reading the clock after every line would slow down quick lines;
+// these come in batches that double up to `largestBatch` bytes.
 constexpr std::chrono::milliseconds turn{8};
 constexpr std::chrono::microseconds quick{50};
 constexpr std::size_t largestBatch = 512;

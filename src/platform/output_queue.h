@@ -1,9 +1,9 @@
-// Bytes and events on their way from one reading thread to the main thread: in order, in bounded
-// memory, and without keeping the window from answering.
+// A queue of bytes and events from one reading thread to the main thread: in order, in bounded
+// memory, and with time for the window in between.
 //
-// The reading thread fills one of two buffers while the main thread works on the other. With both
-// taken it waits: that is the back-pressure. The main thread works for 8 ms in a turn of the event
-// loop, however many bytes there are and however long a line takes.
+// The reading thread fills one of two buffers while the main thread uses the other. When both are
+// full, it waits: that is the back-pressure. The main thread uses bytes for about 8 ms in each turn
+// of the event loop, however many there are and however long a line takes.
 #pragma once
 
 #include <QObject>
@@ -24,24 +24,24 @@ namespace tarvex {
 
 class OutputQueue : public QObject {
  public:
-  // Called on the main thread with the bytes in order, never none. Several lines come in one call
-  // only while lines prove to be quick to use. A call may hold a part of a line.
+  // Called on the main thread with the bytes in order, at least one. A call has one line or a part
+  // of a line; it has a batch of lines while the calls before it were quick.
   using Use = std::function<void(std::string_view bytes)>;
 
-  // Main thread; throws std::bad_alloc. Nothing is used or called any more once the queue is
-  // destroyed, which the reading thread must not outlive. `use` and the events may do anything but
-  // destroy the queue.
+  // Main thread; throws std::bad_alloc. `use` and the events may do anything but destroy the queue.
+  // The reading thread must end before the queue is destroyed; bytes and events that are left are
+  // dropped.
   explicit OutputQueue(Use use);
 
-  // Reading thread: waits for a free buffer of 64 KiB. It is empty once the queue is closed. A call
-  // of push must follow.
+  // Reading thread: waits for a free buffer of 64 KiB and returns it; empty once the queue is
+  // closed. After one that is not empty, push must follow.
   std::span<char> buffer();
-  // Reading thread: hands over the first `count` bytes of that buffer; with 0 it is free again.
+  // Reading thread: hands over the first `count` bytes of that buffer. With 0, gives it back.
   void push(std::size_t count);
-  // Reading thread: an event, to be called on the main thread after all bytes pushed before it.
+  // Reading thread: hands over an event. The main thread calls it after all bytes pushed before it.
   void push(std::function<void()> event);
 
-  // Main thread: ends the waiting of the reading thread, for good.
+  // Main thread: from now on the reading thread never waits.
   void close();
 
  private:
@@ -59,15 +59,16 @@ class OutputQueue : public QObject {
   Use m_use;
   std::array<std::vector<char>, bufferCount> m_buffers;
   std::counting_semaphore<> m_free{bufferCount};
-  std::size_t m_next = 0;  // the reading thread's, the buffer to fill
+  std::size_t m_next = 0;  // the buffer to fill; used by the reading thread alone
   std::atomic<bool> m_closed = false;
-  // The main thread's.
+
+  // Used by the main thread alone.
   std::queue<Item> m_items;
-  TurnEnd m_turn;  // scheduled from its beginning on
+  TurnEnd m_turn;  // scheduled from the beginning of a turn to its end
   Clock::time_point m_now;
   Clock::time_point m_turnEnd;
-  std::size_t m_batch = 0;  // minimum size of a call's bytes, which then end at the next line feed
-  bool m_interrupted = false;  // at the end of a turn, with items left
+  std::size_t m_batch = 0;     // minimum batch in bytes; a batch ends at the next line feed
+  bool m_interrupted = false;  // the turn's time was up before all items were used
 };
 
 }  // namespace tarvex

@@ -10,6 +10,7 @@ namespace tarvex {
 namespace {
 
 constexpr const char *addressVariable = "DBUS_SESSION_BUS_ADDRESS";
+// An unknown transport: connecting fails at once.
 constexpr const char *noAddress = "disabled:";
 
 }  // namespace

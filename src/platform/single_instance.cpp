@@ -21,7 +21,7 @@ struct Unreferencing {
 };
 using Message = std::unique_ptr<sd_bus_message, Unreferencing>;
 
-// Of the platform data that Activate takes.
+// The keys of Activate's platform data that carry tokens.
 struct {
   const char *key;
   std::string StartupTokens::*token;
@@ -74,6 +74,7 @@ std::string instanceName(const std::filesystem::path &folder) {
   std::error_code error;
   const std::filesystem::path place = std::filesystem::weakly_canonical(folder, error);
   const QByteArray bytes = QByteArray::fromStdString(error ? folder : place);
+  // A digest, because bus names have a limit of 255 bytes and take few characters.
   constexpr int digits = 16;
   const QByteArray digest = QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
   return "com.tarvex.launcher.s" + digest.first(digits).toStdString();
@@ -101,7 +102,7 @@ int SingleInstance::connect() {
   const auto isLate = [this] { return std::chrono::steady_clock::now() >= m_deadline; };
   sd_bus *bus = nullptr;
   int result = sd_bus_open_user(&bus);
-  while (result == -EAGAIN) {  // as many wait to be let in as the system allows
+  while (result == -EAGAIN) {  // the bus's queue of connections is full
     constexpr std::chrono::milliseconds pause{10};
     std::this_thread::sleep_for(pause);
     result = isLate() ? -ETIMEDOUT : sd_bus_open_user(&bus);
@@ -109,7 +110,7 @@ int SingleInstance::connect() {
   m_bus.reset(bus);
   while (result >= 0 && sd_bus_is_ready(bus) == 0) {
     result = sd_bus_process(bus, nullptr);
-    if (result == 0) {  // nothing has come
+    if (result == 0) {  // no message has come
       result = isLate() ? -ETIMEDOUT : sd_bus_wait(bus, microsecondsLeft());
     }
   }
@@ -125,14 +126,14 @@ bool SingleInstance::bringOtherForward(const StartupTokens &tokens) {
     if (result >= 0) {
       return true;
     }
-    if (result == -ETIMEDOUT) {
+    if (result == -ETIMEDOUT) {  // the owner hangs: take the name over
       sd_bus_request_name_async(
           m_bus.get(), nullptr, m_name.c_str(),
           SD_BUS_NAME_QUEUE | SD_BUS_NAME_ALLOW_REPLACEMENT | SD_BUS_NAME_REPLACE_EXISTING, nullptr,
           nullptr);
       break;
     }
-    if (lineUp() < 0) {
+    if (lineUp() < 0) {  // queue again, to learn whether this launcher is the owner now
       break;
     }
   }
@@ -147,7 +148,7 @@ void SingleInstance::serve(std::function<bool(const StartupTokens &)> comeForwar
   m_incoming = std::make_unique<QSocketNotifier>(sd_bus_get_fd(m_bus.get()), QSocketNotifier::Read);
   QObject::connect(m_incoming.get(), &QSocketNotifier::activated, m_incoming.get(),
                    [this] { readWhatCame(); });
-  readWhatCame();  // also before, with the answers to us
+  readWhatCame();  // requests that came together with earlier replies
 }
 
 void SingleInstance::stopServing() {
@@ -203,6 +204,7 @@ int SingleInstance::onCall(sd_bus_message *call, void *self, sd_bus_error * /*er
   if (instance.m_comeForward(tokens)) {
     return sd_bus_reply_method_return(call, nullptr);
   }
+  // To the end of the queue, before the refusal: its receiver asks the next owner at once.
   sd_bus *const bus = instance.m_bus.get();
   const char *const name = instance.m_name.c_str();
   const auto ignored = [](sd_bus_message *, void *, sd_bus_error *) { return 0; };

@@ -1,10 +1,10 @@
-// The launchers of one folder as they find each other: through a name on the session bus, whose
-// owner answers org.freedesktop.Application.Activate (Desktop Entry Specification 1.5) and nothing
-// else. Main thread.
+// Lets the launchers of one folder find each other, through a name on the session bus (D-Bus
+// Specification). The owner of the name answers org.freedesktop.Application.Activate (Desktop Entry
+// Specification 1.5) and nothing else. Main thread.
 //
-// Each launcher lines up for the name when it starts. The bus has it owned by the first in the line
-// and, when that one has gone, by the next. A launcher that refuses to come forward steps back to
-// the end of the line, so that whoever asks again asks another.
+// Each launcher queues for the name when it starts. The bus makes the first in the queue the owner.
+// A launcher that refuses to come forward goes to the end of the queue, so that the next request
+// reaches another one.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -20,28 +20,28 @@
 
 namespace tarvex {
 
-// The bus name of the launchers of the folder, which need not exist. Two paths of the same folder
-// have the same name.
+// The bus name of the launchers of a folder, which need not exist. Different paths to one folder
+// give the same name.
 std::string instanceName(const std::filesystem::path &folder);
 
 class SingleInstance {
  public:
-  // Connects to the session bus and lines up for the name. All waiting for the bus and for another
-  // launcher ends a second after the construction began. A bus that has not let us in by then is
-  // given up (platform/session_bus.h): Qt would wait for it forever. Before the application object
-  // is made.
+  // Connects to the session bus and queues for the name. One second after the construction began,
+  // all waiting for the bus and for another launcher is over. A bus that has not accepted the
+  // connection by then is hidden (giveUpSessionBus). Without a bus, all calls below do nothing.
+  // Construct it before the application object.
   explicit SingleInstance(std::string name);
   ~SingleInstance();
 
-  // Asks the launchers that are before us in the line, one after the other, to bring their window
-  // forward. True: one has. False: none was there, none wanted to, or one did not answer, whose
-  // place is ours then.
+  // Asks the launchers ahead in the queue, one after the other, to bring their window forward.
+  // True: one has done it. False: there is none, all have refused, or one has not answered in time;
+  // this launcher then replaces that one as the owner.
   bool bringOtherForward(const StartupTokens &tokens);
 
-  // From now on `comeForward` is called, from the event loop, whenever another launcher asks, and
-  // says whether this one's window has come forward. Also for those who have asked before.
+  // From now on, `comeForward` is called from the event loop for each request of another launcher,
+  // also for requests that came before. It returns whether this launcher's window has come forward.
   void serve(std::function<bool(const StartupTokens &)> comeForward);
-  // Leaves those unanswered who ask from now on; they are told when this process ends.
+  // Later requests get no answer. Their senders see this process leave the bus when it ends.
   void stopServing();
 
  private:
@@ -51,7 +51,7 @@ class SingleInstance {
 
   static int onCall(sd_bus_message *call, void *self, sd_bus_error *error);
 
-  // Never nothing, which the bus library would take for its own, longer patience.
+  // At least 1: the bus library takes 0 for its default of 25 seconds.
   uint64_t microsecondsLeft() const;
   int connect();
   int lineUp();
@@ -59,9 +59,9 @@ class SingleInstance {
   void readWhatCame();
 
   const std::string m_name;
-  const std::string m_path;  // of the object that the owner of the name has
+  const std::string m_path;  // of the object: the name with slashes (Desktop Entry Specification)
   const std::chrono::steady_clock::time_point m_deadline;
-  std::unique_ptr<sd_bus, Closing> m_bus;  // null: there is none
+  std::unique_ptr<sd_bus, Closing> m_bus;  // null: no bus
   bool m_isFirst = true;
   std::function<bool(const StartupTokens &)> m_comeForward;
   std::unique_ptr<QSocketNotifier> m_incoming;

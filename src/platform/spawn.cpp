@@ -29,11 +29,11 @@ std::error_code spawn(const Program &program, std::optional<int> output, Session
 
   sigset_t none;
   sigemptyset(&none);
-  // sigfillset leaves out the two signals that glibc keeps to itself, and a child started without
-  // them would find them ignored.
+  // Not sigfillset, which leaves out two signals that glibc uses internally. Our parent may have
+  // ignored these, and the child would inherit that.
   sigset_t all;
   std::memset(&all, 0xFF, sizeof all);
-  sigdelset(&all, SIGHUP);  // ours is a handler, which exec takes away, or ignored, as under nohup
+  sigdelset(&all, SIGHUP);  // exec resets our handler; a SIGHUP that nohup ignores stays ignored
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   const int flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
@@ -48,7 +48,7 @@ std::error_code spawn(const Program &program, std::optional<int> output, Session
     posix_spawn_file_actions_adddup2(&actions, *output, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, *output, STDERR_FILENO);
   }
-  // Ours are closed on exec anyway; this catches what whoever started us left open.
+  // Our own descriptors are closed on exec. This closes those that our parent left open.
   posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
 
   const int error = ::posix_spawn(&child, program.executable.c_str(), &actions, &attributes,

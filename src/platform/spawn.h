@@ -1,6 +1,7 @@
-// The start of a program, after POSIX posix_spawn: directly, with no shell and no search path. It
-// inherits standard input and the working directory, and no descriptor beyond the standard three;
-// its signal mask and dispositions are the defaults, but for a SIGHUP that we ignore.
+// Starts a program with POSIX posix_spawn, without a shell or a search path. The program inherits
+// standard input and the working directory, and no descriptor beyond the standard three. Its signal
+// mask is empty and its signal dispositions are the defaults, except that an ignored SIGHUP stays
+// ignored. Any thread.
 #pragma once
 
 #include <sys/types.h>
@@ -20,8 +21,9 @@ struct Program {
 
 enum class Session { ours, ownOfItsOwn };
 
-// With a descriptor, it is both standard output and standard error; without, they are inherited.
-// No error means that the program's exec has succeeded; otherwise nothing was started.
+// `output` becomes standard output and standard error; when absent, they are inherited. No error:
+// the program's exec has succeeded, and the caller has to reap `child`. An error: nothing was
+// started.
 std::error_code spawn(const Program &program, std::optional<int> output, Session session,
                       pid_t &child);
 

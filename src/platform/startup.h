@@ -1,4 +1,5 @@
-// The process as it was started: once, at the very start, on the main thread. POSIX.
+// The state that the process was started with: signals, descriptors, environment, home. POSIX. Call
+// these at the start of main, on the main thread, before Qt and before any other thread.
 #pragma once
 
 #include <filesystem>
@@ -7,30 +8,31 @@
 
 namespace tarvex {
 
-// Sets SIGCHLD, SIGPIPE and SIGXFSZ, whatever the process inherited. While SIGCHLD is ignored, the
-// exit status of children is lost; a write that fails must be an error, not a reason to die. Call
-// this first: a warning of Qt may already meet a closed pipe on standard error.
+// Sets the dispositions of SIGCHLD, SIGPIPE and SIGXFSZ, whatever the process inherited. An ignored
+// SIGCHLD would lose the exit status of children. A write to a closed pipe or beyond the size limit
+// must be an error instead of a fatal signal. Call this first: even a warning on standard error may
+// meet a closed pipe.
 void settleSignals();
 
 // Opens /dev/null for each standard descriptor that is closed. Otherwise the log or a pipe would
-// get its number, and children would inherit it.
+// get its number, and children would write to it.
 void openMissingStandardDescriptors();
 
-// Our environment as it is now: entries of the form NAME=value.
+// The environment of this process: entries of the form NAME=value.
 std::vector<std::string> ownEnvironment();
 
-// The proof, for the window system, that the player has just asked for a window. Both empty when
-// the launcher was not started from a desktop's menu or the like.
+// They prove to the window system that the player has just asked for a window. Both are empty when
+// the launcher was started from a terminal, for instance.
 struct StartupTokens {
   std::string startupId;        // Startup Notification Protocol, on X11: DESKTOP_STARTUP_ID
   std::string activationToken;  // xdg-activation, on Wayland: XDG_ACTIVATION_TOKEN
 };
 
-// Those in our environment. Qt takes them out of it.
+// The tokens in the environment. Read them before Qt, which removes them.
 StartupTokens ownStartupTokens();
 
-// $HOME as an absolute path, or the password database's entry for this user where that is unset or
-// empty.
+// $HOME as an absolute path; when it is unset or empty, the home of this user in the password
+// database, or "/" without an entry.
 std::filesystem::path homeFolder();
 
 }  // namespace tarvex

@@ -29,7 +29,7 @@
 namespace tarvex {
 namespace {
 
-// A log is both; the more special one first.
+// The more specific type first.
 const std::vector<std::string> mimeTypes{"text/x-log", "text/plain"};
 
 std::vector<std::string> withoutStartupTokens(std::vector<std::string> environment) {
@@ -39,7 +39,7 @@ std::vector<std::string> withoutStartupTokens(std::vector<std::string> environme
   return environment;
 }
 
-// One wish to see a file. Deletes itself when it is fulfilled or cannot be.
+// One request to show a file. Deletes itself when it has succeeded or failed.
 class TextViewer : public QObject {
   Q_OBJECT
 
@@ -55,7 +55,8 @@ class TextViewer : public QObject {
   }
 
  private Q_SLOTS:
-  // The portal's last word, which may come long after its answer: the player may be asked first.
+  // The portal's result. It may come long after the reply to the call, because the portal may ask
+  // the player to choose an application.
   void portalResponded(uint response, const QVariantMap & /*results*/) {
     constexpr uint failed = 2;
     if (response == failed) {
@@ -87,7 +88,7 @@ class TextViewer : public QObject {
       return false;
     }
     m_child = childDescriptor(child);
-    if (!m_child) {  // nothing is known about its end
+    if (!m_child) {  // no descriptor is left to watch its end, so take it for a success
       deleteLater();
       return true;
     }
@@ -97,10 +98,11 @@ class TextViewer : public QObject {
     return true;
   }
 
-  // Some openers stay until the viewer is closed. A viewer that fails after a while has been seen.
+  // Some openers run until the viewer is closed. A failure after 5 seconds means that the viewer
+  // was there, so no other one is tried.
   void ended(pid_t child) {
     constexpr std::chrono::seconds soon{5};
-    m_end.release()->deleteLater();  // we are called by it
+    m_end.release()->deleteLater();  // not at once: this is its own callback
     int status = 0;
     const bool hasFailed = ::waitpid(child, &status, 0) != child || status != 0;
     if (hasFailed && std::chrono::milliseconds(m_sinceStart.elapsed()) < soon) {
@@ -116,6 +118,8 @@ class TextViewer : public QObject {
       runApplications();
       return;
     }
+    // Connect to the signal before the call, or a quick response would be missed. The path of the
+    // response follows from our bus name and a token that we choose.
     QDBusConnection bus = QDBusConnection::sessionBus();
     const QString service = QStringLiteral("org.freedesktop.portal.Desktop");
     const QString path = QStringLiteral("/org/freedesktop/portal/desktop");

@@ -1,5 +1,6 @@
-// The player's viewer for a text file, found in one of three ways: xdg-open, the desktop portal
-// (org.freedesktop.portal.OpenURI), and the applications that the desktop names for text.
+// Opens a text file in the player's viewer. There are three ways, tried in this order: xdg-open,
+// the desktop portal (org.freedesktop.portal.OpenURI), and the applications that the desktop
+// associates with text (platform/desktop_entries.h).
 #pragma once
 
 #include <filesystem>
@@ -10,9 +11,10 @@ class QObject;
 
 namespace tarvex {
 
-// Goes from one way to the next until one has not failed; when all have, nothing happens. Never
-// waits: all that follows comes from the event loop, until the parent is gone. Children get the
-// environment (platform/spawn.h) without our own startup tokens, and outlive us. Main thread.
+// Tries one way after the other until one succeeds; when all fail, nothing happens. Main thread.
+// Returns at once; the rest runs from the event loop, until the parent is destroyed. Children get
+// the environment (platform/spawn.h) without startup tokens, which were for our own window. They
+// outlive this process.
 void showTextFile(const std::filesystem::path &file, const std::vector<std::string> &environment,
                   QObject *parent);
 

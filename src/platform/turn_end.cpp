@@ -6,9 +6,9 @@ namespace tarvex {
 
 TurnEnd::TurnEnd(std::function<void()> action) : m_action(std::move(action)) {}
 
-// A posted event would not do: the event loop handles one that is posted by another in the same
-// round. A timer without delay would not do either: events that keep coming put it off. This one is
-// due early; the event loop comes to it after it has looked at the window's events.
+// Not a posted event: when another posted event posts it, the event loop handles it in the same
+// round, before the window's events. Not a timer of 0 ms: new events could delay it without limit.
+// A timer of 1 ms runs after the event loop has looked at the window's events.
 void TurnEnd::schedule() {
   if (m_timer == 0) {
     m_timer = startTimer(1);

@@ -1,5 +1,5 @@
-// Something to be done once, when the current turn of the event loop ends, however often it is
-// asked for before. Main thread.
+// Runs an action once at the end of the current turn of the event loop, however often it is
+// scheduled before. Main thread; destroying the object cancels the action.
 #pragma once
 
 #include <QObject>
@@ -11,7 +11,7 @@ class TurnEnd : public QObject {
  public:
   explicit TurnEnd(std::function<void()> action);
 
-  // The action runs from the event loop, after the events of the window that are there by then.
+  // The action runs from the event loop, after the window's events that have arrived by then.
   void schedule();
   bool isScheduled() const { return m_timer != 0; }
 

@@ -14,9 +14,10 @@
 namespace tarvex {
 namespace {
 
-constexpr std::size_t largest = 1'048'576;
+constexpr std::size_t largest = 1'048'576;  // bytes
 
-// QSettings' own place for it. A QSettings that is asked for the place reads the file at once.
+// The same place as QSettings' own. A QSettings object could tell it, but would read the file at
+// once.
 std::filesystem::path settingsFile() {
   const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
   const QString file = folder + u'/' + QCoreApplication::organizationName() + u'/' +
@@ -43,7 +44,7 @@ std::optional<QString> userSetting(const QString &key) {
 }
 
 void setUserSetting(const QString &key, const QString &text) {
-  if (userSetting(key) == text) {  // a write goes to the disk and waits for it
+  if (userSetting(key) == text) {  // a write waits for the disk
     return;
   }
   std::filesystem::path file = settingsFile();
@@ -51,13 +52,13 @@ void setUserSetting(const QString &key, const QString &text) {
     createPrivateFile(file);
   }
   std::error_code error;
-  file = std::filesystem::canonical(file, error);  // a link stays one
+  file = std::filesystem::canonical(file, error);  // a symbolic link must stay a link
   const auto before = readFile(file, largest);
-  if (!before || !DurableFile::open(file)) {  // a file that nobody may write is meant to stay
+  if (!before || !DurableFile::open(file)) {  // rename would replace a write-protected file
     return;
   }
-  // To write, QSettings locks the file, and waits for a lock that is held. Nobody else knows the
-  // copy, so its lock is free. Of two launchers that write at once, the later one is remembered.
+  // Before writing, QSettings waits for a lock on the file, without limit. So it writes a private
+  // copy, whose lock is free. When two launchers write at once, the later one wins.
   replaceByPrivateFile(file, [&](const std::filesystem::path &copy) {
     if (!(std::ofstream(copy, std::ios::binary) << *before).flush()) {
       return false;

@@ -1,7 +1,7 @@
-// What the launcher remembers for this user from one start to the next, in the platform's native
-// store (on Linux a file below $XDG_CONFIG_HOME). Main thread. A store that cannot be read holds
-// nothing; one that cannot be written forgets, in silence. Nothing is waited for but the disk: no
-// lock of another program's, and no other end of a pipe.
+// Settings that the launcher remembers for this user, in QSettings' native store (on Linux a file
+// below $XDG_CONFIG_HOME). Main thread; needs the names of the application object. Failures are not
+// reported: a store that cannot be read is empty, and one that cannot be written stays unchanged.
+// Neither call waits for a lock or for the writer of a pipe.
 #pragma once
 
 #include <QString>
@@ -9,7 +9,7 @@
 
 namespace tarvex {
 
-std::optional<QString> userSetting(const QString &key);  // nothing also for what is not text
+std::optional<QString> userSetting(const QString &key);  // absent also when it is not a text
 void setUserSetting(const QString &key, const QString &text);
 
 }  // namespace tarvex
