@@ -1,5 +1,6 @@
-// What is installed of the game client for a region, as its current.json tells, and the texts that
-// show it. The updater writes the file; the launcher only reads it.
+// The metadata of the game client that is installed for a region (its current.json), and the texts
+// that show it. The updater writes the file; the launcher only reads it. Plain functions over
+// values, for any thread. A file without valid metadata counts as "not installed".
 #pragma once
 
 #include <QString>
@@ -13,23 +14,28 @@
 namespace tarvex {
 
 struct InstalledMetadata {
-  QString release;
-  QString revision;
-  std::optional<QString> world;
+  QString release;               // any text
+  QString revision;              // of the source; any text
+  std::optional<QString> world;  // has worldVersionForm (text/identifiers.h)
 };
 
-// The bytes must be a JSON object (UTF-8) whose "releaseId" and "sourceRevision" are strings. A
-// "worldVersion" that is not of its form is left out.
+// The bytes must be a JSON object (RFC 8259, UTF-8) whose "releaseId" and "sourceRevision" are
+// strings. A "worldVersion" that has not its form is left out.
 Expected<InstalledMetadata> parseInstalledMetadata(std::string_view json);
 
-inline constexpr std::size_t largestMetadata = 4'194'304;
+inline constexpr std::size_t largestMetadata = 4'194'304;  // bytes
 
-// Reads the file anew on each call. It must have at most largestMetadata bytes.
+// Reads the file anew on each call. Fails for a file that cannot be read or is larger than
+// largestMetadata.
 Expected<InstalledMetadata> readInstalledMetadata(const std::filesystem::path &file);
 
+// The window's last line: the versions of the launcher and of the game. A launcher without a
+// version is "unpackaged".
 QString footerText(const std::optional<QString> &launcherVersion,
                    const std::optional<InstalledMetadata> &installed);
 
+// The line below the status, "PREFIX RELEASE  •  source REVISION", and its tooltip. The line has
+// the first eight characters of the revision, the tooltip has all.
 QString installedVersionText(const QString &prefix, const InstalledMetadata &installed);
 QString installedVersionToolTip(const InstalledMetadata &installed);
 

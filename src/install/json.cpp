@@ -5,7 +5,7 @@
 namespace tarvex {
 
 Expected<Json> parseObject(std::string_view text) {
-  if (text.find('\0') != std::string_view::npos) {  // which the parser takes for the end
+  if (text.find('\0') != std::string_view::npos) {  // the parser would take it for the end
     return Unexpected{QStringLiteral("not JSON: it has a NUL byte")};
   }
   try {
@@ -14,7 +14,7 @@ Expected<Json> parseObject(std::string_view text) {
       return value;
     }
   } catch (const Json::exception &error) {
-    constexpr qsizetype readable = 300;  // it quotes what it has read of an unfinished text
+    constexpr qsizetype readable = 300;  // the message may quote a whole unfinished string
     const QString reason = decodedUtf8(error.what());  // "[json.exception.…] the reason"
     return Unexpected{u"not JSON: " + reason.mid(reason.indexOf(u' ') + 1, readable)};
   }

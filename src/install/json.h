@@ -1,4 +1,5 @@
-// JSON as RFC 8259 has it, and nothing more lenient.
+// Strict JSON (RFC 8259): comments, trailing commas and ill-formed UTF-8 are errors. Plain
+// functions over values, for any thread; no exception leaves them.
 #pragma once
 
 #include <QString>
@@ -13,9 +14,8 @@
 
 namespace tarvex {
 
-// A number that is no 64-bit integer, as strtod writes it, which makes one that no double holds
-// infinite. The parser refuses what is infinite, but JSON sets no limit to numbers; so this one
-// reads as the largest double then.
+// A number that is not a 64-bit integer. JSON has no limit for numbers, but the parser rejects
+// those that strtod makes infinite. This type holds such a number as the largest double instead.
 struct JsonNumber {
   double value;
 
@@ -31,17 +31,18 @@ struct JsonNumber {
 using Json = nlohmann::basic_json<std::map, std::vector, std::string, bool, std::int64_t,
                                   std::uint64_t, JsonNumber>;
 
-inline void to_json(Json &json, JsonNumber number) {  // called by the parser
+// Called by the parser.
+inline void to_json(Json &json, JsonNumber number) {
   json = Json::value_t::number_float;
   json.get_ref<JsonNumber &>() = number;
 }
 
-// The object at the top level, unless the text (UTF-8) is not JSON or is something else. Takes up
-// to 80 times the text's memory, however deep it is nested.
+// The text (UTF-8) as a JSON object. Fails when it is not JSON, or another value. Takes up to 80
+// times the text's memory, at any depth of nesting.
 Expected<Json> parseObject(std::string_view text);
 
-// The string of that name in an object, or nothing for any other value, and for one that is no
-// object.
+// The string member of that name. Absent when there is no such member, when it is not a string, and
+// when `object` is not an object.
 std::optional<QString> stringMember(const Json &object, const char *name);
 
 }  // namespace tarvex

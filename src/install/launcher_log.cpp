@@ -22,10 +22,11 @@ std::optional<DurableFile> openLauncherLog(const std::filesystem::path &supportF
   std::error_code unknown;
   const std::uintmax_t size = std::filesystem::file_size(log, unknown);
   const auto leaveEmpty = [](const std::filesystem::path &) { return true; };
+  // A new file, not a truncated one: another launcher may still append to the old one.
   if (!unknown && size > largestKept && !replaceByPrivateFile(log, leaveEmpty)) {
     return std::nullopt;
   }
-  createPrivateFile(log);  // says no when there is one, as there mostly is
+  createPrivateFile(log);  // mostly fails, because the log exists; open decides
   return DurableFile::open(log);
 }
 

@@ -1,4 +1,6 @@
-// Where things lie that the launcher shares with others, and what it is itself.
+// The places of the files that the launcher shares with the updater, and the launcher's own place
+// and version. No other file of the launcher knows these paths. Plain functions over values, for
+// any thread; none looks at the disk.
 #pragma once
 
 #include <QString>
@@ -10,25 +12,25 @@
 
 namespace tarvex {
 
-// Among the launcher's resources: the updater, and the catalogue of regions, which is the updater's
-// configuration, too.
+// In the resource folder: the updater, and its configuration, which is the catalogue of regions,
+// too.
 inline constexpr char updaterScript[] = "client_updater.py";
 inline constexpr char updaterConfiguration[] = "launcher-config.json";
 
-// The player's folder for all that belongs to the game. Whoever writes to it creates it.
+// The player's folder for everything that belongs to the game. It need not exist.
 std::filesystem::path supportFolder(const std::filesystem::path &home);
 
-// The bundle's place, when it is an application bundle: when its extension is "app", to the letter.
+// The place of an application bundle: one whose extension is exactly ".app". Absent for others.
 std::optional<std::filesystem::path> applicationBundle(const Bundle &bundle);
 
-// Where an update of the launcher leaves the bundle that it replaced.
+// The place to which an update of the launcher moves the bundle that it replaces.
 std::filesystem::path retiredBundle(const std::filesystem::path &bundle);
 
-// What is installed of the game client for a region; for none, of the region "production".
+// The current.json of a region. Without a region, that of "production".
 std::filesystem::path currentMetadata(const std::filesystem::path &supportFolder,
                                       const std::optional<QString> &regionId);
 
-// The bundle's version, unless it has none of the launcher's form.
+// The launcher's version. Fails when the bundle has none, or one without launcherVersionForm.
 Expected<QString> bundleVersion(const Bundle &bundle);
 
 }  // namespace tarvex

@@ -10,12 +10,12 @@
 namespace tarvex {
 namespace {
 
-// JSON has one kind of number: 3.0 is 3.
+// JSON has only one type of number, so 3.0 is as good as 3.
 bool isKnownSchema(const Json &version) {
   return version.is_number() && (version.get<double>() == 2 || version.get<double>() == 3);
 }
 
-// As JSON, so that whatever it is makes one line.
+// Escaped as JSON: the id may contain line feeds, and a reason is one line.
 QString shown(const QString &text) {
   constexpr int oneLine = -1;
   constexpr bool asciiOnly = true;

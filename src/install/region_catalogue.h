@@ -1,5 +1,6 @@
-// The catalogue of regions, launcher-config.json among the launcher's resources: a JSON object
-// (UTF-8) with "schemaVersion", "defaultRegion" and "regions". Other members are the updater's.
+// The catalogue of regions, launcher-config.json in the resource folder: a JSON object (RFC 8259,
+// UTF-8) with "schemaVersion", "defaultRegion" and "regions". Other members belong to the updater.
+// Plain functions over values, for any thread.
 #pragma once
 
 #include <QString>
@@ -14,25 +15,26 @@
 namespace tarvex {
 
 struct Region {
-  QString id;
+  QString id;    // has regionIdForm (text/identifiers.h); unique
   QString name;  // any text, for display only
 };
 
 struct Regions {
-  QString defaultRegion;  // need not name one of the regions
-  std::vector<Region> regions;
+  QString defaultRegion;        // an id; need not be that of a region
+  std::vector<Region> regions;  // at least one
 };
 
-// More bytes than any catalogue has; a larger file is not worth its memory.
+// Bytes; far more than any real catalogue has. Limits the memory that a wrong file can take.
 inline constexpr std::size_t largestCatalogue = 4'194'304;
 
-// The catalogue, unless a rule is broken: a member is missing or of another type, the schema is not
-// 2 or 3, there is no region, an id is not of its form or occurs twice; or the file is too large.
+// Fails when one rule is broken: a member is missing or has another type, the schema is not 2 or 3,
+// there is no region, an id has not its form or occurs twice. readRegions also fails when the file
+// cannot be read or is too large.
 Expected<Regions> parseRegions(std::string_view json);
 Expected<Regions> readRegions(const std::filesystem::path &file);
 
-// The index of the region to begin with: the first candidate that matches a region. Absent
-// candidates are passed over; nothing when none matches.
+// The index of the region to begin with: the first candidate that is the id of a region. Absent
+// candidates are skipped. The result is absent when no candidate matches.
 std::optional<std::size_t> initialRegion(const std::vector<Region> &regions,
                                          const std::vector<std::optional<QString>> &candidates);
 
