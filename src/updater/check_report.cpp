@@ -17,7 +17,8 @@ std::optional<QStringView> valueOf(QStringView token, QStringView key) {
   return token.sliced(key.size());
 }
 
-// The text after "available:" when it has the form. `offered` is for nothing else.
+// Whether the value is "available:" and a text of the form. That text goes to `offered`, which is
+// otherwise left alone.
 bool isAvailable(QStringView value, IdentifierForm form, std::optional<QString> &offered) {
   const std::optional<QStringView> text = valueOf(value, u"available:");
   if (!text || !hasForm(*text, form)) {
@@ -43,7 +44,7 @@ std::optional<CheckOutcome> parseCheck(QStringView line) {
       return std::nullopt;
     }
     if (world) {
-      tokens.removeLast();
+      tokens.removeLast();  // checked, but not used: the installed metadata tell the world
     }
   }
   if (tokens.size() != 3 || tokens[0] != u"UPDATE_CHECK") {

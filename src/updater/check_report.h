@@ -1,6 +1,8 @@
-// The updater's report on what it found:
+// The updater's report at the end of a check, one line:
 //
 //   UPDATE_CHECK launcher=VALUE client=VALUE [world=VALUE]
+//
+// docs/updater-protocol.md lists the values. A plain function over values, for any thread.
 #pragma once
 
 #include <QString>
@@ -9,7 +11,7 @@
 
 namespace tarvex {
 
-// What can be installed. Both absent: nothing to update.
+// The versions that can be installed. Both absent: everything is up to date.
 struct CheckOutcome {
   std::optional<QString> launcherVersion;
   std::optional<QString> clientRelease;
@@ -18,7 +20,7 @@ struct CheckOutcome {
   bool operator==(const CheckOutcome &) const = default;
 };
 
-// Nothing when the line departs from the form in any way.
+// Absent when the line deviates from the form in any way.
 std::optional<CheckOutcome> parseCheck(QStringView line);
 
 }  // namespace tarvex

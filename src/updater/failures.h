@@ -1,11 +1,11 @@
-// Failure texts that belong to no run. run_completion.h has those of a run that has ended.
+// Texts of failures that happen before or after a run. Those of a run are in run_completion.cpp.
 #pragma once
 
 #include <QStringView>
 
 namespace tarvex::failures {
 
-// The status line; below it, in the version line, stands the reason.
+// For the status line. One of the reasons below, or that of a run, stands in the line under it.
 inline constexpr QStringView checkFailed = u"Couldn’t check for updates";
 inline constexpr QStringView startFailed = u"Couldn’t start the game";
 

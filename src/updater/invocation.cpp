@@ -34,6 +34,7 @@ std::vector<std::string> updaterArguments(const UpdaterInvocation &invocation) {
   return arguments;
 }
 
+// Python would hold lines back in a buffer as long as its output is a pipe.
 std::vector<std::string> updaterEnvironment(std::vector<std::string> environment) {
   constexpr const char *name = "PYTHONUNBUFFERED=";
   std::erase_if(environment, [&](const std::string &entry) { return entry.starts_with(name); });

@@ -8,7 +8,7 @@
 namespace tarvex {
 namespace {
 
-// The bytes end with the line's line feed.
+// `bytes` is one line with its line feed.
 void handOver(std::string_view bytes, const LineAssembler::Use &use) {
   const std::optional<std::string> repaired = repairedUtf8(bytes);
   const std::string_view line = repaired ? *repaired : bytes;
@@ -16,6 +16,7 @@ void handOver(std::string_view bytes, const LineAssembler::Use &use) {
   if (text.empty()) {
     return;
   }
+  // Without white space at the end, the entry is a part of the line: no copy.
   const auto begin = static_cast<std::size_t>(text.data() - line.data());
   if (begin + text.size() + 1 == line.size()) {
     use({line.substr(begin)});
@@ -42,7 +43,7 @@ void LineAssembler::append(std::string_view chunk, const Use &use) {
 }
 
 void LineAssembler::flush(const Use &use) {
-  // Taken out, not cleared: a line of a gigabyte must not keep its memory for the rest of the day.
+  // exchange, not clear(), which would keep the memory of a very long line.
   handOver(std::exchange(m_incomplete, {}) + '\n', use);
 }
 

@@ -1,4 +1,5 @@
-// The updater's output, from bytes to lines.
+// Turns the updater's output from bytes into lines. Values and callbacks, for any one thread; no
+// process in it.
 #pragma once
 
 #include <functional>
@@ -14,12 +15,13 @@ struct OutputLine {
   std::string_view text() const { return entry.substr(0, entry.size() - 1); }
 };
 
-// Cuts a byte stream at line feeds, wherever its chunks end. Each line is made well-formed UTF-8 as
-// a whole (ill-formed sequences are replaced), trimmed of white space at both ends, and left out
-// when nothing remains. There is no limit on the length of a line; cost is linear in the bytes.
+// Splits a byte stream at line feeds. Chunks may end at any byte, also within a character. Each
+// complete line is made well-formed UTF-8 (ill-formed sequences are replaced) and trimmed of white
+// space at both ends; an empty line is dropped. A line may have any length. The cost is linear in
+// the number of bytes.
 class LineAssembler {
  public:
-  // Takes a line, which is valid during the call. The call must leave the assembler alone.
+  // Takes a line, which is valid during the call. The call must not use the assembler.
   using Use = std::function<void(const OutputLine &line)>;
 
   // Hands over the lines that the chunk completes, in order.
@@ -28,6 +30,7 @@ class LineAssembler {
   // Hands over the last line of a stream that did not end with a line feed.
   void flush(const Use &use);
 
+  // Drops an incomplete line.
   void clear();
 
  private:

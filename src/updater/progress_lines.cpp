@@ -16,19 +16,20 @@ namespace {
 using Bar = LineEffect::Bar;
 using Event = LineEffect::Event;
 
+// A row of the vocabulary. An empty text has no effect.
 struct Form {
-  std::string_view beginning;  // the line begins with this,
-  std::string_view end{};      // ends with this,
-  bool isWhole = false;        // and has nothing else
-  bool inCheck = false;        // whether the form counts in a check, too
+  std::string_view beginning;  // the line begins with this
+  std::string_view end{};      // and ends with this
+  bool isWhole = false;        // the line is exactly `beginning`
+  bool inCheck = false;        // has its effect in the mode check, too
   Bar bar = Bar::unchanged;
-  QStringView status{};  // the text, or the one before a percentage or the region's name
-  QStringView versionLine{};
-  QStringView versionPrefix{};  // takes the beginning's place in the line, which is then shown
+  QStringView status{};         // a percentage or the region's name may be appended
+  QStringView versionLine{};    // shown below the status
+  QStringView versionPrefix{};  // replaces the beginning in the line, which is shown there instead
   Event event = Event::none;
 };
 
-// The first form that matches decides.
+// The first row that matches decides.
 constexpr Form forms[] = {
     {.beginning = "UPDATE_CHECK ", .inCheck = true, .event = Event::checkReport},
     {.beginning = "Tarvex launcher error:", .inCheck = true, .event = Event::error},
@@ -70,16 +71,16 @@ constexpr Form forms[] = {
 };
 
 bool matches(const Form &form, std::string_view line) {
-  if (line.front() != form.beginning.front()) {  // as nearly always
+  if (line.front() != form.beginning.front()) {  // fast path: most lines match no row
     return false;
   }
   return form.isWhole ? line == form.beginning
                       : beginsWith(line, form.beginning) && endsWith(line, form.end);
 }
 
-// The fast path: nearly every line is ASCII with few digits.
+// The fast path of percentageOf: nearly every line is ASCII with few digits. Absent for others.
 std::optional<double> numberInPlainLine(std::string_view line) {
-  constexpr int mostDigits = 15;  // a double holds as many, exactly
+  constexpr int mostDigits = 15;  // a double represents all such numbers exactly
   std::uint64_t number = 0;
   int digits = 0;
   for (const char character : line) {
@@ -162,7 +163,7 @@ double percentageOf(std::string_view line) {
       if (isNumeric(character)) {
         const char16_t first = character.front().unicode();
         foreign = character.size() != 1 || first < u'0' || first > u'9';
-        digits.push_back(static_cast<char>(first));
+        digits.push_back(static_cast<char>(first));  // unused when foreign
       }
       return !foreign;
     });
@@ -172,7 +173,7 @@ double percentageOf(std::string_view line) {
   }
   double number = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  // The one way in which digits fail.
+  // With digits alone, this is the only possible error.
   return error == std::errc::result_out_of_range ? std::numeric_limits<double>::infinity() : number;
 }
 

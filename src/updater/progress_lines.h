@@ -1,4 +1,6 @@
-// The vocabulary of the updater's lines: what each does to the launcher.
+// The vocabulary of the updater's lines, and the effect of each on the launcher.
+// docs/updater-protocol.md describes it for authors of updaters. Plain functions over values, for
+// any thread.
 #pragma once
 
 #include <QString>
@@ -12,20 +14,20 @@
 
 namespace tarvex {
 
-// The effect of one line, to be applied from top to bottom. What is absent stays as it is.
+// The effect of one line. Apply the fields in their order; an absent field changes nothing.
 struct LineEffect {
   enum class Bar {
     unchanged,
-    percentage,  // determinate, standing at `percentage`
+    percentage,  // determinate, at `percentage`
     busy,        // indeterminate, animating
-    full,        // standing at 100, whichever it was
+    full,        // at 100 and not animating, determinate or not
   };
   enum class Event {
     none,
-    checkReport,        // with `checkOutcome`, absent when the report is not valid
-    error,              // with `errorDetail`, perhaps empty
-    launcherInstalled,  // the launcher must start again when the run has ended
-    clientInstalled,    // what is installed may be another version than before
+    checkReport,        // sets `checkOutcome`, absent when the report is not valid
+    error,              // sets `errorDetail`, which may be empty
+    launcherInstalled,  // the updated launcher must be started when the run has ended
+    clientInstalled,    // the installed version may have changed
     gameStarted,
   };
 
@@ -40,31 +42,29 @@ struct LineEffect {
   bool operator==(const LineEffect &) const = default;
 };
 
-// What a line means; nothing for most. It is well-formed UTF-8, trimmed and not empty. `regionName`
-// is that of the selected region, if there is one. In the mode check, only reports and errors
-// count.
+// The effect of a line; absent for most lines. The line is well-formed UTF-8, trimmed and not
+// empty. `regionName` is the name of the selected region. In the mode check, only reports and
+// errors have an effect.
 std::optional<LineEffect> interpretLine(std::string_view line, Mode mode,
                                         std::optional<QStringView> regionName);
 
-// What a form looks like: a line that begins and ends with these texts, the latter perhaps empty,
-// or that is `beginning` and nothing else.
+// The form of a line that has an effect: it begins with `beginning` and ends with `end`.
 struct LineForm {
   QString beginning;
-  QString end;
-  bool isWhole;
-  bool inCheck;  // whether it counts in the mode check, too
+  QString end;   // may be empty
+  bool isWhole;  // the line is exactly `beginning`
+  bool inCheck;  // it has its effect in the mode check, too
 };
 
-// All forms, for whoever looks for lines that miss one narrowly.
+// All forms, for tools that look for lines that narrowly miss one.
 std::vector<LineForm> lineForms();
 
-// The number that all digits of the line make together, however they are set apart; 0 for none, and
-// for a line with any numeric character but 0 to 9. Never negative; infinite when it is too large
-// for a double.
+// The number that all digits of the line form together: "1 of 20" gives 120. 0 when there is no
+// digit, and when the line has a numeric character other than 0 to 9. Never negative; infinite when
+// it is too large for a double.
 double percentageOf(std::string_view line);
 
-// Without its fraction, in decimal; what is too large for 64 bits with a sign is the largest number
-// that is not.
+// The number in decimal, without its fraction, at most the largest signed 64-bit integer.
 QString wholeNumber(double number);
 
 }  // namespace tarvex

@@ -1,4 +1,5 @@
-// The start of an updated launcher by the one that it replaced.
+// The start of an updated launcher by the launcher that it replaced. Plain functions over values,
+// for any thread; platform/bundle_opener.h does the work.
 #pragma once
 
 #include <QString>
@@ -13,16 +14,16 @@ namespace tarvex {
 struct Relaunch {
   std::filesystem::path bundle;
   std::optional<QString> regionId;
-  std::optional<QString> launcherVersion;  // our own
+  std::optional<QString> launcherVersion;  // of the launcher that is replaced
   bool noSelfUpdate = false;
   std::vector<std::string> gameArguments;
 };
 
-// The arguments of the tool that opens bundles: what stands after "--args" is a command line of the
-// launcher, with which the new instance goes on where this one stopped.
+// The argument list for openBundle. The part after "--args" is a command line of the launcher
+// (app/launch_options.h): the new launcher continues where the old one stopped.
 std::vector<std::string> relaunchArguments(const Relaunch &relaunch);
 
-// The log's entry on how the tool ended, and on why it could not be run at all.
+// The log's entry about the exit status of openBundle, and about its error.
 std::string relaunchLogEntry(int status);
 std::string relaunchFailureLogEntry(const std::error_code &error);
 

@@ -13,7 +13,7 @@ Verdict failedUpdate(const RunRecord &run) {
 }
 
 Verdict judgePlay(const RunRecord &run, bool succeeded) {
-  // Once the game is up, or should be, the updater's words are no explanation any more.
+  // After the game's start, an earlier error line of the updater does not explain the end.
   if (run.sawGameStart) {
     return succeeded ? Verdict{Verdict::Kind::gameFinished}
                      : Verdict{Verdict::Kind::failed,

@@ -1,4 +1,5 @@
-// The judgement on a run of the updater that has ended, and what follows from it.
+// The judgement on a run of the updater that has ended, and its consequences. Plain functions over
+// values, for any thread.
 #pragma once
 
 #include <QString>
@@ -13,21 +14,21 @@ namespace tarvex {
 
 struct Verdict {
   enum class Kind {
-    relaunch,      // hand over to the launcher that was installed
+    relaunch,      // start the launcher that was installed, and end
     failed,        // show the failure
-    checked,       // show what the check found
+    checked,       // show the result of the check
     checkFailed,   // show that the check failed
-    checkAgain,    // the update succeeded; see what there is to do now
+    checkAgain,    // the update succeeded: check what can be installed now
     gameFinished,  // end the application
   };
   Kind kind;
-  QString message{};  // of the two failures
+  QString message{};  // for failed and checkFailed
 };
 
-// The status is the exit code, or the number of the fatal signal; only 0 is a success.
+// `status` is the exit code or the number of the fatal signal. Only 0 is a success.
 Verdict judgeRun(const RunRecord &run, int status);
 
-// What a check that succeeded shows, and whether the primary button then offers Update or Play.
+// The texts after a successful check, and whether the primary button offers Update or Play.
 struct CheckResult {
   QString status;
   QString versionLine;
@@ -36,14 +37,16 @@ struct CheckResult {
 
 CheckResult checkResult(const CheckOutcome &outcome, std::optional<QStringView> regionName);
 
-// What a check that succeeded leads to without a click.
+// The consequence of a successful check that needs no click.
 struct FollowUp {
-  std::optional<Mode> run;
-  // The one-shot wishes as they are from now on.
+  std::optional<Mode> run;  // to start now
+  // The new values of the arguments.
   bool automaticUpdatePending = false;
   bool playAfterCheck = false;
 };
 
+// automaticUpdatePending: update as soon as a check finds something. playAfterCheck: start the game
+// as soon as a check finds nothing.
 FollowUp followUp(const CheckOutcome &outcome, bool automaticUpdatePending, bool playAfterCheck);
 
 }  // namespace tarvex

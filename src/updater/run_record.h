@@ -1,4 +1,5 @@
-// The record of one run of the updater: what its lines have told so far.
+// The record of one run of the updater: the facts from its lines so far. A value, for any one
+// thread.
 #pragma once
 
 #include <QString>
@@ -14,10 +15,10 @@ struct RunRecord {
   Mode mode = Mode::check;
   bool sawLauncherInstalled = false;
   bool sawGameStart = false;
-  std::optional<CheckOutcome> checkOutcome{};  // of the last report, absent when that was not valid
-  std::optional<QString> lastErrorDetail{};    // may be empty
+  std::optional<CheckOutcome> checkOutcome{};  // of the last report; absent when that was not valid
+  std::optional<QString> lastErrorDetail{};    // may be empty; absent before the first error
 
-  // Keeps what a line has told. The effects must come in the order of the lines.
+  // Records the effect of a line. Call it in the order of the lines.
   void apply(const LineEffect &effect);
 };
 
