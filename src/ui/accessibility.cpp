@@ -14,15 +14,15 @@
 namespace tarvex {
 namespace {
 
-// Messages on the accessibility bus have a limit, and what exceeds it is cut off from the bus for
-// good; and its texts end at a NUL.
+// The accessibility bus disconnects a program for good when a message is too large, and ends a text
+// at a NUL.
 QString forTheBus(const QString &text) {
   constexpr qsizetype longest = 65536;
   return text.left(longest).replace(QChar(), QChar(QChar::ReplacementCharacter));
 }
 
-// A widget with a text to read that is not its name. The text cannot be edited, and what is
-// selected in it is between the player and the pointer.
+// A widget with a text that is not its name. Assistive technology can read the text; it cannot edit
+// or select it.
 class AccessibleText : public QAccessibleWidget, public QAccessibleTextInterface {
  public:
   using QAccessibleWidget::QAccessibleWidget;
@@ -178,6 +178,7 @@ class AccessibleNotice final : public QAccessibleObject {
   const Notice &m_notice;
 };
 
+// Derived classes come before their bases.
 QAccessibleInterface *interfaceOf(const QString & /*className*/, QObject *object) {
   if (auto *const label = dynamic_cast<SelectableLabel *>(object)) {
     return new AccessibleSelectableLabel(*label);
@@ -208,7 +209,7 @@ void announceText(Label &label, const QString &before) {
   }
   QAccessibleTextUpdateEvent change(&label, 0, forTheBus(before), forTheBus(label.text()));
   QAccessible::updateAccessibility(&change);
-  if (label.accessibleName().isEmpty()) {
+  if (label.accessibleName().isEmpty()) {  // then its text is its name
     QAccessibleEvent named(&label, QAccessible::NameChanged);
     QAccessible::updateAccessibility(&named);
   }

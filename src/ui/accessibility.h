@@ -1,6 +1,7 @@
-// What the window's own controls tell assistive technology, through Qt's bridge (AT-SPI,
-// NSAccessibility). Labels and the region chooser keep their given names; what they show at the
-// moment is their text. The progress bar has a value, and is busy while it is indeterminate.
+// The accessibility interfaces of the window's own controls, through Qt's bridge (AT-SPI). Labels
+// and the region chooser keep their accessible names; their current content is their text. The
+// progress bar has a value, and is busy while it is indeterminate. Main thread. Nothing happens
+// while no assistive technology is active.
 #pragma once
 
 #include <QWidget>
@@ -10,12 +11,13 @@ namespace tarvex {
 class Label;
 class SelectableLabel;
 
-// Tells that the label's text has changed, from `before`.
+// Reports that the label's text has changed from `before` to its current one.
 void announceText(Label &label, const QString &before);
 
-// Tells that the cursor has moved, and what is selected now.
+// Reports the label's cursor and selection.
 void announceSelection(SelectableLabel &label);
 
-void installAccessibility();  // once is enough; more does no harm
+// Call it before the window is shown. Further calls have no effect.
+void installAccessibility();
 
 }  // namespace tarvex

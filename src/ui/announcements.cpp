@@ -10,7 +10,7 @@ void Announcements::note(const ShownLines &lines, Clock::time_point now) {
   if (lines.status == std::exchange(m_status, lines.status) && !isFailure) {
     return;
   }
-  m_words.reset();
+  m_words.reset();  // words of an older status would be out of date
   if (lines.barHasValue && lines.status.endsWith(u'%')) {
     return;
   }
@@ -38,7 +38,7 @@ std::optional<QString> Announcements::take(Clock::time_point now) {
   const QString words = *std::exchange(m_words, std::nullopt);
   const bool isNews = words != std::exchange(m_said, words);
   if (m_isHeld && !m_tellsOfFailure && !isNews) {
-    return std::nullopt;  // the flood ended where it began
+    return std::nullopt;  // the flood has ended with the status that was said last
   }
   return words;
 }

@@ -1,5 +1,5 @@
-// The rules of what the window says to a player who does not look at it. They are values in, words
-// out, with no clock and no screen reader in them.
+// The rules for the words that a screen reader says about the window. Values go in and words come
+// out; the clock and the screen reader are the caller's. Any one thread.
 #pragma once
 
 #include <QString>
@@ -12,18 +12,18 @@ namespace tarvex {
 
 using Clock = std::chrono::steady_clock;
 
-// What the window shows when a turn of the event loop ends.
+// The window's lines at the end of a turn of the event loop.
 struct ShownLines {
   QString status;
   QString message{};         // the line below the status
   bool barHasValue = false;  // the progress bar is visible and determinate
-  int failures = 0;          // so far; one more than before: the lines tell of another failure
+  int failures = 0;          // shown so far; a higher number marks another failure
 };
 
-// Each change of the status is said once. A failure is said with the message, and said again when
-// the next attempt fails in the same way. A status that ends with the bar's percentage is left to
-// the bar. More than `most` changes within `span` are a flood: nothing is said until `calm` has
-// passed without a change, and then the last status alone.
+// Each change of the status is said once. A failure is said with its message, and again when the
+// next attempt fails in the same way. A status that ends with the bar's percentage is not said: the
+// bar reports its value itself. More than `most` changes within `span` are a flood: nothing is said
+// until `calm` has passed without a change, then only the last status.
 class Announcements {
  public:
   static constexpr std::size_t most = 6;
@@ -32,10 +32,10 @@ class Announcements {
 
   void note(const ShownLines &lines, Clock::time_point now);
 
-  // The words that are due. They count as said.
+  // The words to say now, if there are any. They count as said.
   std::optional<QString> take(Clock::time_point now);
 
-  // When words that wait will be due; absent: none wait.
+  // The time at which `take` will have words; absent: none are waiting.
   std::optional<Clock::time_point> due() const {
     return m_words ? std::optional(m_due) : std::nullopt;
   }
@@ -43,16 +43,16 @@ class Announcements {
  private:
   QString m_status;
   int m_failures = 0;
-  std::deque<Clock::time_point> m_changes;  // the last ones, `most` at most
-  std::optional<QString> m_words;
-  bool m_tellsOfFailure = false;  // m_words does
-  bool m_isHeld = false;          // m_words wait for the end of a flood
+  std::deque<Clock::time_point> m_changes;  // the last ones, at most `most`
+  std::optional<QString> m_words;           // waiting to be said
+  bool m_tellsOfFailure = false;            // m_words report a failure
+  bool m_isHeld = false;                    // m_words wait for the end of a flood
   Clock::time_point m_due{};
-  QString m_said;
+  QString m_said;  // the last words that were taken
 };
 
-// A progress bar's value is worth telling when it is ten of a hundred away from the one that was
-// told last, or another ten seconds later.
+// Whether a progress bar's value (0 to 100) should be reported: it differs from the value that was
+// reported last by at least 10, or differs at all 10 seconds later.
 bool isWorthTelling(double value, Clock::time_point now, double told, Clock::time_point toldAt);
 
 }  // namespace tarvex

@@ -7,6 +7,7 @@
 
 namespace tarvex {
 
+// Hiding and showing makes the notification appear anew, which is when a screen reader says it.
 void Notice::show(const QString &words) {
   m_words = words;
   for (const QAccessible::Event kind :

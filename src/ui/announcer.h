@@ -1,6 +1,6 @@
-// The window's voice: what a screen reader says of it wherever the focus is. announcements.h has
-// the rules; this gives them the window's lines and a clock, and shows their words as
-// notifications.
+// Makes a screen reader say the changes of the window, wherever the focus is. announcements.h has
+// the rules. The announcer gives them the window's lines and a clock, and shows their words as
+// AT-SPI notifications. Main thread.
 #pragma once
 
 #include <QObject>
@@ -18,8 +18,8 @@ namespace tarvex {
 class Label;
 class ProgressIndicator;
 
-// Words that belong to a window, without a place in it. A screen reader says them when it finds a
-// notification that comes into view.
+// An object of the role "notification" that belongs to a window and has no place in it. A screen
+// reader says its words when it appears.
 class Notice : public QObject {
  public:
   explicit Notice(QWidget &window) : m_window(window) {}
@@ -35,15 +35,16 @@ class Notice : public QObject {
 
 class Announcer : public QObject {
  public:
-  // All must outlive the announcer.
+  // The arguments must outlive the announcer.
   Announcer(QWidget &window, const Label &status, const Label &message,
             const ProgressIndicator &progress);
 
-  // The lines tell of a failure, which may look like the one before.
+  // The lines show a failure now, perhaps with the same words as the failure before.
   void failed() { ++m_failures; }
 
-  // Says what there is to say. To be called when the lines may have changed, and when the window
-  // has become active: before, a screen reader would say its title last.
+  // Has a screen reader say the words that are due. Call it when the lines may have changed, and
+  // when the window has become active. Nothing is said before that, because a screen reader would
+  // say the window's title last.
   void announce();
 
  private:
@@ -52,10 +53,10 @@ class Announcer : public QObject {
   const Label &m_message;
   const ProgressIndicator &m_progress;
   int m_failures = 0;
-  bool m_isIntroduced = false;  // the window has been active: a screen reader has said its title
+  bool m_isIntroduced = false;  // the window was active once: a screen reader has said its title
   Announcements m_announcements;
   QTimer m_calm;
-  // As many as may be said in quick succession: a screen reader asks for the words later.
+  // One for each of the words in quick succession: a screen reader asks for the words only later.
   std::array<std::unique_ptr<Notice>, Announcements::most> m_notices;
   std::size_t m_next = 0;
 };

@@ -11,6 +11,7 @@
 namespace tarvex {
 namespace {
 
+// Device-independent pixels.
 constexpr double frameInset = 18;
 constexpr double frameRadius = 16;
 constexpr double frameWidth = 1;
@@ -19,7 +20,7 @@ constexpr double frameAlpha = 0.055;
 }  // namespace
 
 void BackdropView::paintEvent(QPaintEvent * /*event*/) {
-  // In device pixels, and on them: between two, a line this thin and faint would be a smear.
+  // The line lies exactly on device pixels. Between two, so thin and faint a line would be blurred.
   const double ratio = devicePixelRatioF();
   const double line = std::max(std::round(frameWidth * ratio), 1.0);
   const double edge = std::round(frameInset * ratio - line / 2) + line / 2;

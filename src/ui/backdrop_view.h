@@ -1,4 +1,4 @@
-// The window's background: a dark green gradient with a faint frame line inside the edges.
+// The window's background: a dark green gradient with a faint frame inside the edges. Main thread.
 #pragma once
 
 #include <QWidget>

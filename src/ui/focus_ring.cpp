@@ -8,6 +8,7 @@
 namespace tarvex {
 namespace {
 
+// Device-independent pixels.
 constexpr int distance = 4;
 constexpr double lineWidth = 2;
 constexpr double cornerRadius = 11;
@@ -50,7 +51,7 @@ void FocusRing::follow() {
     setGeometry(control->contentsRect()
                     .translated(control->pos())
                     .adjusted(-distance, -distance, distance, distance));
-    raise();
+    raise();  // above controls that came later
   }
   setVisible(shows);
 }

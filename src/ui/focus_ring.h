@@ -1,5 +1,5 @@
-// The ring around the control that has the keyboard focus, once the player has used the keyboard to
-// give it.
+// The ring around the control with the keyboard focus. It shows only after the player has moved the
+// focus by keyboard. Main thread.
 #pragma once
 
 #include <QWidget>
@@ -8,7 +8,7 @@ namespace tarvex {
 
 class FocusRing : public QWidget {
  public:
-  // The controls that it serves are the parent's children with a tab focus, all there by now.
+  // Serves the children of the parent that take the focus by Tab. Construct it after them.
   explicit FocusRing(QWidget *parent);
 
  protected:

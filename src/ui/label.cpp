@@ -16,13 +16,13 @@
 namespace tarvex {
 namespace {
 
-// No label shows more than this many code units; looking at all of a text of a gigabyte would take
-// the window's breath away.
+// UTF-16 code units; no label has room for more. Fitting the whole of a very long text would block
+// the window.
 constexpr qsizetype longestShown = 2048;
 
 constexpr int roomAroundTheFrame = 6;
 
-// Characters that would break the line, or show as nothing.
+// Replaces control characters and line ends by spaces: they would break the line or be invisible.
 QString onOneLine(QStringView text) {
   QString result = text.toString();
   for (QChar &character : result) {
@@ -35,6 +35,7 @@ QString onOneLine(QStringView text) {
   return result;
 }
 
+// Absent when the text does not fit.
 std::optional<QString> brokenIntoLines(const QString &text, const QFont &font, int width,
                                        int maximumLines) {
   QTextOption option;
@@ -84,7 +85,7 @@ QString fittedText(const QString &text, const QFont &font, int width, int maximu
   const QStringList characters =
       charactersOf(isLong ? onOneLine(all.first(longestShown)) + onOneLine(all.last(longestShown))
                           : onOneLine(all));
-  // The largest number of characters that leaves room for the ellipsis.
+  // Binary search for the largest number of characters that leaves room for the ellipsis.
   QString best = ellipsis.toString();
   qsizetype fits = 0;
   qsizetype tooMany = characters.size();
@@ -155,7 +156,8 @@ int Label::heightForWidth(int width) const {
 
 bool Label::event(QEvent *event) {
   if (event->type() == QEvent::ToolTip && !toolTip().isEmpty()) {
-    // Left to itself, Qt would take text that looks like HTML for HTML, and break lines early.
+    // Qt would interpret a text that looks like HTML, and break lines early. So it gets escaped
+    // HTML with lines that are already broken.
     constexpr int widest = 480;
     constexpr int mostLines = 20;
     const QString shown =
@@ -166,7 +168,7 @@ bool Label::event(QEvent *event) {
     return true;
   }
   if (event->type() == QEvent::ToolTipChange && underMouse()) {
-    QToolTip::hideText();  // the one on display speaks of what was
+    QToolTip::hideText();  // the visible one is out of date
   }
   return QWidget::event(event);
 }
@@ -207,7 +209,7 @@ QPointF Label::layOutLine(QTextLayout &layout, int index) const {
   if (!line.isValid()) {
     return {};
   }
-  line.setNumColumns(static_cast<int>(layout.text().size()));
+  line.setNumColumns(static_cast<int>(layout.text().size()));  // one line, without a width limit
   layout.endLayout();
   const QRectF frame = contentsRect();
   const double room = frame.width() - line.naturalTextWidth();
@@ -220,7 +222,7 @@ QString Label::fitted(int width) const {
   return fittedText(m_text, font(), width, m_maximumLines, m_shortened);
 }
 
-// What is not to be seen is not fitted: most fonts are dear to load.
+// An invisible label is not fitted: loading its font takes time.
 void Label::refit() {
   if (!isVisible()) {
     return;

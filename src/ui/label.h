@@ -1,5 +1,6 @@
-// A label: plain text on a limited number of lines, shortened with an ellipsis where it does not
-// fit. Whatever the text holds is shown literally, in the label and in its tooltip.
+// A label: plain text on a limited number of lines, shortened with an ellipsis when it does not
+// fit. The text is never interpreted as markup, neither in the label nor in its tooltip. Main
+// thread. All sizes are in device-independent pixels.
 #pragma once
 
 #include <QList>
@@ -12,42 +13,42 @@ namespace tarvex {
 
 enum class Shortened { atEnd, inMiddle };
 
-// The text as lines, with "\n" between them, each no wider than `width` in the font and no more
-// than `maximumLines` of them. Characters stay whole. Line ends in the text count as spaces.
+// The text as at most `maximumLines` lines with "\n" between them, each at most `width` wide in the
+// font. An ellipsis replaces whole characters (UAX #29). Line ends in the text count as spaces.
 QString fittedText(const QString &text, const QFont &font, int width, int maximumLines,
                    Shortened shortened);
 
-// The direction in which a text runs, by its first letter.
+// The direction of a text, from its first letter (Unicode Bidirectional Algorithm, UAX #9).
 Qt::LayoutDirection directionOf(const QString &text);
 
-// The height of one line of the font, and the place of the baseline under its top. Some fonts ask
-// for half as much again as their size, most of it above the letters. On a window of fixed height
-// they get a quarter, and what is too much goes at the top.
+// The height of one line of the font, at most 1.25 times the font's size. Some fonts ask for 1.5
+// times their size, most of it above the letters, and the window has a fixed height. The excess is
+// removed at the top.
 struct LineBox {
   int height;
-  double baseline;
+  double baseline;  // below the top
 };
 LineBox lineBox(const QFont &font);
 
-// The frame of a label is its contents rectangle. The margins around it, which a label has from the
-// start, are for letters that reach beyond a line of their font.
+// The frame of a label is its contents rectangle. Its contents margins leave room for letters that
+// reach beyond their line.
 class Label : public QWidget {
  public:
   explicit Label(const QString &text = {}, QWidget *parent = nullptr);
 
-  // The whole text, whatever part of it is visible. What is seen and announced to assistive
-  // technology follows once, when the turn of the event loop ends.
+  // The whole text. The picture and assistive technology follow a change once, when the turn of the
+  // event loop ends.
   const QString &text() const { return m_text; }
   void setText(const QString &text);
 
-  // The lines that are seen, with "\n" between them.
+  // The visible lines, with "\n" between them.
   const QString &shownText() const { return m_shown; }
 
   void setAlignment(Qt::Alignment horizontal);
   void setLines(int maximum, Shortened shortened);
 
-  // The size that the text wants, on one line or, given a width, on the lines that it needs there.
-  // Without the margins.
+  // Without the margins: the size of the text on one line, and its height when it is broken at a
+  // width.
   QSize sizeHint() const override;
   bool hasHeightForWidth() const override { return m_maximumLines > 1; }
   int heightForWidth(int width) const override;
@@ -59,8 +60,8 @@ class Label : public QWidget {
   void resizeEvent(QResizeEvent *event) override;
   void showEvent(QShowEvent *event) override;
 
-  // Lays out the text as one line, which stands at the index among those that are seen. Returns the
-  // place of its left upper corner. Its direction is that of the whole text.
+  // Lays out one of the visible lines, whose index is given, in the direction of the whole text.
+  // Returns the place of its left upper corner.
   QPointF layOutLine(QTextLayout &layout, int index) const;
 
   virtual void shownTextChanged() {}
@@ -72,7 +73,7 @@ class Label : public QWidget {
   void tell();
 
   QString m_text;
-  QString m_told;  // what assistive technology knows
+  QString m_told;  // the text that was last announced to assistive technology
   QString m_shown;
   int m_maximumLines = 1;
   Shortened m_shortened = Shortened::atEnd;

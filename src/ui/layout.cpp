@@ -16,8 +16,8 @@ struct Place {
   Anchor anchor;
 };
 
-// The control's anchor stands at the other anchor plus the constant, which is positive to the right
-// and downwards; without another anchor, the constant is its size.
+// Control.anchor = other + constant. Positive is to the right and downwards. Without `other`, the
+// constant is a size.
 struct Constraint {
   Control control;
   Anchor anchor;
@@ -33,7 +33,8 @@ constexpr std::optional<Place> of(Control control, Anchor anchor) {
   return Place{control, anchor};
 }
 
-// The rows of a control stand together, after those of the controls that they refer to.
+// The rows of a control stand together, after those of the controls that they refer to: layOut
+// solves them in one pass.
 constexpr Constraint constraints[] = {
     {Control::title, Anchor::top, backdrop(Anchor::top), 42},
     {Control::title, Anchor::centreX, backdrop(Anchor::centreX), 0},
@@ -63,6 +64,7 @@ constexpr Constraint constraints[] = {
     {Control::footer, Anchor::centreX, backdrop(Anchor::centreX), 0},
 };
 
+// Each control has a row.
 static_assert([] {
   std::array<bool, controlCount> placed{};
   for (const Constraint &row : constraints) {
@@ -93,11 +95,13 @@ double positionOf(const QRectF &frame, Anchor anchor) {
   return 0;
 }
 
+// The left or upper edge, from the one anchor that is known.
 double beginning(std::optional<double> begin, std::optional<double> centre,
                  std::optional<double> end, double size) {
   return begin ? *begin : centre ? *centre - size / 2 : *end - size;
 }
 
+// Solves the rows of one control.
 QRectF placed(std::span<const Constraint> rows, const PerControl<QRectF> &frames,
               const IntrinsicSize &intrinsicSize) {
   std::array<std::optional<double>, anchorCount> anchors;

@@ -1,4 +1,5 @@
-// The layout of the window: a column of controls, given as equalities between their anchors.
+// The layout of the window: a column of controls, given as equalities between their anchors. A
+// plain function over values. All sizes are in device-independent pixels.
 #pragma once
 
 #include <QRect>
@@ -10,7 +11,7 @@
 
 namespace tarvex {
 
-// In the order in which they lie above one another, the lowest first.
+// In stacking order, the lowest first.
 enum class Control : std::size_t {
   title,
   subtitle,
@@ -30,10 +31,10 @@ using PerControl = std::array<Value, controlCount>;
 
 inline constexpr QSize contentSize{540, 365};
 
-// The size that a control wants. Where its width is settled, the height is the one at that width.
+// The size that a control wants. With a width, its height at that width.
 using IntrinsicSize = std::function<QSize(Control, std::optional<int> width)>;
 
-// The frames of all controls in the backdrop's coordinates, in device-independent pixels.
+// The frames of all controls in the backdrop's coordinates.
 PerControl<QRect> layOut(const IntrinsicSize &intrinsicSize);
 
 }  // namespace tarvex

@@ -8,7 +8,8 @@
 namespace tarvex {
 namespace {
 
-// A little more to aim at than the letters, and room for those that reach beyond their line.
+// Device-independent pixels. They make the button easier to hit, and leave room for letters that
+// reach beyond their line.
 constexpr int sideMargin = 8;
 constexpr int margin = 2;
 

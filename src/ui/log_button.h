@@ -1,4 +1,4 @@
-// A small button without a frame: its title alone, underlined while the pointer is on it.
+// A small button without a frame: only its title, underlined under the pointer. Main thread.
 #pragma once
 
 #include <QPushButton>

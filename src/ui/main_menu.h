@@ -1,4 +1,4 @@
-// The application's menu, with one entry: "Quit Tarvex Launcher", Ctrl+Q.
+// The application's menu with its only entry: "Quit Tarvex Launcher", Ctrl+Q. Main thread.
 #pragma once
 
 #include <QMenu>
@@ -9,10 +9,10 @@ class Application;
 
 class MainMenu {
  public:
-  // The entry asks the application, which must outlive the menu, to end.
+  // The entry calls terminate() of the application, which must outlive the menu.
   explicit MainMenu(Application &application);
 
-  // The one submenu. There is no menu bar: the window and the status icon offer it.
+  // There is no menu bar; the window and the status icon open this as their context menu.
   QMenu &submenu() { return m_submenu; }
 
  private:

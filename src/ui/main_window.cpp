@@ -28,7 +28,7 @@
 namespace tarvex {
 namespace {
 
-// What is not said stays as Qt has it.
+// A field without a value leaves Qt's default.
 struct Look {
   Control control;
   int fontSize = 0;  // device-independent pixels
@@ -38,6 +38,7 @@ struct Look {
   const char *accessibleHelp = "";
 };
 
+// The rows are in the order of Control.
 const Look looks[] = {
     {Control::title, 31, QFont::DemiBold, parchment, "Tarvex"},
     {Control::subtitle, 11, QFont::Medium, gold},
@@ -58,7 +59,7 @@ void dress(QWidget &control, const Look &look) {
   if (look.fontSize > 0) {
     QFont font = control.font();
     font.setPixelSize(look.fontSize);
-    font.setStyleName({});  // a desktop's would prevail over the weight
+    font.setStyleName({});  // a style name from the desktop's font would override the weight
     font.setWeight(look.weight);
     control.setFont(font);
   }
@@ -71,7 +72,7 @@ void dress(QWidget &control, const Look &look) {
   control.setAccessibleDescription(QString::fromLatin1(look.accessibleHelp));
 }
 
-// To find out the format, Qt would load its plugins for all others.
+// The format is given: to detect it, Qt would load all its image plugins.
 QIcon applicationIcon() {
   QIcon icon;
   for (const int size : {16, 24, 32, 48, 64}) {
@@ -86,7 +87,7 @@ bool isReturn(const QKeyEvent &event) {
   return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
 }
 
-constexpr int footerMargin = 24;
+constexpr int footerMargin = 24;  // device-independent pixels, on each side
 
 }  // namespace
 
@@ -115,7 +116,7 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
     m_titleBar = std::make_unique<TitleBar>(*this);
     setFixedHeight(contentSize.height() + TitleBar::barHeight);
   }
-  addActions(mainMenu.submenu().actions());  // for their keys
+  addActions(mainMenu.submenu().actions());  // their shortcuts work without a menu bar
   m_column.resize(contentSize);
   m_column.installEventFilter(this);
 
@@ -130,7 +131,7 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
   for (const Look &look : looks) {
     QWidget &control = *m_controls[static_cast<std::size_t>(look.control)];
     dress(control, look);
-    control.setParent(&m_column);  // above all that came before
+    control.setParent(&m_column);  // the rows' order is the stacking order
   }
   controls.regionPicker.installEventFilter(this);
   controls.playButton.installEventFilter(this);
@@ -140,8 +141,8 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
   setTabOrder(&controls.logButton, &controls.footer);
   new FocusRing(&m_column);
 
-  // The native window, which show() would make. The display answers its many questions sooner now
-  // than beside the interpreter of the first run, which starts before the window shows.
+  // Creates the native window early; show() would do it later. That takes many round trips to the
+  // display, which are faster before the interpreter of the first run competes for the processor.
   setGeometry({screen()->availableGeometry().center() - rect().center(), size()});
   winId();
   dressNativeWindow(*windowHandle(), forest);
@@ -150,19 +151,20 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
 MainWindow::~MainWindow() = default;
 
 void MainWindow::makeKeyAndOrderFront() {
-  setWindowIcon(applicationIcon());  // only now: it needs a processor, and a run may have started
+  // Late: loading the icon would delay the start of the first run.
+  setWindowIcon(applicationIcon());
   placeControls();
   show();
   raise();
   activateWindow();
-  setFocus();  // or Qt would pick a control, which nobody asked for
+  setFocus();  // otherwise Qt would focus a control, and a screen reader would say it
 }
 
 void MainWindow::comeForward(const StartupTokens &tokens) {
   setWindowState(windowState() & ~Qt::WindowMinimized);
   if (!bringToFront(*windowHandle(), tokens)) {
     hide();
-    show();  // as a new window it comes in front
+    show();  // compositors put a new window in front
   }
 }
 
@@ -171,11 +173,11 @@ void MainWindow::orderOut() {
   if (m_statusIcon != nullptr || !mayHaveStatusArea()) {
     return;
   }
-  // Not before it is needed: asking for the desktop's status area takes its time.
+  // Created late, because finding the desktop's status area is slow.
   m_statusIcon = std::make_unique<QSystemTrayIcon>(applicationIcon());
   m_statusIcon->setContextMenu(&m_mainMenu.submenu());
   m_statusIcon->setToolTip(windowTitle());
-  QCoreApplication::setApplicationName(windowTitle());  // Qt makes the icon's title of it
+  QCoreApplication::setApplicationName(windowTitle());  // Qt uses it as the icon's title
   connect(m_statusIcon.get(), &QSystemTrayIcon::activated, this,
           [this](QSystemTrayIcon::ActivationReason reason) {
             if (reason == QSystemTrayIcon::Trigger) {
@@ -185,8 +187,9 @@ void MainWindow::orderOut() {
   m_statusIcon->show();
 }
 
-// Qt passes the focus of a control that is disabled or hidden on to the next one, which the player
-// has not chosen.
+// Qt calls this also when the control with the focus is disabled or hidden, and would move the
+// focus to the next control. A screen reader would say that control in the middle of a run, so the
+// focus waits at the window instead.
 bool MainWindow::focusNextPrevChild(bool next) {
   QWidget *const focused = focusWidget();
   if (focused == nullptr || (focused->isEnabled() && focused->isVisible())) {
@@ -219,7 +222,7 @@ void MainWindow::closeEvent(QCloseEvent *event) {
   event->setAccepted(m_delegate.windowShouldClose());
 }
 
-// Where no menu bar is in sight, this is the way to the menu.
+// There is no menu bar, so this is the way to the menu.
 void MainWindow::contextMenuEvent(QContextMenuEvent *event) {
   m_mainMenu.submenu().popup(event->globalPos());
 }
@@ -231,7 +234,8 @@ bool MainWindow::eventFilter(QObject *watched, QEvent *event) {
   if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::EnabledChange) {
     m_turnEnd.schedule();
   }
-  // On some desktops, Return presses the button that has the focus. Here it has another meaning.
+  // With the themes of some desktops, Return presses the button with the focus. Here it belongs to
+  // the primary button.
   if (event->type() == QEvent::KeyPress && isReturn(static_cast<const QKeyEvent &>(*event))) {
     event->ignore();
     return true;
@@ -240,7 +244,7 @@ bool MainWindow::eventFilter(QObject *watched, QEvent *event) {
 }
 
 void MainWindow::keyPressEvent(QKeyEvent *event) {
-  // A key held down must not go from one action to the next.
+  // A key that is held down must not trigger one action after the other.
   const bool isPlain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
   if (isReturn(*event) && isPlain && !event->isAutoRepeat()) {
     m_playButton.click();
@@ -253,7 +257,8 @@ void MainWindow::keyPressEvent(QKeyEvent *event) {
   QWidget::keyPressEvent(event);
 }
 
-// Qt knows the menu key alone. The control with the focus may have a menu of its own.
+// Qt opens context menus by the menu key, but not by Shift+F10. The control with the focus is asked
+// first: it may have its own menu.
 void MainWindow::openContextMenu() {
   QWidget &target = focusWidget() != nullptr ? *focusWidget() : *this;
   const QPoint middle = target.rect().center();
@@ -261,8 +266,8 @@ void MainWindow::openContextMenu() {
   QCoreApplication::sendEvent(&target, &request);
 }
 
-// The whole background is the window's handle. A press on a button is none of its affairs, though
-// the moves that follow outside of the button come here.
+// The window can be dragged by its background. The moves after a press on a button may come here,
+// too; without a grip they are ignored.
 void MainWindow::mousePressEvent(QMouseEvent *event) {
   m_grip =
       event->button() == Qt::LeftButton ? std::optional(event->position().toPoint()) : std::nullopt;
@@ -274,7 +279,7 @@ void MainWindow::mouseMoveEvent(QMouseEvent *event) {
   }
   if (windowHandle()->startSystemMove()) {
     m_grip.reset();
-  } else {  // there is no window manager, or none that can
+  } else {  // no window manager, or one that does not support it
     move(pos() + event->globalPosition().toPoint() - mapToGlobal(*m_grip));
   }
 }
@@ -283,7 +288,7 @@ void MainWindow::mouseReleaseEvent(QMouseEvent * /*event*/) {
   m_grip.reset();
 }
 
-// A window manager that tiles gives the window another size. The column stays in the middle.
+// A tiling window manager ignores the fixed size. The column then stays in the middle.
 void MainWindow::resizeEvent(QResizeEvent * /*event*/) {
   QRect content = rect();
   if (m_titleBar != nullptr) {
@@ -302,6 +307,7 @@ void MainWindow::placeControls() {
     if (width && widget.heightForWidth(*width) > 0) {
       size.setHeight(widget.heightForWidth(*width));
     }
+    // The footer's width is free, and its text may be long.
     size.setWidth(std::min(size.width(), contentSize.width() - 2 * footerMargin));
     return size;
   };

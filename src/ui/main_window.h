@@ -1,4 +1,4 @@
-// The one window: its controls, how they look and where they stand.
+// The only window: its controls, their looks and their places. Main thread.
 #pragma once
 
 #include <QPointer>
@@ -25,15 +25,17 @@ class RegionPicker;
 class SelectableLabel;
 struct StartupTokens;
 
-// What the window tells and asks its delegate, always on the main thread.
+// Answers the window's questions, always on the main thread.
 class WindowDelegate {
  public:
   virtual ~WindowDelegate() = default;
-  virtual bool windowShouldClose() = 0;  // false: the window stays, or was hidden instead
+  // The player has closed the window. False: it stays, or the delegate has hidden it.
+  virtual bool windowShouldClose() = 0;
 };
 
-// The controls that come to life outside of the window and keep changing. The window dresses and
-// places them; all must outlive it or be gone before it.
+// The controls that the controller owns and changes. The window becomes their parent, and gives
+// them their fonts, colours and places. Each must live until the window is destroyed, or be
+// destroyed before it.
 struct WindowControls {
   RegionPicker &regionPicker;
   Label &status;
@@ -53,14 +55,15 @@ class MainWindow : public QWidget {
   // Shows the window in the middle of the screen and gives it the keyboard.
   void makeKeyAndOrderFront();
 
-  // While the window is shown, also minimised: to where the player sees it, with the keyboard.
+  // Raises the window, which is shown or minimised, and gives it the keyboard. The tokens are those
+  // of another start.
   void comeForward(const StartupTokens &tokens);
 
-  // The status and the line below it tell of a failure now. Screen readers say both.
+  // The status and the line below it show a failure now. Screen readers say both.
   void linesTellOfFailure();
 
-  // Hides the window. The menu then stays within reach through a status icon, on desktops that have
-  // a place for one.
+  // Hides the window. On desktops with a place for status icons, an icon offers the menu from now
+  // on.
   void orderOut();
 
  protected:
@@ -80,18 +83,18 @@ class MainWindow : public QWidget {
   void giveFocusBack();
   void openContextMenu();
 
-  std::unique_ptr<TitleBar> m_titleBar;  // where the desktop draws none
+  std::unique_ptr<TitleBar> m_titleBar;  // null when the desktop draws one
   BackdropView m_backdrop{this};
-  QWidget m_column{&m_backdrop};  // of the controls
+  QWidget m_column{&m_backdrop};  // holds the controls
   Label m_title{QStringLiteral("Tarvex")};
   Label m_subtitle{QStringLiteral("CHOOSE YOUR ADVENTURE")};
   Label m_regionCaption{QStringLiteral("Region")};
   PerControl<QWidget *> m_controls;
   std::unique_ptr<QSystemTrayIcon> m_statusIcon;  // while the window is hidden
-  QPointer<QWidget> m_focusToReturn;              // to a control that lost it
-  std::optional<QPoint> m_grip;                   // where the pointer holds it by its background
+  QPointer<QWidget> m_focusToReturn;              // a control that gets the focus when enabled
+  std::optional<QPoint> m_grip;                   // the point by which the pointer drags the window
   Announcer m_announcer;
-  TurnEnd m_turnEnd;  // announces what has changed, and settles the focus
+  TurnEnd m_turnEnd;  // announces changes, and gives the focus back
   PlayButton &m_playButton;
   MainMenu &m_mainMenu;
   WindowDelegate &m_delegate;

@@ -21,14 +21,14 @@ QColor blended(const QColor &colour, double fraction, const QColor &other) {
               qRound(mix(colour.blue(), other.blue())));
 }
 
-void dressToolkit() {
-  // Qt would wake up half a minute after a drawing to empty this cache, which hardly ever helps
-  // here.
+void styleQt() {
+  // No pixmap cache: a timer would wake the idle launcher 30 seconds later to empty it, and there
+  // is hardly anything to reuse.
   QPixmapCache::setCacheLimit(0);
-  // Qt fills large surfaces with a pool of threads. Idle ones would wake up just to expire.
+  // Qt fills large surfaces with a pool of threads. Idle pool threads would wake just to expire.
   QThreadPool::globalInstance()->setExpiryTimeout(-1);
-  // One style for all desktops: themes differ in their colours and in their metrics, and the column
-  // of controls is fixed.
+  // One style for all desktops: themes differ in colours and metrics, but the column of controls
+  // has a fixed height.
   QApplication::setStyle(QStringLiteral("Fusion"));
   const QColor raised = blended(forestLight, 0.08, Qt::white);
   QPalette palette;
@@ -50,8 +50,8 @@ void dressToolkit() {
   }
   QApplication::setPalette(palette);
   QToolTip::setPalette(palette);
-  // What lies over the window stands out from it: the menu, and the list of regions, which takes
-  // the menu's dress.
+  // Menus are lighter than the window, so that they stand out. The list of regions uses the menu's
+  // palette, too.
   for (const QPalette::ColorRole role : {QPalette::Window, QPalette::Base}) {
     palette.setColor(role, raised);
   }

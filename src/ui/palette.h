@@ -1,4 +1,5 @@
-// The launcher's own colours, in sRGB, and the dress of what Qt draws by itself.
+// The launcher's colours, in sRGB, and Qt's style and palette for the controls that Qt draws. Main
+// thread.
 #pragma once
 
 #include <QColor>
@@ -21,11 +22,11 @@ inline const QColor gold(calibrated(0.83, 0.64, 0.25));
 
 QColor withAlpha(QColor colour, double alpha);
 
-// A share `fraction` of the other colour, the rest of this one.
+// Mixes the colours: 0 gives `colour`, 1 gives `other`.
 QColor blended(const QColor &colour, double fraction, const QColor &other);
 
-// Makes menus, lists, tooltips and the region chooser look at home in the window, whatever the
-// desktop's theme is. Once, after the application object is there and before any control is.
-void dressToolkit();
+// Gives menus, lists, tooltips and the region chooser the launcher's colours, whatever the
+// desktop's theme is. Call it once, after the application object and before any control is made.
+void styleQt();
 
 }  // namespace tarvex

@@ -7,6 +7,7 @@
 namespace tarvex {
 namespace {
 
+// Device-independent pixels.
 constexpr double cornerRadius = 8;
 constexpr double inset = 1;
 constexpr double pressedShade = 0.18;
@@ -16,6 +17,7 @@ constexpr double disabledTitleAlpha = 0.6;
 
 PlayButton::PlayButton(const QString &title, QWidget *parent) : QPushButton(title, parent) {}
 
+// The whole rectangle, whatever shape Qt's style gives a button.
 bool PlayButton::hitButton(const QPoint &position) const {
   return rect().contains(position);
 }
@@ -25,7 +27,7 @@ void PlayButton::paintEvent(QPaintEvent * /*event*/) {
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(Qt::NoPen);
 
-  // The layer behind: it shows as a rim of plain gold around the pressed button.
+  // The layer behind. While the button is pressed, it shows as a rim of plain gold.
   const QRectF bounds = rect();
   painter.setBrush(gold);
   painter.drawRoundedRect(bounds, cornerRadius, cornerRadius);

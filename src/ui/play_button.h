@@ -1,4 +1,4 @@
-// The primary button: a gold rounded rectangle with a centred title, painted by itself.
+// The primary button: a gold rounded rectangle with a centred title. Main thread.
 #pragma once
 
 #include <QPushButton>

@@ -10,6 +10,7 @@
 namespace tarvex {
 namespace {
 
+// Lengths are in device-independent pixels.
 constexpr int thickness = 6;
 constexpr int ownWidth = 100;
 constexpr double trackAlpha = 0.14;
@@ -65,7 +66,7 @@ void ProgressIndicator::tell() {
   tellValue(wasIndeterminate);
 }
 
-// A screen reader says every value that it is told.
+// A screen reader says every value that is reported, so only some are.
 void ProgressIndicator::tellValue(bool isFirst) {
   const Clock::time_point now = Clock::now();
   const bool hasValue = isVisible() && !m_state.indeterminate;
@@ -93,6 +94,7 @@ void ProgressIndicator::showEvent(QShowEvent * /*event*/) {
   updateAnimation();
 }
 
+// The animation stops when the bar cannot be seen: each frame costs processor time.
 void ProgressIndicator::updateAnimation() {
   const bool runs =
       m_state.indeterminate && m_state.animating && isVisible() && !window()->isMinimized();

@@ -1,7 +1,6 @@
-// A slim progress bar whose properties are independent of one another: value, determinate or not,
-// animating or not, visible or not. A bar that is indeterminate and animating shows something
-// moving while it is visible; one that is indeterminate and does not animate stands still. The
-// picture and assistive technology follow once, when the turn of the event loop ends.
+// A slim progress bar with independent properties: value, indeterminate, animating, visible. An
+// indeterminate bar has a part that moves while the bar is animating and visible. The picture and
+// assistive technology follow a change once, when the turn of the event loop ends. Main thread.
 #pragma once
 
 #include <QVariantAnimation>
@@ -50,7 +49,7 @@ class ProgressIndicator : public QWidget {
   double m_toldValue = minimum;
   Clock::time_point m_toldAt{};
   TurnEnd m_turnEnd;
-  QVariantAnimation m_animation;  // the moving part's way across the bar, from 0 to 1
+  QVariantAnimation m_animation;  // position of the moving part, from 0 (left) to 1 (right)
 };
 
 }  // namespace tarvex

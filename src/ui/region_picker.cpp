@@ -10,8 +10,8 @@
 namespace tarvex {
 namespace {
 
-// Qt writes the texts of a chooser and its list in the direction of the window. Set apart by
-// U+2067 and U+2069, a name from right to left keeps its own, with the ellipsis at its end.
+// Qt writes the texts of a chooser and its list in the direction of the window. U+2067 and U+2069
+// (UAX #9) isolate a right-to-left name, so that its ellipsis stands at its own end.
 QString shown(const QString &name, const QFont &font, int width) {
   const QString fitted = fittedText(name, font, width, 1, Shortened::atEnd);
   return directionOf(name) == Qt::RightToLeft ? u'\u2067' + fitted + u'\u2069' : fitted;
@@ -23,8 +23,7 @@ void RegionPicker::addRegion(const QString &name) {
   addItem(name, name);
 }
 
-// Of the font alone: the width is given, and measuring the names would be dear before they are
-// seen.
+// The layout gives the width. Measuring all names would only load fonts before they are needed.
 QSize RegionPicker::sizeHint() const {
   ensurePolished();
   return {0, heightWith(font())};
@@ -41,7 +40,7 @@ int RegionPicker::heightWith(const QFont &font) const {
 }
 
 void RegionPicker::limitFont() {
-  constexpr int tallest = 30;
+  constexpr int tallest = 30;  // device-independent pixels
   QFont limited = font();
   while (heightWith(limited) > tallest) {
     limited.setPixelSize(QFontInfo(limited).pixelSize() - 1);
@@ -49,7 +48,7 @@ void RegionPicker::limitFont() {
   setFont(limited);
 }
 
-// Not at once: fonts take their time to load, and nobody has asked for a size yet.
+// Limits the font as late as possible: loading it takes time.
 bool RegionPicker::event(QEvent *event) {
   const bool result = QComboBox::event(event);
   if (event->type() == QEvent::Polish || event->type() == QEvent::FontChange) {
@@ -86,7 +85,7 @@ void RegionPicker::keyPressEvent(QKeyEvent *event) {
       showPopup();
       break;
     default:
-      event->ignore();  // the window's: Return belongs to the primary button
+      event->ignore();  // the window handles it: Return belongs to the primary button
   }
 }
 

@@ -1,9 +1,6 @@
-// The list of regions to choose from. It acts on a choice only: the list opens by click, Space or
-// an arrow key, and what is chosen there counts, also when it was chosen before. The mouse wheel
-// and the keys that step through a closed combo box do nothing here.
-//
-// The signal of a choice is QComboBox::activated; filling and setting it from the program is
-// silent.
+// The chooser of regions. The list opens by click, Space, F4, Up or Down. Choosing an entry, also
+// the current one, emits QComboBox::activated. The mouse wheel and the keys that step through a
+// closed combo box have no effect. Changes by the program emit nothing. Main thread.
 #pragma once
 
 #include <QComboBox>
@@ -12,10 +9,11 @@ namespace tarvex {
 
 class RegionPicker : public QComboBox {
  public:
-  // Its height and its letters are those of the desktop's font, up to the room that the window has.
+  // The size of the letters is the desktop's, unless the chooser would become too high for the
+  // window.
   using QComboBox::QComboBox;
 
-  // The name may be any text; what does not fit into the list is shortened for display.
+  // The name may be any text; a long one is shortened for display.
   void addRegion(const QString &name);
   QString currentName() const { return currentData().toString(); }  // whole
 

@@ -52,7 +52,7 @@ int moved(const QString &text, int from, const CursorKey &key) {
 }  // namespace
 
 int wholeIndex(const QString &text, const QString &shown, int index) {
-  // Characters without a look are shown as spaces.
+  // Control characters are shown as spaces.
   const auto cut = std::mismatch(shown.begin(), shown.end(), text.begin(), text.end(),
                                  [](QChar one, QChar other) { return one == other || one == u' '; })
                        .first -
@@ -87,7 +87,7 @@ void SelectableLabel::contextMenuEvent(QContextMenuEvent *event) {
   menu->popup(event->globalPos());
 }
 
-// As in a line edit; a screen reader says the text then.
+// Tab selects all, as in a line edit. A screen reader then says the text.
 void SelectableLabel::focusInEvent(QFocusEvent *event) {
   if (event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason) {
     selectAll();
@@ -95,6 +95,7 @@ void SelectableLabel::focusInEvent(QFocusEvent *event) {
   update();
 }
 
+// A menu and another window take the focus only for a while: the selection stays.
 void SelectableLabel::focusOutEvent(QFocusEvent *event) {
   if (event->reason() != Qt::PopupFocusReason && event->reason() != Qt::ActiveWindowFocusReason) {
     select(m_cursor, m_cursor);
@@ -135,7 +136,8 @@ void SelectableLabel::mouseMoveEvent(QMouseEvent *event) {
   }
 }
 
-// Where the desktop has a clipboard for selections, the middle button pastes from it.
+// X11 and some Wayland compositors have a clipboard for selections; the middle button pastes from
+// it.
 void SelectableLabel::mouseReleaseEvent(QMouseEvent * /*event*/) {
   QClipboard *const clipboard = QGuiApplication::clipboard();
   if (m_anchor != m_cursor && clipboard->supportsSelection()) {

@@ -1,5 +1,5 @@
-// A label of one line whose text can be selected and copied, by mouse and by keyboard. A copy has
-// the whole text between the ends of the selection, also where an ellipsis stands for a part of it.
+// A label of one line whose text can be selected and copied, by mouse and by keyboard. Where an
+// ellipsis hides a part of the selection, the copy contains that part. Main thread.
 #pragma once
 
 #include <QString>
@@ -8,8 +8,8 @@
 
 namespace tarvex {
 
-// The place in the text that an index in `shown` stands for. `shown` is the text or, with an
-// ellipsis in place of a part, its beginning and its end. All indices count UTF-16 code units.
+// Converts an index in `shown` to one in `text`. `shown` is the text, or its beginning and its end
+// with an ellipsis between them. Indices count UTF-16 code units.
 int wholeIndex(const QString &text, const QString &shown, int index);
 
 class SelectableLabel : public Label {
@@ -43,7 +43,7 @@ class SelectableLabel : public Label {
   void select(int anchor, int cursor);
   void copy() const;
 
-  // In the shown text; equal where nothing is selected.
+  // Indices in the shown text. Equal: nothing is selected.
   int m_anchor = 0;
   int m_cursor = 0;
 };

@@ -10,10 +10,12 @@
 namespace tarvex {
 namespace {
 
+// Device-independent pixels.
 constexpr int titleSize = 13;
 constexpr qreal symbolSize = 10;
 constexpr qreal symbolWidth = 1.5;
 
+// The title and the symbols are dimmed while the window is inactive.
 const QColor &inkOf(const QWidget &part) {
   return part.isActiveWindow() ? parchment : muted;
 }

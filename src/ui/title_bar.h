@@ -1,5 +1,5 @@
-// The window's title bar where the desktop draws none: it closes and minimises. The window itself
-// is its handle, so presses beside the buttons go on to it.
+// The window's title bar, for desktops that draw none. It has buttons to minimise and to close.
+// Presses beside them go to the window, which can be dragged anywhere. Main thread.
 #pragma once
 
 #include <QWidget>

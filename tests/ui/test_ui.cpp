@@ -101,7 +101,7 @@ class TestUi : public QObject, public WindowDelegate {
 
  private slots:
   void initTestCase() {
-    dressToolkit();
+    styleQt();
     defaultFont = QApplication::font();
     QDirIterator fonts(TARVEX_TEST_FONTS, QDirIterator::Subdirectories);
     while (fonts.hasNext()) {
