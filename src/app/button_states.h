@@ -1,17 +1,22 @@
-// The states of the primary button and their looks.
+// The states of the primary button and their looks. Plain functions over values, for any thread.
 #pragma once
 
 #include <QStringView>
-#include <cstddef>
 
 #include "updater/mode.h"
 
 namespace tarvex {
 
-// The first three are working states, one a mode and in the modes' order; the others offer an
-// action.
-enum class ButtonState { checking, updating, starting, update, play, retry };
-inline constexpr std::size_t buttonStateCount = static_cast<std::size_t>(ButtonState::retry) + 1;
+enum class ButtonState {
+  // A run is alive, and the button is disabled.
+  checking,
+  updating,
+  starting,
+  // The button offers this action.
+  update,
+  play,
+  retry,
+};
 
 struct ButtonLook {
   QStringView title;
@@ -19,8 +24,9 @@ struct ButtonLook {
   QStringView help;  // for assistive technology
 };
 
-const ButtonLook &lookOf(ButtonState state);
+ButtonLook lookOf(ButtonState state);
 
+// The state while a run of this mode is alive.
 ButtonState workingState(Mode mode);
 
 }  // namespace tarvex

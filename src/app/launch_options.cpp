@@ -45,7 +45,7 @@ LaunchOptions LaunchOptions::parse(const std::vector<std::string> &arguments) {
     }
     for (const ValueOption &option : valueOptions) {
       if (argument == option.name) {
-        ++index;  // the value goes with its option, whatever it is
+        ++index;  // the next argument is the value, even if it looks like an option
         if (index < arguments.size()) {
           const QString value = decodedUtf8(arguments[index]);
           if (hasForm(value, option.form)) {

@@ -1,6 +1,8 @@
 // The launcher's own command line:
 //
 //   [--region ID] [--continue] [--relaunched-from VERSION] [--no-self-update] [-- GAME ARGUMENTS]
+//
+// A value, for any thread.
 #pragma once
 
 #include <QString>
@@ -11,14 +13,15 @@
 namespace tarvex {
 
 struct LaunchOptions {
-  std::optional<QString> region;           // the one to begin with
-  bool automaticContinue = false;          // go on into an update without a click
+  std::optional<QString> region;           // the id of the region to begin with
+  bool automaticContinue = false;          // install an update without a click
   std::optional<QString> relaunchedFrom;   // version of the launcher that started this one
-  bool noSelfUpdate = false;               // for the updater
-  std::vector<std::string> gameArguments;  // bytes as they came, whatever they encode
+  bool noSelfUpdate = false;               // the updater must leave the launcher alone
+  std::vector<std::string> gameArguments;  // the bytes unchanged; they need not be UTF-8
 
-  // Takes the whole argument list with the program's path at its head. Never fails: what is not
-  // understood is skipped, and a value that has not its form is dropped with its option.
+  // Parses the whole argument list, whose first element is the program's path. Never fails: unknown
+  // arguments are skipped, and an option whose value has not its form (text/identifiers.h) is
+  // dropped.
   static LaunchOptions parse(const std::vector<std::string> &arguments);
 
   bool operator==(const LaunchOptions &) const = default;

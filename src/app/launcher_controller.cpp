@@ -28,7 +28,8 @@ LauncherController::LauncherController(Application &theApplication, Surroundings
 
 LauncherController::~LauncherController() = default;
 
-// The order is what the player relies on: the first check is under way when the window appears.
+// The order is fixed: the log comes before the first run, and the first check already runs when the
+// window appears.
 void LauncherController::applicationDidFinishLaunching() {
   explainMissingVersion();
   createWindow();
@@ -90,7 +91,7 @@ bool LauncherController::windowShouldClose() {
   if (!runIsAlive()) {
     return true;
   }
-  if (run.sawGameStart) {
+  if (run.sawGameStart) {  // the launcher must stay until the game has ended
     window->orderOut();
     return false;
   }
@@ -105,6 +106,7 @@ void LauncherController::applicationWillTerminate() {
   logHandle.reset();
 }
 
+// `process` alone would not do: it is set until the exit is judged, which a flood may delay.
 bool LauncherController::runIsAlive() const {
   return process != nullptr && process->isRunning();
 }
@@ -120,7 +122,7 @@ void LauncherController::loadRegions() {
   const auto fail = [&](const std::filesystem::path &path, const QString &reason) {
     explain(path, reason);
     showFailure(failures::invalidRegions);
-    playButton.setEnabled(false);
+    playButton.setEnabled(false);  // without a region, Retry could do nothing
     regionPicker.setEnabled(false);
   };
   const auto catalogue = readRegions(file);
@@ -158,7 +160,8 @@ void LauncherController::regionChanged() {
 
 const Region *LauncherController::selectedRegion() const {
   const auto index = static_cast<std::size_t>(regionPicker.currentIndex());
-  return index < regions.size() ? &regions[index] : nullptr;  // -1 is larger than any size
+  // No selection is -1, which is larger than any size when unsigned.
+  return index < regions.size() ? &regions[index] : nullptr;
 }
 
 std::optional<QString> LauncherController::selectedRegionId() const {
@@ -219,7 +222,7 @@ void LauncherController::prepareLog() {
 
 void LauncherController::appendLog(std::string_view text) {
   if (logHandle) {
-    logHandle->append(text);  // an entry that does not fit is dropped; the launcher goes on
+    logHandle->append(text);  // a failure is ignored: a full disk must not stop the game
   }
 }
 
@@ -228,7 +231,7 @@ void LauncherController::openLog() {
 }
 
 void LauncherController::setButton(ButtonState state) {
-  const ButtonLook &look = lookOf(state);
+  const ButtonLook look = lookOf(state);
   buttonState = state;
   playButton.setText(look.title.toString());
   playButton.setEnabled(look.isEnabled);
@@ -246,7 +249,7 @@ void LauncherController::primaryAction() {
       startUpdater(Mode::update);
       break;
     case ButtonState::play:
-      // The game never starts unchecked.
+      // Check first: the game must not start with an outdated client.
       playAfterCheck = true;
       startUpdater(Mode::check);
       break;

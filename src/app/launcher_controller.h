@@ -1,6 +1,7 @@
-// The launcher: all of its state, and every operation on it. One object for the life of the
-// program, on the main thread. What an operation decides is a plain function of the floors below;
-// the operation asks it and applies the answer to the fields and the controls.
+// The controller of the launcher: all of its state, and every operation on it. One object for the
+// life of the program, on the main thread. It owns the window, the controls, the log and the run.
+// An operation asks a plain function of the floors below for the decision, and applies the answer
+// to the fields and the controls.
 #pragma once
 
 #include <QObject>
@@ -38,10 +39,10 @@ namespace tarvex {
 
 class LauncherController : public QObject, public ApplicationDelegate, public WindowDelegate {
  public:
-  // What the launcher finds around it; read once, when it starts.
+  // The inputs of the process, read once at its start. Tests pass their own.
   struct Surroundings {
-    std::vector<std::string> arguments;    // the whole list, with the program's path at its head
-    std::vector<std::string> environment;  // handed on to children; see platform/spawn.h
+    std::vector<std::string> arguments;    // the whole list; the first is the program's path
+    std::vector<std::string> environment;  // for children; see platform/spawn.h
     Bundle bundle;
     std::filesystem::path home;
   };
@@ -63,9 +64,9 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
     QString message;
   };
 
-  // launcher_controller.cpp: start-up, shut-down, regions, places, log, button and failure.
+  // launcher_controller.cpp: start, end, regions, places, log, button and failure.
   void createWindow();
-  // One line on standard error, for the operator: desktops keep that in their journal.
+  // Prints one line on standard error for the operator. Desktops keep these lines in their journal.
   static void explain(const std::filesystem::path &file, const QString &reason);
   void explainMissingVersion() const;
   void removeRetiredBundle();
@@ -126,16 +127,16 @@ class LauncherController : public QObject, public ApplicationDelegate, public Wi
   PlayButton playButton{QStringLiteral("Checking…")};
   LogButton logButton{QStringLiteral("View Log")};
 
-  ChildProcess *process = nullptr;  // the run that is alive; it deletes itself
+  ChildProcess *process = nullptr;  // the current run; absent between runs; deletes itself
   LineAssembler outputBuffer;
-  std::optional<DurableFile> logHandle;  // absent: logging is off
+  std::optional<DurableFile> logHandle;  // absent: there is no log
   RunRecord run;                         // of the current or last run
   ButtonState buttonState = ButtonState::checking;
 
-  // Told by the window since the game started, which is about to hide it.
+  // A failure that was shown after the game's start and before the window is hidden.
   std::optional<Failure> failureBeforeHiding;
 
-  // One-shot wishes that go from one run to the next.
+  // One-shot flags that a run passes on to the next run.
   bool automaticUpdatePending = false;  // update without a click when a check finds something
   bool playAfterCheck = false;          // start the game when a check finds nothing
 

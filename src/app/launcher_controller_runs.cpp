@@ -16,7 +16,8 @@
 namespace tarvex {
 namespace {
 
-// What the log says when a run has been started, by the mode.
+// The log's entry at the start of a run, in the order of the modes. A play run, too, begins with a
+// check.
 constexpr std::string_view startLines[] = {
     "Checking for updates.\n",
     "Starting update.\n",
@@ -68,6 +69,7 @@ void LauncherController::startUpdater(Mode requested) {
     showFailure(failures::noUpdater);
     return;
   }
+  // Only now: the log must not name a run that could not be started.
   appendLog(startLines[static_cast<std::size_t>(run.mode)]);
 }
 
@@ -84,8 +86,8 @@ void LauncherController::showWorking(const Region &region) {
 }
 
 ChildProcess *LauncherController::launchUpdater(const Program &program) {
-  // A process that the updater left behind with its pipe may go on writing when the run is over.
-  // Its lines belong in the log, but they do not speak for a run any more.
+  // A process that the updater left behind may write to the pipe after the end of the run. Its
+  // lines go to the log, but they have no effect on a later run.
   const auto late = std::make_shared<LineAssembler>();
   const auto log = [this](const OutputLine &line) { appendLog(line.entry); };
   std::error_code error;
@@ -107,7 +109,7 @@ void LauncherController::consume(std::string_view data) {
 }
 
 void LauncherController::handleLine(const OutputLine &line) {
-  appendLog(line.entry);
+  appendLog(line.entry);  // first: when a line's effect crashes the launcher, the log has the line
   handleOutputLine(line.text());
 }
 
@@ -154,19 +156,21 @@ void LauncherController::applyBar(const LineEffect &effect) {
 }
 
 void LauncherController::gameDidStart() {
+  // The player sees "Launching …" for a moment before the window goes.
   constexpr std::chrono::milliseconds untilHidden{250};
   failureBeforeHiding.reset();
   QTimer::singleShot(untilHidden, this, [this] {
     window->orderOut();
-    if (failureBeforeHiding) {  // only the window has told it
+    if (failureBeforeHiding) {  // it was only shown in the window, which is hidden now
       requestAttention(*failureBeforeHiding);
     }
   });
 }
 
 void LauncherController::processFinished(int status) {
+  // The last line may lack its line feed. It counts for the verdict.
   outputBuffer.flush([this](const OutputLine &line) { handleLine(line); });
-  process = nullptr;
+  process = nullptr;  // before the verdict, which may start the next run
   const Verdict verdict = judgeRun(run, status);
   switch (verdict.kind) {
     case Verdict::Kind::relaunch:

@@ -1,4 +1,6 @@
-// A start of the launcher while another one of the same support folder is there.
+// Decisions about a second start: a start of the launcher while another launcher of the same
+// support folder runs. Plain functions over values, for any thread; platform/single_instance.h does
+// the work.
 #pragma once
 
 #include <string>
@@ -6,15 +8,16 @@
 
 namespace tarvex {
 
-// Whether a start with this argument list, the program's path at its head, is content with the
-// other launcher's window. Arguments are for this launcher; a relaunch always has some.
+// Whether a start with this argument list may end after it has raised the other launcher's window.
+// The first element is the program's path. A start with arguments may not: they are meant for a new
+// launcher. A relaunch always has arguments.
 bool mayBeSecondStart(const std::vector<std::string> &arguments);
 
-// What the launcher that is there does.
+// The reaction of the launcher that runs already.
 enum class SecondStart {
-  comeForward,  // its window is what the player wants
-  leaveAlone,   // it waits, hidden, for the end of its game
-  makeWay,      // its game is over, and nothing would ever show its window again
+  comeForward,  // show its window
+  leaveAlone,   // refuse: its window is hidden until its game ends
+  makeWay,      // refuse and end: its game is over, and its hidden window never comes back
 };
 SecondStart onSecondStart(bool windowIsVisible, bool runIsAlive);
 

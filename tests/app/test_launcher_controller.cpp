@@ -159,7 +159,7 @@ class TestLauncherController : public QObject {
   Q_OBJECT
 
  private slots:
-  void initTestCase() { dressToolkit(); }
+  void initTestCase() { styleQt(); }
 
   void init() {
     folder = std::make_unique<QTemporaryDir>();
