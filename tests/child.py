@@ -1,7 +1,7 @@
-"""Plays every child that the tests need. What it does is a list of steps, one after the other, each
-[name, argument...]. They come as JSON in the argument after "--steps", or from the file plan.json
-beside this script, by the mode that an updater's arguments ask for. With a plan, each run is also
-recorded, as a line of JSON in calls.jsonl: its arguments, the environment and its descriptors."""
+"""Plays every child that the tests need. It performs a list of steps [name, argument...] in order. The
+list is JSON: in the argument after "--steps", or in the file plan.json beside this script, which has a
+list for each mode of an updater. With a plan, each run also appends a line of JSON to calls.jsonl: its
+mode, arguments, environment and process id."""
 
 import json
 import os
@@ -14,12 +14,12 @@ HERE = Path(__file__).resolve().parent
 
 
 def wait_for(path):
-    while not (HERE / path).exists() and HERE.exists():  # a test that is over takes its folder away
+    while not (HERE / path).exists() and HERE.exists():  # a test removes its folder at its end
         time.sleep(0.01)
 
 
 def leave_daemon(path, text):
-    """A grandchild that keeps the pipe, and writes the text when the file is there."""
+    """Starts a grandchild that keeps the pipe open and writes the text when the file exists."""
     if os.fork() == 0:
         os.setsid()
         wait_for(path)
@@ -35,7 +35,7 @@ def flood(lines):
 
 
 def clean_up(cleaning, go_on, clean):
-    """Ends when it is asked to, as an ordinary program does; a second request would interrupt that."""
+    """Cleans up at SIGTERM. A second SIGTERM would interrupt the clean-up."""
     signal.signal(signal.SIGTERM, lambda *_: sys.exit())
     try:
         os.write(1, b"ready")
@@ -70,7 +70,7 @@ STEPS = {
 
 
 def descriptors():
-    """The open descriptors; the listing's own is gone by the time one asks for it."""
+    """The open descriptors, without the one that listing them needs."""
     numbers = os.listdir("/proc/self/fd")
     return [number for number in sorted(numbers, key=int) if os.path.exists(f"/proc/self/fd/{number}")]
 

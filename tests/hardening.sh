@@ -6,11 +6,11 @@ status=0
 while IFS='|' read -r what pattern; do
   grep -qE "$pattern" <<<"$found" || { echo "missing: $what"; status=1; }
 done <<'E'
-a place that changes from start to start|Flags: .*PIE
-all symbols bound before the program begins|Flags: .*NOW
-tables of addresses that are read-only from then on|GNU_RELRO
-a stack that is not executed|GNU_STACK .* RW  0x
-guarded stack frames|__stack_chk_fail@
-functions that know the size of what they write to|__[a-z]+_chk@
+position-independent executable (PIE)|Flags: .*PIE
+symbols bound at the start (BIND_NOW)|Flags: .*NOW
+read-only relocations (RELRO)|GNU_RELRO
+non-executable stack|GNU_STACK .* RW  0x
+stack protector|__stack_chk_fail@
+fortified functions (FORTIFY_SOURCE)|__[a-z]+_chk@
 E
 exit $status

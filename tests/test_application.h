@@ -1,5 +1,4 @@
-// A main function for tests that need the launcher's own application object, and an event loop that
-// it may end.
+// A main function for tests that need the launcher's application object.
 #pragma once
 
 #include <QTest>

@@ -48,7 +48,7 @@ class TestLaunchOptions : public QObject {
   }
   void parses() {
     QFETCH(QStringList, arguments);
-    std::vector<std::string> list{"--continue"};  // the program's path, whatever it says
+    std::vector<std::string> list{"--continue"};  // the program's path, never an option
     for (const QString &argument : arguments) {
       list.push_back(argument.toStdString());
     }
@@ -73,7 +73,7 @@ class TestLaunchOptions : public QObject {
 
   void secondStart() {
     QVERIFY(mayBeSecondStart({}));
-    QVERIFY(mayBeSecondStart({"--continue"}));  // the program's own path
+    QVERIFY(mayBeSecondStart({"--continue"}));  // the program's path
     QVERIFY(!mayBeSecondStart({"x", "--continue"}));
     QVERIFY(!mayBeSecondStart({"x", ""}));
     QCOMPARE(onSecondStart(true, false), SecondStart::comeForward);

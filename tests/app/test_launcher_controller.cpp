@@ -32,9 +32,9 @@ QJsonArray printing(const QString &text) {
   return {QJsonArray{"print", text}};
 }
 
-// A model of the launcher at rest, and of what becomes of it.
+// A model of the launcher between runs.
 struct State {
-  QString button;  // none before the start, and when there is nothing more to do
+  QString button;  // empty before the start and after the end
   bool automatic = false;
   bool wish = false;
   bool operator==(const State &) const = default;
@@ -56,9 +56,9 @@ const char *nameOf(Play end) {
       static_cast<std::size_t>(end));
 }
 
-// An action of the player, and the ends of the runs that follow, should they come to be. Where the
-// launcher has not started, `other` is a start with "--continue"; else it is a choice of a region
-// in place of a press on the button.
+// An action of the player, and the ends of the runs that may follow. The action is a press on the
+// button; `other` makes it the choice of a region. Before the start it is the start itself; `other`
+// adds "--continue".
 struct Event {
   bool other;
   Check check;
@@ -81,13 +81,13 @@ std::vector<Event> allEvents() {
 }
 
 struct Step {
-  State state;         // afterwards
-  QString button;      // that shows then; none when the launcher has ended
-  QStringList runs{};  // their modes
-  QString name{};      // tells apart what can be told apart
+  State state;         // after the step
+  QString button;      // its title then; empty when the launcher has ended
+  QStringList runs{};  // the modes of the runs
+  QString name{};      // differs for steps that differ
 };
 
-// The run that follows at once. If there is none, `button` is what shows.
+// The mode of the run that follows without a click. When it is empty, `button` gets the title.
 QString following(const QString &mode, const Event &event, State &state, QString &button) {
   if (mode == "play") {
     button = event.play == Play::gameEndsWell ? "" : "Retry";
@@ -134,7 +134,7 @@ Step follow(State state, const Event &event) {
   return step;
 }
 
-// Each state that can be reached, with the shortest way to it.
+// Each reachable state with the shortest way to it.
 std::vector<std::pair<State, std::vector<Event>>> reachableStates() {
   std::vector<std::pair<State, std::vector<Event>>> states{{{}, {}}};
   for (std::size_t index = 0; index < states.size(); ++index) {
@@ -153,8 +153,8 @@ std::vector<std::pair<State, std::vector<Event>>> reachableStates() {
 
 }  // namespace
 
-// The controller with real children: the interpreter runs tests/child.py in the updater's place,
-// which does what plan.json says and notes down what it was called with.
+// The controller with real children: tests/child.py takes the updater's place. It does the steps of
+// plan.json and records its arguments.
 class TestLauncherController : public QObject {
   Q_OBJECT
 
@@ -180,11 +180,10 @@ class TestLauncherController : public QObject {
     folder.reset();
   }
 
-  // One run from a start, or what a press leads to: the child's steps, and what the window shows
-  // when all is quiet.
+  // The child's steps in the runs after a start or a press, and the window after them.
   void endsOfRuns_data() {
     QTest::addColumn<QJsonObject>("modes");
-    QTest::addColumn<QString>("press");     // on the button when it has this title, unless empty
+    QTest::addColumn<QString>("press");  // press the button when it has this title; empty: no press
     QTest::addColumn<QString>("expected");  // button, status, version line, its tooltip
     QTest::addColumn<QString>("log");
     const auto row = [](const char *name, const QJsonObject &modes, const char *press,
@@ -290,7 +289,7 @@ class TestLauncherController : public QObject {
                  "Play|Ready to play North|Installed r5  •  source abc|Source revision abc");
   }
 
-  // All that a player can do in every state of rest, with every way in which what follows can end.
+  // Every action of the player in every state between runs, with every end of the runs that follow.
   void everyStateAndWhatFollows() {
     const auto states = reachableStates();
     std::set<QString> untried;
@@ -300,7 +299,7 @@ class TestLauncherController : public QObject {
       }
     }
     QCOMPARE(untried.size(), 53U);
-    while (::waitpid(-1, nullptr, 0) > 0) {  // whom the tests before have left
+    while (::waitpid(-1, nullptr, 0) > 0) {  // children of earlier tests
     }
     const auto untriedIn = [&](const State &state) {
       for (const Event &event : allEvents()) {
@@ -362,7 +361,7 @@ class TestLauncherController : public QObject {
         "Play|Ready to play <b>South</b> & Co|Installed r7  •  source abc|Source revision abc");
     QVERIFY(label("Launcher and game version").text().endsWith("Game r7"));
     QCOMPARE(*userSetting("selectedRegion"), "south");
-    choose(Qt::Key_unknown);  // the same again is a choice, too
+    choose(Qt::Key_unknown);  // choosing the same region counts, too
     QTRY_COMPARE(calls().size(), 3);
     QTRY_VERIFY(button().isEnabled());
     for (const Qt::Key key : {Qt::Key_Home, Qt::Key_End, Qt::Key_F, Qt::Key_PageDown}) {
@@ -382,7 +381,7 @@ class TestLauncherController : public QObject {
 
   void brokenInstallationsAreToldApart_data() {
     QTest::addColumn<QString>("file");
-    QTest::addColumn<QByteArray>("content");  // null: it is missing
+    QTest::addColumn<QByteArray>("content");  // null: the file is missing
     QTest::addColumn<QString>("message");
     QTest::addColumn<QString>("explanation");
     const auto row = [](const char *name, const char *file, const char *content, const char *what,
@@ -434,7 +433,8 @@ class TestLauncherController : public QObject {
     const QString incomplete =
         "Retry|Couldn’t start the game|The launcher installation is incomplete.|The launcher "
         "installation is incomplete.";
-    QVERIFY(QFile::link("Resources", folder->filePath("T.app/Contents/Resources")));  // to itself
+    QVERIFY(QFile::link("Resources",
+                        folder->filePath("T.app/Contents/Resources")));  // a link to itself
     pressButton();
     QCOMPARE(look(), incomplete);
     QVERIFY(QFile::remove(folder->filePath("T.app/Contents/Resources")));
@@ -453,7 +453,7 @@ class TestLauncherController : public QObject {
     QVERIFY(!logButton().isVisible());
   }
 
-  void whatAGrandchildSaysLaterIsLoggedOnly() {
+  void outputAfterTheExitIsOnlyLogged() {
     plan({{"check",
            QJsonArray{QJsonArray{"print", QString(QString(clientReport) + "\n")},
                       QJsonArray{"daemon", "say it", "UPDATE_CHECK x\nStarting Tarvex…\nend"}}}});
@@ -488,7 +488,7 @@ class TestLauncherController : public QObject {
     return QString::fromUtf8(file.readAll());
   }
 
-  // Counts what would be the end of the program.
+  // Counts the ends of the application instead of ending the test.
   struct Observer : ApplicationDelegate {
     explicit Observer(TestLauncherController &owner) : test(owner) {}
     void applicationDidFinishLaunching() override {}
@@ -502,7 +502,7 @@ class TestLauncherController : public QObject {
     TestLauncherController &test;
   };
 
-  // One step of the walk.
+  // Performs one step and compares the launcher with the model.
   void take(const State &before, const Event &event, const Step &expected) {
     const QJsonArray fails{QJsonArray{"exit", 255}};
     const QMap<Check, QJsonArray> checks{
@@ -537,7 +537,7 @@ class TestLauncherController : public QObject {
     Q_EMIT picker().activated(0);
     const auto isOver = [&] {
       if (!button().isEnabled()) {
-        Q_EMIT button().clicked();  // means nothing while a run is alive
+        Q_EMIT button().clicked();  // has no effect while a run is alive
       }
       return button().isEnabled() || terminations > 0;
     };
@@ -556,7 +556,7 @@ class TestLauncherController : public QObject {
       QVERIFY2(logButton().isHidden() == (expected.button != "Retry"), name);
     }
   }
-  // The button must not offer anything while a child is there.
+  // The button must be disabled while a child runs.
   bool eventFilter(QObject *watched, QEvent *event) override {
     if (event->type() == QEvent::EnabledChange && static_cast<QWidget *>(watched)->isEnabled()) {
       if (::waitpid(-1, nullptr, WNOHANG) != -1) {
@@ -653,9 +653,9 @@ class TestLauncherController : public QObject {
         .join('|');
   }
 
-  QString logged() const {  // after the opening header
+  QString logged() const {  // without the opening header
     QFile file(folder->filePath("home/Library/Application Support/Tarvex/launcher.log"));
-    static_cast<void>(file.open(QIODevice::ReadOnly));  // not there, it reads as empty
+    static_cast<void>(file.open(QIODevice::ReadOnly));  // a missing file reads as empty
     return QString::fromUtf8(file.readAll()).section("---\n", 1);
   }
   QList<QJsonObject> calls() const {

@@ -1,9 +1,9 @@
-"""A desktop of its own for trying the launcher as a player would: a virtual X display with a window
-manager, a session bus and the accessibility services, and the launcher's window read through AT-SPI
-and used with a real pointer and keyboard.
+"""A virtual desktop for using the launcher as a player would: an X display with a window manager, a
+session bus and the accessibility services. The launcher's window is read through AT-SPI and used with
+a real pointer and keyboard.
 
-Runs under /usr/bin/python3 with Debian's python3-gi and gir1.2-atspi-2.0. A process has one desktop
-at a time, because the accessibility client belongs to the process.
+Needs /usr/bin/python3 with Debian's python3-gi and gir1.2-atspi-2.0. A process can have only one
+desktop at a time, because the accessibility client belongs to the process.
 """
 
 import contextlib
@@ -18,9 +18,9 @@ import time
 from dataclasses import dataclass
 from pathlib import Path
 
-PATIENCE = 30  # seconds until something that should happen counts as not happening
+PATIENCE = 30  # seconds until a wait has failed
 
-OTHER_BUTTONS = ("View Log", "Minimize", "Close")  # beside the one that everything is about
+OTHER_BUTTONS = ("View Log", "Minimize", "Close")  # all but the primary button
 
 
 def wait_until(condition, what, patience=PATIENCE):
@@ -37,7 +37,7 @@ def wait_until(condition, what, patience=PATIENCE):
 
 @dataclass(frozen=True)
 class Look:
-    """What the window shows, as a screen reader finds it."""
+    """The content of the window, as assistive technology reads it."""
 
     status: str
     version: str
@@ -54,8 +54,8 @@ class Look:
 
 
 class Desktop:
-    """To be used as a context manager. Everything that it starts ends with it. With a folder `pixels`,
-    the display keeps its pixels there, in the file Xvfb_screen0."""
+    """A context manager. It ends everything that it has started. With a folder `pixels`, the display
+    keeps its pixels there, in the file Xvfb_screen0."""
 
     def __init__(self, screen="1024x768x24", pixels=None):
         self._screen = screen
@@ -71,12 +71,12 @@ class Desktop:
         self.atspi = Atspi
         self._runtime = tempfile.mkdtemp(prefix="tarvex-desktop-")
         os.environ["XDG_RUNTIME_DIR"] = self._runtime
-        # The configuration and Qt's settings of whoever runs this are not part of the test.
+        # The environment of the developer's session must not change the test.
         for name in ("XDG_CONFIG_HOME", "XDG_DATA_HOME", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"):
             os.environ.pop(name, None)
         display, _ = self.started(
             ["Xvfb", "-displayfd", "{fd}", "-screen", "0", self._screen, "-nolisten", "tcp",
-             "-noreset",  # or the first to leave takes along whoever is coming
+             "-noreset",  # otherwise the last client's end resets the display for new ones
              *self._options])
         os.environ["DISPLAY"] = f":{display}"
         os.environ["DBUS_SESSION_BUS_ADDRESS"], _ = self.started(
@@ -96,8 +96,8 @@ class Desktop:
         shutil.rmtree(self._runtime, ignore_errors=True)
 
     def started(self, command):
-        """Starts a server that writes where it can be reached to the descriptor {fd}. Returns that
-        and the process."""
+        """Starts a server that writes its address to the descriptor {fd}. Returns the address and the
+        process."""
         reading, writing = os.pipe()
         process = subprocess.Popen([word.format(fd=writing) for word in command],
                                    pass_fds=[writing], stderr=subprocess.DEVNULL)
@@ -108,8 +108,8 @@ class Desktop:
 
     @contextlib.contextmanager
     def wayland(self):
-        """A Wayland compositor without a screen, a pointer or a keyboard. Gives the environment that
-        leads programs there."""
+        """Runs a Wayland compositor without screen, pointer and keyboard. Yields the environment for
+        its clients."""
         with subprocess.Popen(["weston", "--backend=headless-backend.so", "--socket=wayland"],
                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as compositor:
             try:
@@ -119,7 +119,7 @@ class Desktop:
                 compositor.terminate()
 
     def launch(self, bundle, home, *arguments, environment=None, preexec_fn=None):
-        """An entry of the environment that is None is taken out."""
+        """Starts a launcher. An entry of the environment that is None is removed."""
         program = Path(bundle) / "Contents/Linux/tarvex-launcher"
         entries = {**os.environ, "HOME": str(home), "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
                    **(environment or {})}
@@ -130,7 +130,7 @@ class Desktop:
 
 
 class ForeignProcess:
-    """A process that somebody else has started, with what Popen offers of it, but for the status."""
+    """A process that is not our child, with a part of Popen's interface. Its status is unknown."""
 
     def __init__(self, pid):
         self.pid = pid
@@ -140,7 +140,7 @@ class ForeignProcess:
         return self.wait(timeout=0)
 
     def wait(self, timeout=None):
-        """0 once the process has ended, None when it has not by then."""
+        """0 when the process has ended, None at the time-out."""
         return 0 if select.select([self._descriptor], [], [], timeout)[0] else None
 
     def send_signal(self, number):
@@ -162,13 +162,13 @@ class Launcher:
         self._frame = None
 
     def successor(self):
-        """The instance that this one has started in its place."""
+        """The launcher that this one has started after an update."""
 
         def find():
             for pid in (int(name) for name in os.listdir("/proc") if name.isdigit()):
-                with contextlib.suppress(OSError):  # it has ended, or is not ours to look at
+                with contextlib.suppress(OSError):  # it has ended, or belongs to another user
                     command = Path(f"/proc/{pid}/cmdline").read_bytes().split(b"\0")
-                    # A child that has not executed its program yet has the launcher's, too.
+                    # Between its start and its exec, any child still runs the launcher's program.
                     if command[0] == os.fsencode(self._program) and (
                             os.getsid(pid) == pid != self.process.pid):
                         return pid
@@ -186,7 +186,7 @@ class Launcher:
         self.process.wait()
 
     def frame(self):
-        """The window in the accessibility tree, or None before it is there."""
+        """The window in the accessibility tree, or None before it exists."""
         if self._frame is None:
             root = self.desktop.atspi.get_desktop(0)
             for index in range(root.get_child_count()):
@@ -196,12 +196,12 @@ class Launcher:
         return self._frame
 
     def controls(self):
-        """Every accessible object of the window, by role and name."""
+        """All accessible objects of the window, by role and name."""
         found = {}
         pending = [self.frame()]
         while pending:
             one = pending.pop()
-            if one is None:  # gone meanwhile
+            if one is None:  # removed meanwhile
                 continue
             one.clear_cache()
             role = one.get_role_name()
@@ -212,7 +212,7 @@ class Launcher:
         return found
 
     def look(self):
-        """What the window shows now, or None while it cannot be read."""
+        """The content of the window now, or None while it cannot be read."""
         from gi.repository import GLib
 
         try:
@@ -245,10 +245,10 @@ class Launcher:
                 progress=progress.get_current_value() if has(progress, state.SHOWING) else None,
                 busy=has(progress, state.BUSY))
         except (GLib.Error, KeyError, ValueError):
-            return None  # not there yet, or gone between two questions
+            return None  # not complete yet, or removed while it was read
 
     def wait_for(self, **wanted):
-        """Waits until the window shows all of this and returns its look then."""
+        """Waits until the window shows all of this. Returns its look then."""
         seen = None
 
         def shows():
@@ -259,12 +259,12 @@ class Launcher:
         return wait_until(shows, lambda: f"{wanted}; the window shows {seen}")
 
     def is_shown(self):
-        """Whether the window is, on any window system."""
+        """Whether the window is visible, on any window system."""
         states = self.frame().get_state_set()
         return states.contains(self.desktop.atspi.StateType.SHOWING)
 
     def activate(self, role, name):
-        """Does what a control is for, as assistive technology does it."""
+        """Performs a control's default action, as assistive technology does."""
         self.desktop.atspi.Action.do_action(self.controls()[role, name], 0)
 
     def window(self):
@@ -273,19 +273,19 @@ class Launcher:
             search = subprocess.run(
                 ["xdotool", "search", "--all", "--onlyvisible", "--pid", str(self.process.pid),
                  "--name", "^Tarvex$"], capture_output=True, text=True, check=False)
-            if "BadWindow" not in search.stderr:  # or it met a window on its way out, and gave up
+            if "BadWindow" not in search.stderr:  # xdotool gives up when a window goes meanwhile
                 found = search.stdout.split()
                 return found[-1] if found else None
 
     def geometry(self):
-        """Left, top, width and height of the X window's content, in pixels of the screen."""
+        """Left, top, width and height of the X window's content, in device pixels."""
         found = run("xwininfo", "-id", wait_until(self.window, "a window"))
         return [int(re.search(rf"{what}:\s+(-?\d+)", found)[1])
                 for what in ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")]
 
     def point_at(self, role, name):
         """Moves the pointer to the middle of a control."""
-        # The accessibility tree counts in device-independent pixels.
+        # The accessibility tree uses device-independent pixels.
         extents = self.desktop.atspi.Component.get_extents
         screen = self.desktop.atspi.CoordType.SCREEN
         ratio = self.geometry()[2] / extents(self.frame(), screen).width
@@ -303,12 +303,12 @@ class Launcher:
         run("xdotool", "key", "--clearmodifiers", *keys)
 
     def take_picture(self, path):
-        """Of the window and of what lies over it."""
+        """Saves a picture of the window and everything above it."""
         left, top, width, height = self.geometry()
         subprocess.run(["import", "-window", "root", "-crop", f"{width}x{height}+{left}+{top}",
                         "+repage", path], check=True)
 
 
 def run(*command):
-    """What the command prints."""
+    """Runs the command and returns its output."""
     return subprocess.run(command, capture_output=True, text=True, check=False).stdout

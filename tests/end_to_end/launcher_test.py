@@ -1,5 +1,5 @@
-"""What the tests from outside share: a desktop, the bundle that comes in TARVEX_BUNDLE, and the child
-of the tests in the updater's place."""
+"""The common part of the end-to-end tests: a virtual desktop, a copy of the bundle TARVEX_BUNDLE, and
+tests/child.py in the updater's place."""
 
 import json
 import os
@@ -23,7 +23,7 @@ def setUpModule():
 
 class LauncherTest(unittest.TestCase):
     def setUp(self):
-        # A child that outlives its launcher for a moment may still write into the folder.
+        # A child may outlive its launcher for a moment and still write to the folder.
         self.folder = Path(self.enterContext(
             tempfile.TemporaryDirectory(ignore_cleanup_errors=True))).resolve()
         self.home = self.folder / "home"
@@ -33,7 +33,7 @@ class LauncherTest(unittest.TestCase):
         self.resources = self.bundle / "Contents/Resources"
 
     def plan(self, **steps):
-        """Puts the child of the tests in the updater's place."""
+        """Replaces the updater by tests/child.py with these steps for each mode."""
         shutil.copy(CHILD, self.resources / "client_updater.py")
         (self.resources / "plan.json").write_text(json.dumps(steps), encoding="utf-8")
 

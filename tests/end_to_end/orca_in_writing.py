@@ -1,5 +1,5 @@
-"""Orca, the screen reader, with a speech server that writes: each utterance is a line on the standard
-output. The argument is a folder for its settings, which are Orca's own but for those below."""
+"""Runs the screen reader Orca with a speech server that prints each utterance as a line on standard
+output. The argument is a folder for its settings, which are Orca's defaults except those below."""
 
 import os
 import sys
@@ -8,11 +8,11 @@ from orca import orca, settings_manager, speechserver
 
 
 class SpeechServer(speechserver.SpeechServer):
-    """Orca looks for this name in the module that its settings name."""
+    """Orca loads the class of this name from the module in its settings."""
 
     def __init__(self):
         super().__init__()
-        # Orca and its libraries print at times, too.
+        # Other output of Orca and its libraries goes to standard error.
         self._speech = os.fdopen(os.dup(1), "w", encoding="utf-8", buffering=1)
         os.dup2(2, 1)
 
@@ -29,10 +29,10 @@ class SpeechServer(speechserver.SpeechServer):
 
 if __name__ == "__main__":
     server = SpeechServer()
-    # Orca's program would refuse to run beside another Orca of the same user, on any display.
+    # Orca's own program refuses to run beside another Orca of the same user, on any display.
     settings_manager.getManager().activate(sys.argv[1], {
         "speechServerFactory": "__main__",
-        "progressBarUpdateInterval": 0,  # every value that the bar tells, not one in ten seconds
+        "progressBarUpdateInterval": 0,  # say every reported value, not one in ten seconds
         "enableKeyEcho": False,
         "enableBraille": False,
         "enableSound": False,

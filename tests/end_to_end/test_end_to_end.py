@@ -1,5 +1,4 @@
-"""The real program in a real window, used from outside. The desktop, and how the window is read, are
-those of tests/desktop/desktop.py."""
+"""Uses the real program from outside, on the virtual desktop of tests/desktop/desktop.py."""
 
 import collections
 import json
@@ -81,7 +80,7 @@ class WaylandTest(LauncherTest):
         with desktop.wayland() as environment, open(self.folder / "errors", "w+") as errors:
             launcher = self.enterContext(desktop.launch(
                 self.bundle, self.home, "--", "--seconds", "1",
-                # What Qt leaves behind there is found when its code is unloaded, and nameless.
+                # Qt leaks there, and its library is unloaded before the leaks are named.
                 environment={**environment, "WAYLAND_DEBUG": "client", "ASAN_OPTIONS": "detect_leaks=0"},
                 preexec_fn=lambda: os.dup2(errors.fileno(), 2)))
             for button in "Update", "Play":
@@ -113,7 +112,7 @@ class EndTest(LauncherTest):
     GAME = [["print", "Starting Tarvex…\n"], ["wait for", "over"]]
 
     def started(self):
-        """A launcher whose check does not end, and the child's number."""
+        """A launcher whose check does not end, and the process id of the updater."""
         self.plan(check=self.WAITING)
         launcher = self.launch()
         launcher.wait_for(button="Checking…")
@@ -137,7 +136,7 @@ class EndTest(LauncherTest):
                 self.wait_for_end_of(child)
                 (self.resources / "calls.jsonl").unlink()
 
-    def test_hang_up_means_nothing_under_nohup(self):
+    def test_hang_up_is_ignored_under_nohup(self):
         self.plan(check=self.WAITING)
         launcher = self.enterContext(desktop.launch(
             self.bundle, self.home, preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)))
@@ -166,7 +165,7 @@ class EndTest(LauncherTest):
         wait_until(lambda: launcher.window() is None, "the window to hide")
         for request in (signal.SIGTERM, signal.SIGHUP):
             launcher.process.send_signal(request)
-            self.assertIsNotNone(launcher.look())  # its event loop has come round since
+            self.assertIsNotNone(launcher.look())  # its event loop has had a turn since
         (self.resources / "over").touch()
         launcher.wait_for(status="Couldn’t start the game",
                           version="The game closed unexpectedly. You can try again.")
@@ -191,7 +190,7 @@ class EndTest(LauncherTest):
 class RelaunchTest(LauncherTest):
     GAME_ARGUMENTS = ["--seconds", "1", "two words", "it's \"quoted\" $HOME", "", "x" * 4096, "--"]
     INSTALLS = [["print", "Installed launcher x. Restarting…\n"]]
-    # Takes the program's place, and notes down what it was started with.
+    # Takes the place of the launcher's program and records its arguments and descriptors.
     RECORDER = """#!/usr/bin/python3
 import json, os, sys
 open_files = [name for name in os.listdir("/proc/self/fd") if os.path.exists("/proc/self/fd/" + name)]
@@ -227,7 +226,7 @@ os.rename("{0}.part", "{0}")
         told = re.search(r"\nStarting Tarvex…\nGame arguments: (.*)\n", log)[1]
         self.assertEqual(json.loads(told), self.GAME_ARGUMENTS)
 
-    def test_what_the_new_instance_is_started_with(self):
+    def test_arguments_and_descriptors_of_the_new_instance(self):
         self.plan(check=[UPDATE], update=self.INSTALLS)
         launcher = self.launch("--region", "mossgate", "--no-self-update", "--", *self.GAME_ARGUMENTS)
         launcher.wait_for(button="Update")
@@ -255,7 +254,7 @@ os.rename("{0}.part", "{0}")
             self.bundle.rename(self.folder / "away")
 
         information = self.contents / "Info.plist"
-        rows = [  # the exit status, and what happens to the bundle; to the program, when it is gone
+        rows = [  # the exit status, and the fault of the bundle
             (1, program("#!/nonexistent\n")),
             (3, move_away),
             (4, lambda: (move_away(), self.bundle.touch())),
@@ -266,7 +265,7 @@ os.rename("{0}.part", "{0}")
             (5, named("<string>/usr/bin/true</string>")),
             (5, named("<integer>7</integer>")),
             (6, lambda: None),
-            (7, lambda: self.program.symlink_to(self.program)),  # not even root can read that
+            (7, lambda: self.program.symlink_to(self.program)),  # unreadable even for root
             (8, self.program.touch),
             (8, program("no program")),
             (8, self.program.mkdir),
@@ -316,7 +315,7 @@ class RunTest(LauncherTest):
         own = dict(entry.split("=", 1) for entry in Path(
             f"/proc/{launcher.process.pid}/environ").read_text().split("\0") if entry)
         own.pop("PYTHONUNBUFFERED")
-        call["environment"].pop("LC_CTYPE", None)  # Python's own
+        call["environment"].pop("LC_CTYPE", None)  # set by Python
         own.pop("LC_CTYPE", None)
         self.assertEqual(call["environment"], own)
         self.assertIn("\n0 1 2\nUPDATE_CHECK", launcher.log.read_text())
@@ -362,7 +361,7 @@ class RunTest(LauncherTest):
         self.plan(check=[])
         self.home /= os.fsdecode(b"\xff")
         self.home.mkdir()
-        # On this desktop, Return presses any button that has the focus.
+        # With this theme, Return presses the button with the focus.
         launcher = self.launch(PATH=f"{self.folder}:{os.environ['PATH']}",
                                XDG_CURRENT_DESKTOP="GNOME")
         launcher.wait_for(button="Retry", log_button=True)
@@ -378,7 +377,7 @@ class RunTest(LauncherTest):
 
 
 class ServiceTest(LauncherTest):
-    """With the desktop's services played here: ANSWERS has the type and the value for each method."""
+    """Plays the desktop's services. ANSWERS has the type and the value of each method's reply."""
 
     def setUp(self):
         super().setUp()
@@ -416,7 +415,7 @@ class ServiceTest(LauncherTest):
 
 
 class LogTest(ServiceTest):
-    """The ways to the log's viewer, each where those before it are missing or fail."""
+    """The ways to the log's viewer. Each is tried when those before it are missing or fail."""
 
     PORTAL = """<node><interface name="org.freedesktop.portal.OpenURI">
       <method name="OpenFile"><arg type="s" direction="in"/><arg type="h" direction="in"/>
@@ -435,7 +434,7 @@ class LogTest(ServiceTest):
         os.close(descriptor)
 
     def program(self, name, then=""):
-        """Notes down its first argument, in a file of this path."""
+        """A program that writes its first argument to a file. Returns the file's path."""
         program, note = self.folder / name, self.folder / f"{name} was given"
         program.write_text(f'#!/bin/sh\nprintf %s "$1" > "{note}.part"\n'
                            f'/bin/mv "{note}.part" "{note}"\n{then}\n')
@@ -495,14 +494,14 @@ class LogTest(ServiceTest):
         viewer = self.name_viewer()
         self.assert_noted(viewer, self.click().log)
 
-    def test_nothing(self):
+    def test_every_way_fails(self):
         launcher = self.click()
         launcher.press("Return")
         wait_until(lambda: len(self.children()) == 2, "a second check")
 
 
 class HiddenTest(ServiceTest):
-    """What stays within reach while the window is hidden, with the desktop's services played here."""
+    """The notification and the status icon while the window is hidden."""
 
     NOTIFICATIONS = """<node><interface name="org.freedesktop.Notifications">
       <method name="GetCapabilities"><arg type="as" direction="out"/></method>
@@ -524,7 +523,7 @@ class HiddenTest(ServiceTest):
         updater = self.resources / "client_updater.py"
         elsewhere = updater.rename(self.folder / "elsewhere")
         launcher = self.launch()
-        launcher.wait_for(button="Retry")  # for this the window is enough
+        launcher.wait_for(button="Retry")  # the window is visible still: no notification
         elsewhere.rename(updater)
         launcher.press("Return")
         launcher.wait_for(button="Play")
@@ -562,7 +561,7 @@ class HiddenTest(ServiceTest):
         launcher.process.send_signal(signal.SIGTERM)
         self.assert_ended(launcher)
         self.bus.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId", None, None,
-                           0, -1, None)  # now everything that was sent before is here
+                           0, -1, None)  # earlier messages arrive before its reply
         while self.glib.MainContext.default().iteration(False):
             pass
         self.assertEqual(self.call_counts["Notify"], 1)
@@ -615,7 +614,7 @@ class DragTest(LauncherTest):
                     run("xdotool", "mousemove_relative", "2", "2")
                 if is_handle:
                     wait_until(lambda: launcher.geometry() != before, "a step")
-                self.assertIsNotNone(launcher.look())  # it has seen the moves
+                self.assertIsNotNone(launcher.look())  # it has handled the moves
                 run("xdotool", "mouseup", "1")
                 self.assertEqual(launcher.geometry() != before, is_handle)
 
@@ -633,7 +632,7 @@ class BackgroundTest(LauncherTest):
         wait_until(launcher.window, "the window to come back")
 
         def colours():
-            picture = self.folder / "window.txt"  # a line for each pixel
+            picture = self.folder / "window.txt"  # one line for each pixel
             launcher.take_picture(picture)
             return set(re.findall("#[0-9A-F]+", picture.read_text()))
 
@@ -651,7 +650,7 @@ class ScreenReaderTest(LauncherTest):
                        event.any_data if isinstance(event.any_data, str) else event.detail1))
 
         listener = desktop.atspi.EventListener.new(hear)
-        # That the bar is busy can be read, but Qt's bridge has no event for it.
+        # Qt's bridge sends no event when the bar becomes busy; the state can only be read.
         kinds = ("object:text-changed:insert", "object:property-change:accessible-value",
                  "object:property-change:accessible-name", "object:state-changed:sensitive")
         for kind in kinds:
@@ -680,7 +679,7 @@ class ScreenReaderTest(LauncherTest):
 
 class QuietTest(LauncherTest):
     @unittest.skipIf("TSAN_OPTIONS" in os.environ, "the thread sanitizer's own thread never rests")
-    def test_nothing_stirs_while_there_is_nothing_to_do(self):
+    def test_idle_launcher_sleeps(self):
         self.plan(check=[NO_UPDATE])
         launcher = self.launch()
         launcher.wait_for(button="Play")
@@ -698,7 +697,7 @@ class QuietTest(LauncherTest):
 
 
 class DisplayTest(LauncherTest):
-    def test_display_that_goes_away_ends_the_child_too(self):
+    def test_lost_display_ends_the_child(self):
         self.plan(check=EndTest.WAITING)
         with tempfile.TemporaryDirectory() as runtime:
             display, server = desktop.started(["Xvfb", "-displayfd", "{fd}", "-nolisten", "tcp"])

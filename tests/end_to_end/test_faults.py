@@ -1,4 +1,4 @@
-"""What a player's machine, and an updater that misbehaves, can do to the launcher."""
+"""Faults of the player's machine and of the updater, and their effect on the launcher."""
 
 import os
 import resource
@@ -13,13 +13,13 @@ from launcher_test import NO_UPDATE, LauncherTest, desktop, setUpModule
 
 LIBRARIES = Path("/usr/lib/x86_64-linux-gnu")
 FAKETIME = LIBRARIES / "faketime/libfaketimeMT.so.1"
-NSS_WRAPPER = LIBRARIES / "libnss_wrapper.so"  # puts files in the place of the user database
+NSS_WRAPPER = LIBRARIES / "libnss_wrapper.so"  # replaces the user database by files
 SANITIZED = bool(os.environ.keys() & {"ASAN_OPTIONS", "TSAN_OPTIONS"})
 
 
 class FaultTest(LauncherTest):
     @unittest.skipIf(SANITIZED, "the sanitizers need descriptors and memory of their own")
-    def test_what_breaks_while_the_launcher_runs(self):
+    def test_faults_while_the_launcher_runs(self):
         self.plan(check=[["exit", 255]])
         launcher = self.launch()
         launcher.wait_for(button="Retry", status="Couldn’t check for updates")
@@ -39,12 +39,12 @@ class FaultTest(LauncherTest):
         self.assertTrue(launcher.log.read_text().endswith(NO_UPDATE[1]))
         shutil.rmtree(launcher.log.parent)
         launcher.press("Return")
-        launcher.wait_for(button="Retry", status="Couldn’t start the game")  # nothing to play
+        launcher.wait_for(button="Retry", status="Couldn’t start the game")
         launcher.press("Return")
         launcher.wait_for(button="Play")
 
-    def test_no_process_is_to_be_had(self):
-        # The limit does not hold for the superuser, and another user's window cannot be read.
+    def test_process_limit(self):
+        # The limit does not apply to root. Another user's window cannot be read, only seen.
         user = os.geteuid() or 20000 + os.getpid() % 10000
         self.plan(check=[["exit", 1]])
         self.folder.chmod(0o711)
@@ -83,10 +83,10 @@ class FaultTest(LauncherTest):
         run_ends(3)
         self.assertEqual(launcher.log.read_text().count("Checking for updates.\n"), 3)
 
-    def test_what_is_broken_from_the_start(self):
+    def test_faults_before_the_start(self):
         settings = self.home / ".config/Tarvex/tarvex-launcher.conf"
         settings.parent.mkdir(parents=True)
-        settings.with_name(settings.name + ".lock").mkdir()  # nobody can take this one
+        settings.with_name(settings.name + ".lock").mkdir()  # a lock that cannot be taken
         self.assertTrue(FAKETIME.exists())
         clock = {"LD_PRELOAD": str(FAKETIME), "FAKETIME_DONT_FAKE_MONOTONIC": "1"}
         faults = {
@@ -97,7 +97,7 @@ class FaultTest(LauncherTest):
             "clock leaps back": {**clock, "FAKETIME": "+0 i-3600"},
             "no session bus": {"DBUS_SESSION_BUS_ADDRESS": "unix:path=/nowhere"},
         }
-        if "TSAN_OPTIONS" in os.environ:  # one end in a hundred crashes with both libraries preloaded
+        if "TSAN_OPTIONS" in os.environ:  # both libraries together crash one exit in a hundred
             del faults["clock leaps ahead"], faults["clock leaps back"]
         for name, environment in faults.items():
             with self.subTest(name):
@@ -109,7 +109,7 @@ class FaultTest(LauncherTest):
                 launcher = self.launch(**environment)
 
                 def game():
-                    # Without a bus there is no reading the window, and it may be hidden already.
+                    # Without a bus the window cannot be read. It may be hidden already.
                     run("xdotool", "key", "--clearmodifiers", "Return")
                     return [one["pid"] for one in self.children() if one["mode"] == "play"]
 
@@ -135,7 +135,7 @@ class FaultTest(LauncherTest):
         self.assertIn(NO_UPDATE[1], launcher.log.read_text())
         self.assertEqual(len(list(self.home.glob(".config/Tarvex/*.conf"))), 1)
 
-    def test_what_it_leaves_is_the_players_alone(self):
+    def test_files_are_private(self):
         log = self.home / "Library/Application Support/Tarvex/launcher.log"
         log.parent.mkdir(parents=True, mode=0o700)
         log.write_bytes(b"x" * 2_000_001)
@@ -156,7 +156,7 @@ class FaultTest(LauncherTest):
             self.skipTest("a disk of its own takes a mount, and that the superuser")
         self.addCleanup(run, "umount", "--lazy", support)
 
-    def test_read_only_disk_costs_the_log_alone(self):
+    def test_read_only_disk_disables_only_the_log(self):
         self.mount_support_folder("ro")
         self.plan(check=[["exit", 1]])
         launcher = self.launch()
@@ -175,14 +175,14 @@ class FaultTest(LauncherTest):
         self.assertIn(len(flood), range(500, 2000))
         self.assertEqual({len(line) for line in flood}, {len(flood[0])})
         self.assertEqual(kept[-1], "")
-        os.truncate(launcher.log, 0)  # somebody makes room
+        os.truncate(launcher.log, 0)  # makes room
         self.plan(check=[NO_UPDATE])
         launcher.click("combo box", "Region")
         launcher.press("Return")
         wait_until(lambda: launcher.log.read_text() == f"Checking for updates.\n{NO_UPDATE[1]}",
                    launcher.log.read_text)
 
-    def test_updater_that_does_not_end_is_left_to_itself(self):
+    def test_updater_that_ignores_sigterm_is_not_killed(self):
         self.plan(check=[["ignore terminate"], ["print", "x\n"], ["wait for", "on"]])
         launcher = self.launch()
         wait_until(lambda: launcher.log.exists() and launcher.log.read_text().endswith("x\n"),

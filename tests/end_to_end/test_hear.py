@@ -1,4 +1,4 @@
-"""What a player hears who does not see: the speech of the real Orca beside the real program."""
+"""The speech of a real screen reader (Orca) while the real launcher runs."""
 
 import os
 import subprocess
@@ -15,13 +15,13 @@ from orca import orca_platform
 ORCA = Path(__file__).with_name("orca_in_writing.py")
 PREPARING = "Verifying and installing client…\n"
 READY = "Installed client r5\n"
-speech = None  # a file that grows
+speech = None  # the file that Orca's speech is appended to
 
 
 def setUpModule():
     global speech
     if orca_platform.version.split(".")[0] != "43":
-        raise unittest.SkipTest("another Orca than 43, with other words for windows and buttons")
+        raise unittest.SkipTest("only Orca 43 says windows and buttons in the expected words")
     launcher_test.setUpModule()
     folder = Path(unittest.enterModuleContext(tempfile.TemporaryDirectory()))
     speech = folder / "speech"
@@ -40,9 +40,9 @@ def said(status):
 
 
 class HearTest(LauncherTest):
-    """No launcher here changes its status more often than is said at once, but for the flood. Orca asks
-    for a value when it gets to it, and a status that lasts no longer than a turn is not told, so each
-    run waits until it has been heard."""
+    """Except in the test of a flood, no launcher here changes its status so often that it counts as a
+    flood. Each run waits until its status has been heard: a status that lasts only one turn is not
+    announced, and Orca reads a value later than it is reported."""
 
     CHECKING = said("Checking for updates…")
     READY = said("Ready to play Aurora Reach.")
@@ -57,7 +57,7 @@ class HearTest(LauncherTest):
         return speech.read_text()[self.known:].splitlines()
 
     def wait_to_hear(self, *expected):
-        """Waits until exactly this has been said since the last time."""
+        """Waits until exactly this has been said since the last call."""
         wait_until(lambda: self.heard() == list(expected),
                    lambda: f"{expected}; heard {self.heard()}")
         self.known = len(speech.read_text())
@@ -144,7 +144,7 @@ class HearTest(LauncherTest):
         self.wait_to_hear(said(
             "Couldn’t start the game. The updated launcher was installed but could not be started."))
 
-    def test_failure_is_said_again_when_it_comes_again(self):
+    def test_repeated_failure_is_said_again(self):
         failed = said("Couldn’t check for updates. No connection.")
         failing = [["print", "Tarvex launcher error: No connection.\n"], ["exit", 3]]
         launcher = self.launch_and_check(

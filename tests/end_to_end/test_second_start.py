@@ -1,4 +1,4 @@
-"""A launcher that is started while another one is there, in every state of that one."""
+"""A second start of the launcher, in every state of the launcher that runs already."""
 
 import ctypes
 import os
@@ -13,7 +13,7 @@ GAME = [["print", "Starting Tarvex…\n"], ["wait for", "over"]]
 
 
 class RootMessages:
-    """What programs send to the root window, for window managers and panels."""
+    """The messages that programs send to the root window, for window managers and panels."""
 
     class Event(ctypes.Structure):
         _fields_ = [("kind", ctypes.c_int), ("serial", ctypes.c_ulong), ("sent", ctypes.c_int),
@@ -33,7 +33,7 @@ class RootMessages:
         self._x11.XSync(self._display, False)
 
     def read(self):
-        """The name and the data of each that has come: numbers, or bytes."""
+        """The name and the data (numbers or bytes) of each message that has arrived."""
         client_message, event = 33, self.Event()
         while self._x11.XPending(self._display):
             self._x11.XNextEvent(self._display, ctypes.byref(event))
@@ -56,7 +56,7 @@ class SecondStartTest(LauncherTest):
         return launcher
 
     def cover(self):
-        """Another player's launcher, in front of all."""
+        """Puts the window of another player's launcher in front."""
         other = self.enterContext(desktop.launch(self.bundle, self.folder, "--"))
         other.wait_for(button="Play")
         self.wait_until_in_front(other)
@@ -82,7 +82,7 @@ class SecondStartTest(LauncherTest):
             logged = launcher.log.read_text()
             with self.launch(**environment) as second:
                 wait_until(lambda: second.process.poll() is not None or second.window(), "a decision")
-                if second.process.poll() is None:  # the machine was too busy for an answer in time
+                if second.process.poll() is None:  # the machine was too busy to answer in time
                     return False
             self.assertEqual(second.process.returncode, 0)
             self.assertEqual(launcher.log.read_text(), logged)
@@ -127,7 +127,7 @@ class SecondStartTest(LauncherTest):
         for startup_id, time_stamp in ((started.format(4000000000), 4000000000),
                                        (started.format(""), None), (None, None)):
             self.assert_ended(self.launch(DESKTOP_STARTUP_ID=startup_id))
-            self.assertIsNotNone(launcher.look())  # its event loop has come round since
+            self.assertIsNotNone(launcher.look())  # its event loop has had a turn since
             seen = list(messages.read())
             [*_, (source, moment, *_)] = [data for name, data in seen if name == "_NET_ACTIVE_WINDOW"]
             self.assertEqual(source, 1)
@@ -153,7 +153,7 @@ class SecondStartTest(LauncherTest):
         for arguments in [], ["--region", "mossgate"]:
             with self.subTest(arguments), self.hidden_by_the_game(*arguments) as hidden:
                 second = self.ready()
-                self.assert_second_start_ends(second)  # a third
+                self.assert_second_start_ends(second)  # by a third launcher
                 self.assertIsNone(hidden.window())
                 second.process.terminate()
                 self.assert_ended(second)
@@ -168,7 +168,7 @@ class SecondStartTest(LauncherTest):
         self.assert_ended(hidden)
         self.assert_second_start_ends(second)
 
-    def test_launcher_that_does_not_answer_is_passed_over(self):
+    def test_launcher_that_does_not_answer_is_replaced(self):
         hung = self.ready()
         hung.process.send_signal(signal.SIGSTOP)
         second = self.ready()
@@ -190,7 +190,7 @@ class SecondStartTest(LauncherTest):
                 before = log.stat().st_size if log.exists() else 0
                 wait_until(lambda: all(each.process.poll() is not None or each.window()
                                        for each in pair), "two decisions")
-                if all(each.process.poll() is None for each in pair):  # as above
+                if all(each.process.poll() is None for each in pair):  # too busy, as above
                     return False
                 self.assertEqual({each.process.poll() for each in pair}, {0, None})
                 self.assertEqual(log.read_text()[before:].count("--- Launcher opened"), 1)
@@ -203,14 +203,14 @@ class SecondStartTest(LauncherTest):
         folder.mkdir(mode=0o700)
         for hangs in False, True:
             with self.subTest(hangs), socket.socket(socket.AF_UNIX) as bus:
-                if hangs:  # it listens, and never answers
+                if hangs:  # a socket that accepts connections and never answers
                     bus.bind(str(folder / "bus"))
                     bus.listen()
                 for _ in range(2):
                     launcher = self.launch(DBUS_SESSION_BUS_ADDRESS=None, XDG_RUNTIME_DIR=str(folder))
                     wait_until(launcher.window, "the window")
 
-    def test_nothing_else_can_be_asked(self):
+    def test_other_calls_are_refused(self):
         from gi.repository import Gio, GLib
 
         launcher = self.ready()

@@ -27,7 +27,7 @@ using namespace tarvex;
 
 namespace {
 
-// A child, and all that was heard of it.
+// A child, and everything that its handlers have reported.
 struct Run {
   explicit Run(const QString &steps)
       : Run(Program{"/usr/bin/python3",
@@ -82,7 +82,7 @@ class TestChildProcess : public QObject {
     row("no descriptor but three", R"([["descriptors"]])", "0 1 2", 0);
   }
   void outputAndExit() {
-    // One that whoever started us left open, as a terminal program might.
+    // A descriptor without close-on-exec, as a parent process may leave one behind.
     const int stray = ::open("/dev/null", O_RDONLY);
     QFETCH(QString, steps);
     Run run(steps);
@@ -95,7 +95,7 @@ class TestChildProcess : public QObject {
     ::close(stray);
   }
 
-  void everyFatalSignalIsTold() {
+  void everyFatalSignalIsReported() {
     QTemporaryDir folder;  // for the cores
     QDir::setCurrent(folder.path());
     rlimit usual{};
@@ -116,14 +116,14 @@ class TestChildProcess : public QObject {
     QDir::setCurrent("/");
   }
 
-  void signalsAreAtTheirDefaultsButForNohup() {
+  void signalsAreDefaultsExceptAnIgnoredHangUp() {
     sigset_t blocked;
     sigset_t before;
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGUSR1);
     pthread_sigmask(SIG_BLOCK, &blocked, &before);
     std::signal(SIGUSR2, SIG_IGN);
-    std::signal(SIGHUP, SIG_IGN);  // nohup's alone is handed on
+    std::signal(SIGHUP, SIG_IGN);  // as under nohup; this one is inherited
     Run run(Program{"/usr/bin/cat", {"/proc/self/status"}, {}});
     QTRY_VERIFY(run.ended);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
@@ -147,8 +147,8 @@ class TestChildProcess : public QObject {
     QCOMPARE(run.late, QByteArray("late"));
   }
 
-  // Then there is no exit status to be had, and no success to be claimed.
-  void exitThatTheSystemThrowsAwayIsNoSuccess() {
+  // With SIGCHLD ignored, the kernel drops the exit status.
+  void lostExitStatusIsNoSuccess() {
     std::signal(SIGCHLD, SIG_IGN);
     Run run(R"([["exit",3]])");
     QTRY_VERIFY(run.ended);
@@ -156,12 +156,12 @@ class TestChildProcess : public QObject {
     QVERIFY(*run.status < 0);
   }
 
-  void slowConsumerHoldsTheChildBack() {
+  void slowConsumerSlowsTheChildDown() {
     QTemporaryDir folder;
     const QString mark = folder.filePath("done");
     Run run(QStringLiteral(R"([["flood",50000],["touch","%1"]])").arg(mark));
     QTRY_VERIFY(!run.output.isEmpty());
-    // Without our event loop, what the child can get rid of is a pipe and two chunks.
+    // Without an event loop here, the child can write only as much as a pipe and two buffers hold.
     QElapsedTimer patience;
     patience.start();
     while (!QFile::exists(mark) && patience.elapsed() < 300) {
@@ -172,7 +172,7 @@ class TestChildProcess : public QObject {
     QCOMPARE(run.output.count('\n'), 50000);
   }
 
-  void terminateAsksOnly() {
+  void terminateNeverKills() {
     QTemporaryDir folder;
     const QString ready = folder.filePath("ready");
     const QString end = folder.filePath("end");
@@ -188,8 +188,8 @@ class TestChildProcess : public QObject {
     QTRY_COMPARE(stubborn.status.value_or(-1), 0);
   }
 
-  // A second signal would interrupt the clean-up.
-  void terminateAsksOnce() {
+  // A second SIGTERM would interrupt the child's clean-up.
+  void terminateSendsOneSignal() {
     QTemporaryDir folder;
     const auto path = [&](const char *name) { return folder.filePath(name); };
     Run run(QStringLiteral(R"([["clean up","%1","%2","%3"]])")
@@ -203,8 +203,8 @@ class TestChildProcess : public QObject {
     QVERIFY(QFile::exists(path("clean")));
   }
 
-  // A tracer has the dead child first, for as long as it likes.
-  void tracedChildHoldsNobodyUp() {
+  // A dead child cannot be reaped while its tracer has not waited for it.
+  void tracerThatKeepsTheDeadChildBlocksNothing() {
     QTemporaryDir folder;
     Run run(QStringLiteral(R"([["pid"],["wait for","%1"],["exit",5]])").arg(folder.filePath("go")));
     QTRY_VERIFY(run.output.endsWith('.'));
@@ -243,7 +243,7 @@ class TestChildProcess : public QObject {
     ::close(ends[1]);
   }
 
-  void failedStartSaysWhyAndLeavesNothing() {
+  void failedStartGivesTheErrorAndLeaksNothing() {
     const std::ptrdiff_t before = openDescriptors();
     std::error_code error;
     const auto start = [&](const char *program) {
@@ -256,7 +256,7 @@ class TestChildProcess : public QObject {
 
     rlimit usual{};
     ::getrlimit(RLIMIT_NOFILE, &usual);
-    for (rlim_t spare = 0; spare < 5; ++spare) {  // one after the other runs out
+    for (rlim_t spare = 0; spare < 5; ++spare) {  // each descriptor in turn cannot be opened
       const rlimit tight{static_cast<rlim_t>(before) + spare, usual.rlim_max};
       ::setrlimit(RLIMIT_NOFILE, &tight);
       ChildProcess *const process = start("/usr/bin/true");
@@ -267,9 +267,9 @@ class TestChildProcess : public QObject {
       delete process;
     }
     QCOMPARE(openDescriptors(), before);
-    while (::waitpid(-1, nullptr, 0) > 0) {  // those that started, and were given up
+    while (::waitpid(-1, nullptr, 0) > 0) {  // children that started and were killed again
     }
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they need memory themselves
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // sanitizers need memory, too
     const rlimit none{1, RLIM_INFINITY};
     ::getrlimit(RLIMIT_AS, &usual);
     ::setrlimit(RLIMIT_AS, &none);
@@ -279,7 +279,7 @@ class TestChildProcess : public QObject {
         heap.emplace_back(32768);
       }
     } catch (const std::bad_alloc &) {
-      heap.pop_back();  // the system finds its word for it
+      heap.pop_back();  // room for the error's text
     }
     const ChildProcess *const process = start("/usr/bin/true");
     ::setrlimit(RLIMIT_AS, &usual);
@@ -288,11 +288,12 @@ class TestChildProcess : public QObject {
 #endif
   }
 
-  // First no child can be had, then none to be watched. No such limit holds for the superuser, who
-  // goes by another user's for a moment; the system call is meant for this thread alone.
+  // With a limit of 1 the thread cannot start, with 2 the child cannot. The limit does not apply to
+  // root, so this thread becomes another user for a moment, by a system call that changes only this
+  // thread.
   void processLimitIsNoticed() {
     const uid_t user = ::geteuid();
-    const uid_t other = 20000 + ::getpid() % 10000;  // with no process but this
+    const uid_t other = 20000 + ::getpid() % 10000;  // has no other process
     const std::ptrdiff_t before = openDescriptors();
     rlimit usual{};
     ::getrlimit(RLIMIT_NPROC, &usual);
@@ -306,7 +307,7 @@ class TestChildProcess : public QObject {
       const auto *const process = ChildProcess::start({"/usr/bin/true", {}, {}}, {}, this, error);
       if (user == 0) {
         QCOMPARE(::syscall(SYS_setresuid, 0, 0, 0), 0);
-        ::prctl(PR_SET_DUMPABLE, 1);  // for the leak sanitizer
+        ::prctl(PR_SET_DUMPABLE, 1);  // the leak sanitizer traces this process
       }
       ::setrlimit(RLIMIT_NPROC, &usual);
       QVERIFY(process == nullptr);
@@ -316,8 +317,8 @@ class TestChildProcess : public QObject {
     }
   }
 
-  // Ten thousand runs leave nothing behind.
-  void nothingPilesUp() {
+  // Descriptors, threads, memory and children.
+  void runsLeakNothing() {
     const std::ptrdiff_t before = openDescriptors();
     std::size_t memory = 0;
     for (int round = 0; round < 200; ++round) {
@@ -339,7 +340,7 @@ class TestChildProcess : public QObject {
     QVERIFY2(now < memory + 500'000, qPrintable(QString("%1, then %2").arg(memory).arg(now)));
   }
 
-  void goesWithItsParentInTheMiddleOfThings() {
+  void parentMayDeleteItDuringARun() {
     for (int round = 0; round < 5; ++round) {
       Run run(R"([["flood",100000]])");
       QTRY_VERIFY(round == 0 || !run.output.isEmpty());

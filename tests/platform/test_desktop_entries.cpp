@@ -13,7 +13,7 @@ class TestDesktopEntries : public QObject {
  private slots:
   void commandsOfAnEntry_data() {
     QTest::addColumn<QString>("lines");
-    QTest::addColumn<QString>("expected");  // the words, each in brackets; none: it is of no use
+    QTest::addColumn<QString>("expected");  // the words, each in brackets; empty: not usable
     const auto row = [](const char *lines, const char *expected) {
       QTest::newRow(lines) << QString(lines) << QString(expected);
     };
@@ -47,9 +47,9 @@ class TestDesktopEntries : public QObject {
     QTEST(commands(folder, "/a b%"), "expected");
   }
 
-  // The applications in the order in which they are tried.
+  // Applications in the order in which they are tried.
   void orderOfTheApplications_data() {
-    QTest::addColumn<QStringList>("lists");  // each a file, and the group, type and entries in it
+    QTest::addColumn<QStringList>("lists");  // each a file with its group, type and entries
     QTest::addColumn<QString>("expected");
     const auto row = [](const char *name, const QStringList &lists, const char *expected) {
       QTest::newRow(name) << lists << QString(expected);
@@ -101,7 +101,7 @@ class TestDesktopEntries : public QObject {
     QTEST(tried.trimmed(), "expected");
   }
 
-  void nearerEntryHidesTheFarther() {
+  void entryOfTheFirstFolderCounts() {
     QTemporaryDir folder;
     write(folder, "data/applications/a.desktop", "[Desktop Entry]\nExec=sh\nHidden=true");
     write(folder, "data2/applications/a.desktop", "[Desktop Entry]\nExec=sh");

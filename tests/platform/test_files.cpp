@@ -39,7 +39,7 @@ class TestFiles : public QObject {
     root = folder->path().toStdString();
   }
 
-  void entriesAreAddedAtTheEnd() {
+  void entriesAreAppended() {
     QVERIFY(!DurableFile::open(root / "log"));
     QVERIFY(createPrivateFile(root / "log"));
     QVERIFY(!createPrivateFile(root / "log"));
@@ -49,12 +49,12 @@ class TestFiles : public QObject {
     QVERIFY(file->append(""));
     QVERIFY(file->append(std::string("th\0ee", 5)));
     QCOMPARE(*readFile(root / "log", 99), std::string("one\ntwo\nth\0ee", 13));
-    std::filesystem::resize_file(root / "log", 0);  // somebody empties it
+    std::filesystem::resize_file(root / "log", 0);  // as another program may do
     QVERIFY(file->append("four"));
     QCOMPARE(*readFile(root / "log", 99), "four");
   }
 
-  void entryThatDoesNotFitIsTakenBack() {
+  void partOfAnEntryIsRemovedOnAFullDevice() {
     createPrivateFile(root / "log");
     auto file = DurableFile::open(root / "log");
     rlimit usual{};
@@ -70,12 +70,12 @@ class TestFiles : public QObject {
     QCOMPARE(*readFile(root / "log", 99), "1234567\n\n");
   }
 
-  void whatWeCreateIsThePlayersAlone() {
+  void createdFilesAndFoldersArePrivate() {
     for (const mode_t mask : {0000U, 0022U, 0777U}) {
       const std::filesystem::path deep = root / std::to_string(mask) / "a" / "b";
       const mode_t before = ::umask(mask);
       bool folders = createPrivateFolders(deep);
-      folders = createPrivateFolders(deep) && folders;  // there already
+      folders = createPrivateFolders(deep) && folders;  // exists already
       const bool file = createPrivateFile(deep / "f") && DurableFile::open(deep / "f")->append("x");
       const bool replaced =
           createPrivateFile(deep / "g") && replaceByPrivateFile(deep / "g", leaveEmpty);
@@ -95,22 +95,22 @@ class TestFiles : public QObject {
     QCOMPARE(namesIn(root), (QStringList{"0", "18", "511", "plain"}));
   }
 
-  void fileLargerThanItsReaderWantsIsUnreadable() {
+  void fileAboveTheLimitIsNotRead() {
     QVERIFY(createPrivateFile(root / "log"));
     for (const std::uintmax_t size : {0ULL, 1ULL, 65536ULL, 65537ULL}) {
       std::filesystem::resize_file(root / "log", size);
       QCOMPARE(readFile(root / "log", size).optional().value_or("none"), std::string(size, '\0'));
       QVERIFY(size == 0 || !readFile(root / "log", size - 1));
     }
-    std::filesystem::resize_file(root / "log", std::uintmax_t(1) << 40);  // no machine has as much
+    std::filesystem::resize_file(root / "log", std::uintmax_t(1) << 40);  // more than any memory
     QVERIFY(!readFile(root / "log", 65536));
     const std::filesystem::path saysItIsEmpty = "/proc/self/maps";
     QVERIFY(readFile(saysItIsEmpty, 1'000'000));
     QVERIFY(!readFile(saysItIsEmpty, 10));
   }
 
-  // Each of these would make a careless program wait, or read without end.
-  void nothingMakesUsWait() {
+  // A plain open or read of these would wait, or never end.
+  void pipesAndDevicesNeverBlock() {
     const std::filesystem::path pipe = root / "pipe";
     QCOMPARE(::mkfifo(pipe.c_str(), 0600), 0);
     const std::filesystem::path device = "/dev/full";
@@ -121,7 +121,7 @@ class TestFiles : public QObject {
     QVERIFY(!DurableFile::open(device)->append("x"));
   }
 
-  void whatIsInTheWayGoes() {
+  void foldersAndLinksAreRemoved() {
     const auto isGone = [](const std::filesystem::path &path) {
       return !std::filesystem::exists(std::filesystem::symlink_status(path));
     };
@@ -138,7 +138,7 @@ class TestFiles : public QObject {
     QVERIFY(!isGone(root / "kept"));
   }
 
-  void whatIsInTheWayMayBeNestedWithoutEnd() {
+  void deeplyNestedFoldersAreRemoved() {
     createPrivateFile(root / "kept");
     std::filesystem::create_directory(root / "deep");
     Descriptor here(::open((root / "deep").c_str(), O_RDONLY | O_CLOEXEC));
@@ -249,7 +249,7 @@ class TestFiles : public QObject {
 
   void settingsAreThoseOfQt() {
     const std::filesystem::path file = useSettings();
-    QSettings().setValue("key", "x");  // finds its folder once in a process: here
+    QSettings().setValue("key", "x");  // QSettings determines its folder only once
     QSettings().setValue("other/list", QStringList{"1", "é, 2"});
     std::filesystem::rename(file, root / "kept elsewhere");
     std::filesystem::create_symlink(root / "kept elsewhere", file);
@@ -264,11 +264,11 @@ class TestFiles : public QObject {
     QCOMPARE(namesIn(file.parent_path()), QStringList("settings.conf"));
   }
 
-  void nothingThatIsInTheSettingsPlaceMakesUsWait() {
+  void settingsNeverBlock() {
     const std::filesystem::path file = useSettings();
     const std::filesystem::path lock = file.string() + ".lock";
     setUserSetting("key", "x");
-    QLockFile held(QString::fromStdString(lock));  // of this process, which is alive
+    QLockFile held(QString::fromStdString(lock));  // held by this process, so it is not stale
     QVERIFY(held.lock());
     setUserSetting("key", "held");
     QCOMPARE(*userSetting("key"), "held");

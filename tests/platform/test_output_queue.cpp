@@ -52,7 +52,7 @@ class TestOutputQueue : public QObject {
         push(queue, std::to_string(index) + (index % 3 == 0 ? "\n" : " "));
         queue.push([&] { seen.append('|'); });
         queue.buffer();
-        queue.push(0);  // nothing was read
+        queue.push(0);  // gives the buffer back
       }
       queue.push([&] { seen.append('.'); });
     });
@@ -77,22 +77,22 @@ class TestOutputQueue : public QObject {
     while (pushed < 2) {
     }
     workFor(std::chrono::milliseconds(50));
-    QCOMPARE(pushed, 2);  // the main thread has not been at work
+    QCOMPARE(pushed, 2);  // two buffers: the event loop has not run
     QTRY_VERIFY(used > 1000);
     queue.close();
-    reader.join();  // also where it waits
+    reader.join();  // close has ended its wait
   }
 
-  // The window is asked between two turns. What a line costs changes, and so does a batch.
-  void turnIsMeasuredInTime_data() {
+  // Events of the window come between two turns. When lines become slow, batches must shrink.
+  void turnIsLimitedByTime_data() {
     QTest::addColumn<int>("quickLines");
-    QTest::addColumn<int>("microseconds");  // of each line after these
-    QTest::addColumn<int>("most");          // lines in a turn of 8 ms, with room for noise
+    QTest::addColumn<int>("microseconds");  // the cost of each line after the quick ones
+    QTest::addColumn<int>("most");          // lines in a turn of 8 ms, with a margin
     QTest::newRow("slow from the start") << 0 << 500 << 40;
     QTest::newRow("slow after quick ones") << 300 << 500 << 40;
     QTest::newRow("one line longer than a turn") << 0 << 10000 << 1;
   }
-  void turnIsMeasuredInTime() {
+  void turnIsLimitedByTime() {
     QFETCH(int, quickLines);
     QFETCH(int, microseconds);
     QFETCH(int, most);
@@ -124,7 +124,7 @@ class TestOutputQueue : public QObject {
     QVERIFY2(mostInATurn <= most, qPrintable(QString::number(mostInATurn)));
   }
 
-  void quickLinesComeTogetherAndWhole() {
+  void quickLinesComeInBatches() {
     int calls = 0;
     std::string seen;
     OutputQueue queue([&](std::string_view bytes) {
@@ -138,7 +138,7 @@ class TestOutputQueue : public QObject {
     QVERIFY2(calls < 2000, qPrintable(QString::number(calls)));
   }
 
-  void turnEndsOnce() {
+  void turnEndRunsOnce() {
     int ends = 0;
     TurnEnd turn([&] { ++ends; });
     for (int round = 0; round < 1000; ++round) {

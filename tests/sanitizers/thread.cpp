@@ -1,7 +1,7 @@
-// What is handed to another thread through Qt happened before it arrives there. The thread
-// sanitizer does not see it: Qt is not instrumented, and its locks are none that a library
-// call takes. Builds with that sanitizer have this in the place of Qt's function, so that
-// no race of ours needs to be suppressed along with what only looks like one.
+// Tells the thread sanitizer about calls between threads through Qt: everything before the call
+// happens before its arrival. The sanitizer cannot see that, because Qt is not instrumented and does
+// not lock through the C library. Builds with the sanitizer replace Qt's function by this one.
+// Suppressing the false reports instead would also hide real races.
 #include <dlfcn.h>
 #include <sanitizer/tsan_interface.h>
 
@@ -22,7 +22,7 @@ class Relay : public QtPrivate::QSlotObjectBase {
     auto *const relay = static_cast<Relay *>(self);
     if (what == Call) {
       relay->m_slot->call(receiver, arguments);
-      __tsan_release(self);  // the thread that posted it may be the one that deletes it
+      __tsan_release(self);  // the sending thread may delete it
     } else if (what == Destroy) {
       relay->m_slot->destroyIfLastRef();
       delete relay;

@@ -8,7 +8,7 @@ class TestUnicodeText : public QObject {
   Q_OBJECT
 
  private slots:
-  void charactersAreWhatAReaderSees_data() {
+  void charactersAreGraphemeClusters_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QStringList>("characters");
     const auto row = [](const char *name, const QStringList &characters) {
@@ -23,7 +23,7 @@ class TestUnicodeText : public QObject {
     row("many marks", {"o" + QString(100, QChar(0x301)), "z"});
     row("pairs at every distance", {QString(31, u'\u0301').prepend(u'o'), "😀", "o\u0301"});
   }
-  void charactersAreWhatAReaderSees() {
+  void charactersAreGraphemeClusters() {
     QFETCH(QString, text);
     QFETCH(QStringList, characters);
     QStringList found;
@@ -47,7 +47,7 @@ class TestUnicodeText : public QObject {
     QVERIFY(endsWith("abc", "bc"));
     QVERIFY(endsWith("é…bc", "…bc"));
     QVERIFY(endsWith("", ""));
-    QVERIFY(!endsWith("\u0600bc", "bc"));  // a number sign that encloses what follows
+    QVERIFY(!endsWith("\u0600bc", "bc"));  // U+0600 joins the next character
     QCOMPARE(replacedEverywhere(u"a-a-a\u0301-a", u"a", u"xy"), u"xy-xy-a\u0301-xy");
     QCOMPARE(replacedEverywhere(u"aaa", u"aa", u""), u"a");
   }

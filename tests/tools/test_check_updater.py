@@ -1,4 +1,4 @@
-"""Gives small updaters with a fault each to the program that rehearses updaters."""
+"""Runs check-updater on small updaters that have one fault each."""
 
 import json
 import os
@@ -35,7 +35,7 @@ FAILED = "failure: Couldn’t start the game: "
 NO_CHECK = "failure: Couldn’t check for updates: "
 ENCODING = "begin with sys.stdout.reconfigure"
 
-# In which run a good updater does something else, and all that is then said of it.
+# The mode in which the good updater gets another body, that body, and a part of each line of output.
 FAULTS = [
     ("check", "", "no valid report", NO_CHECK),
     ("check", "print('UPDATE_CHECK launcher=current client=unknown')", "“client=unknown” is not",
@@ -103,7 +103,7 @@ class CheckUpdaterTest(unittest.TestCase):
         run = subprocess.run(command, capture_output=True, timeout=60)
         return run.returncode, run.stdout.decode().splitlines()
 
-    def test_a_good_updater_is_left_in_peace(self):
+    def test_good_updater_has_no_findings(self):
         self.write_updater(GOOD)
         status, lines = self.check("--play", "--strict", self.folder, "--", "-windowed")
         self.assertEqual(status, 0, lines)
@@ -112,7 +112,7 @@ class CheckUpdaterTest(unittest.TestCase):
         self.assertIn("  => the game has ended, and so does the launcher", lines)
         self.assertEqual(self.check("--play", "--quiet", self.folder, "--", "x"), (0, []))
 
-    def test_every_fault_is_found_and_nothing_else(self):
+    def test_each_fault_has_its_findings_and_no_others(self):
         for mode, body, *expected in FAULTS:
             with self.subTest(f"{mode}: {body}"):
                 self.write_updater({**GOOD, mode: body})
@@ -124,7 +124,7 @@ class CheckUpdaterTest(unittest.TestCase):
                 self.assertEqual(status, int("failure: " in lines[-1]))
                 self.assertTrue(lines[0].startswith(mode), lines)
 
-    def test_a_warning_is_a_failure_when_that_is_wanted(self):
+    def test_strict_makes_a_warning_a_failure(self):
         self.write_updater({**GOOD, "play": START + "print('a\\n' * 1001)"})
         self.assertEqual(self.check("--play", "--strict", "--quiet", self.folder)[0], 1)
 
@@ -137,7 +137,7 @@ class CheckUpdaterTest(unittest.TestCase):
         status, lines = self.check("--quiet", self.folder)
         self.assertTrue(lines[0].endswith("“schemaVersion” must be there, and 2 or 3"), lines)
 
-    def test_json_is_an_object_a_line(self):
+    def test_json_output_has_one_object_on_each_line(self):
         self.write_updater({**GOOD, "check": OFFER + "; print('Tarvex launcher error: \"')"})
         status, lines = self.check("--json", self.folder)
         entries = [json.loads(line) for line in lines]

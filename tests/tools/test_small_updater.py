@@ -1,4 +1,4 @@
-"""Tries the updater that stands on the protocol's page, as it stands there."""
+"""Extracts the example updater from the page of the protocol, and tries it."""
 
 import hashlib
 import json
@@ -47,13 +47,13 @@ class SmallUpdaterTest(unittest.TestCase):
                              env=environment)
         return run.returncode, run.stdout.decode().splitlines()[-1:]
 
-    def test_the_launcher_has_nothing_against_it(self):
+    def test_check_updater_has_no_findings(self):
         command = [os.environ["TARVEX_CHECK_UPDATER"], "--strict", "--play", self.resources]
         run = subprocess.run(command, capture_output=True, timeout=60)
         self.assertEqual(run.returncode, 0, run.stdout.decode())
         self.assertIn("“Ready to play North”", run.stdout.decode())
 
-    def test_what_happens_to_players(self):
+    def test_runs_and_their_failures(self):
         self.assertEqual(self.run_updater("--check"), (0, [CHECK + "available:r1"]))
         self.assertEqual(self.run_updater("--update-only"), (0, ["Installed client r1"]))
         self.publish("r2", sha256="0" * 64)

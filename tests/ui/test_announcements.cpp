@@ -12,7 +12,7 @@ constexpr Clock::time_point start{};
 struct Turn {
   int at;  // milliseconds
   ShownLines lines;
-  const char *words;  // said at once
+  const char *words;  // taken at this time
 };
 using Turns = QList<Turn>;
 
@@ -44,7 +44,7 @@ class TestAnnouncements : public QObject {
                  {3, {"Failed", "Why.", false, 2}, "Failed. Why."},
                  {4, {"Failed", "", false, 3}, "Failed"},
                  {9000, {"A", "x", false, 3}, "A"}};
-    // As many as are said at once.
+    // One more would be a flood.
     const Turns many{{0, {"A"}, "A"}, {1, {"B"}, "B"}, {2, {"A"}, "A"},
                      {3, {"B"}, "B"}, {4, {"A"}, "A"}, {5, {"B"}, "B"}};
     QTest::newRow("many changes are no flood")
@@ -81,7 +81,7 @@ class TestAnnouncements : public QObject {
     }
   }
 
-  void valuesAreToldEachTenOrTenSeconds() {
+  void valuesAreReportedEveryTenOrTenSeconds() {
     using namespace std::chrono_literals;
     QVERIFY(!isWorthTelling(39.9, start + 9999ms, 30, start));
     QVERIFY(isWorthTelling(40, start, 30, start));

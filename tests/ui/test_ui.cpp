@@ -26,8 +26,8 @@ using namespace tarvex;
 
 namespace {
 
-// The part in which two pictures differ by more than this share of their largest difference. In
-// device pixels.
+// The bounds, in device pixels, of all pixels whose difference exceeds this share of the largest
+// one.
 QRect inkBetween(const QImage &one, const QImage &other, double share) {
   const auto difference = [&](int x, int y) {
     const QRgb left = one.pixel(x, y);
@@ -63,7 +63,8 @@ QFont fontOfSize(int pixels) {
   return font;
 }
 
-// The ratio of WCAG 2, between the picture's most frequent colour and the one farthest from it.
+// The contrast ratio of WCAG 2 between the picture's most frequent colour and the one that differs
+// from it most.
 double contrastIn(const QPixmap &picture) {
   const QImage image = picture.toImage().convertToFormat(QImage::Format_RGB32);
   QHash<QRgb, int> counts;
@@ -125,8 +126,8 @@ class TestUi : public QObject, public WindowDelegate {
     QApplication::setFont(defaultFont);
   }
 
-  // Measured in a font whose lines are 36, 13, 19, 14 and 11 high, from the top and from the lower
-  // edge of the chooser, whose height is the style's.
+  // For a font whose lines are 36, 13, 19, 14 and 11 high. The rows below the chooser are measured
+  // from its lower edge, because Qt's style gives its height.
   void controlsStandWhereTheyShould() {
     setDesktopFont(QFont("DejaVu Sans", 10));
     controls->progress.show();
@@ -138,7 +139,7 @@ class TestUi : public QObject, public WindowDelegate {
       double centre;
       int top;
       int bottom;
-      int width;  // 0: that of its text
+      int width;  // 0: the text's width
     };
     const Row rows[] = {
         {Control::title, 270, 42, 78, 0},
@@ -156,7 +157,8 @@ class TestUi : public QObject, public WindowDelegate {
       const QRectF frame = frameOf(at(row.control));
       QVERIFY2(frame.top() == row.top && frame.bottom() == row.bottom &&
                    (row.width == 0 || frame.width() == row.width) &&
-                   std::abs(frame.center().x() - row.centre) <= 0.5,  // of an odd width
+                   std::abs(frame.center().x() - row.centre) <=
+                       0.5,  // an odd width has its centre between two pixels
                qPrintable(QString("%1: %2 from %3 to %4, %5 wide")
                               .arg(nameOf(at(row.control)))
                               .arg(frame.center().x())
@@ -218,8 +220,8 @@ class TestUi : public QObject, public WindowDelegate {
     }
   }
 
-  // The same text drawn without bounds has no more rows and columns of ink. Its place between two
-  // pixels may be another, so its faintest parts do not count.
+  // The same text drawn without clipping must have no more rows and columns of ink. Its position
+  // between two pixels may differ, so the faintest pixels do not count.
   void lettersAreWhole_data() { everyFontFits_data(); }
   void lettersAreWhole() {
     QFETCH(QString, family);
@@ -328,7 +330,7 @@ class TestUi : public QObject, public WindowDelegate {
     QTRY_VERIFY(!QToolTip::isVisible());
   }
 
-  // Without a window manager, as here.
+  // There is no window manager here, so the launcher moves the window itself.
   void backgroundMovesTheWindow() {
     const QPointF grip(100, 330);
     const auto send = [&](QEvent::Type type, QPointF at, Qt::MouseButton button,
@@ -348,7 +350,7 @@ class TestUi : public QObject, public WindowDelegate {
     QCOMPARE(window->pos(), before + QPoint(31, -20));
   }
 
-  // A desktop's font may come with the name of a style, which says another weight.
+  // A desktop's font may have a style name, which would override the weight.
   void fontsAndColoursAreOurs() {
     QFont desktop("Inter", 10);
     desktop.setStyleName("Regular");
@@ -390,7 +392,7 @@ class TestUi : public QObject, public WindowDelegate {
                          .arg(font.pixelSize())
                          .arg(font.weight())));
       control.setEnabled(row.enabled);
-      setText(control, QChar(0x2588));  // a block, centred like any text
+      setText(control, QChar(0x2588));  // a full block: its middle is ink
       const QImage seen = picture();
       setText(control, " ");
       const QPoint middle = (frameOf(control).center() * seen.devicePixelRatio()).toPoint();
@@ -402,7 +404,7 @@ class TestUi : public QObject, public WindowDelegate {
     }
   }
 
-  // A window manager that tiles gives the window another size.
+  // A tiling window manager gives the window another size.
   void backdropIsPainted_data() {
     QTest::addColumn<QSize>("size");
     QTest::newRow("as it should be") << QSize(540, 365);
@@ -427,8 +429,8 @@ class TestUi : public QObject, public WindowDelegate {
                qPrintable(QString("at %1: %2").arg(share).arg(seen.name())));
     }
 
-    // The line of the frame, from each edge inwards, well away from corners and texts: as wide as
-    // it should be, and no pixel between it and the ground.
+    // The frame's line, sampled from each edge inwards, away from corners and texts: it has its
+    // full width, and no blurred pixel beside it.
     const int line = std::max(1, qRound(ratio));
     const int edge = static_cast<int>(std::round(18 * ratio - line / 2.0));
     const int right = image.width() - 1;
@@ -444,7 +446,7 @@ class TestUi : public QObject, public WindowDelegate {
           Side{"top", {from, 0}, {0, 1}}, Side{"bottom", {from, bottom}, {0, -1}}}) {
       for (int depth = edge - 2; depth < edge + line + 2; ++depth) {
         const QPoint along(side.inwards.y(), side.inwards.x());
-        double lift = 0;  // towards white, on average
+        double lift = 0;  // average step towards white
         constexpr int samples = 40;
         for (int sample = 0; sample < samples; ++sample) {
           const QPoint start =
@@ -461,7 +463,7 @@ class TestUi : public QObject, public WindowDelegate {
       }
     }
 
-    // Four pixels below its upper edge, the corner has come this far.
+    // The rounded corner's horizontal position, four pixels below the upper edge.
     const int row = edge + qRound(4 * ratio);
     const double rise = 16 - (row - edge + 0.5 - line / 2.0) / ratio;
     const double wanted = 16 - std::sqrt(16 * 16 - rise * rise);
@@ -476,7 +478,7 @@ class TestUi : public QObject, public WindowDelegate {
              qPrintable(QString("%1, not %2").arg(place / weight).arg(wanted)));
   }
 
-  // The area that is painted in a corner of twelve by twelve tells the radius and the inset.
+  // The painted area within a corner of 12 × 12 pixels depends on the radius and the inset.
   void buttonIsPainted() {
     controls->play.setText({});
     const QColor fill(212, 163, 64);
@@ -561,7 +563,7 @@ class TestUi : public QObject, public WindowDelegate {
       const double contrast = contrastIn(widget.grab(part));
       QVERIFY2(contrast >= 4.5, qPrintable(QString("%1: %2").arg(what).arg(contrast)));
     };
-    const QMargins edges(12, 4, 30, 4);  // frames and arrows are no text
+    const QMargins edges(12, 4, 30, 4);  // leaves out frames and arrows
     verify(controls->picker, controls->picker.rect() - edges, "chooser");
     verify(controls->play, controls->play.rect() - edges, "primary button");
     QWidget &backdrop = *controls->play.parentWidget();
@@ -583,7 +585,7 @@ class TestUi : public QObject, public WindowDelegate {
     controls->picker.hidePopup();
   }
 
-  void focusIsSeenAndFindsItsWayBack() {
+  void focusIsVisibleAndComesBack() {
     controls->picker.addRegion("a");
     controls->log.show();
     window->activateWindow();
@@ -617,7 +619,7 @@ class TestUi : public QObject, public WindowDelegate {
 
     controls->picker.setEnabled(true);
     controls->picker.setFocus();
-    for (const bool enabled : {false, true}) {  // a run that was started by a choice
+    for (const bool enabled : {false, true}) {  // as in a run that a choice has started
       controls->picker.setEnabled(enabled);
       controls->play.setEnabled(enabled);
     }
@@ -719,7 +721,7 @@ class TestUi : public QObject, public WindowDelegate {
       Role role;
       QString name;
       QString description;
-      QString text;  // "-": has none
+      QString text;  // "-": no text interface
     };
     const Row rows[] = {
         {controls->status, Role::StaticText, "Launcher status", "", "one"},
@@ -753,7 +755,7 @@ class TestUi : public QObject, public WindowDelegate {
   }
 
  private:
-  // As the window has them: the lowest first.
+  // In stacking order, the lowest first.
   QWidgetList allControls() const {
     return controls->play.parentWidget()
         ->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)
@@ -769,7 +771,7 @@ class TestUi : public QObject, public WindowDelegate {
   static QRectF frameOf(const QWidget &control) {
     return {control.contentsRect().translated(control.pos())};
   }
-  // Until the controls show what they were told, and stand where that takes them.
+  // Waits until the controls are painted and placed anew.
   static void endTurn() {
     QEventLoop loop;
     TurnEnd end([&] { loop.quit(); });

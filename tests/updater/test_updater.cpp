@@ -91,7 +91,7 @@ class TestUpdater : public QObject {
              "A=1|PYTHONUNBUFFEREDX=2|PYTHONUNBUFFERED=1");
   }
 
-  void relaunchHandsOnWhatItHas() {
+  void relaunchPassesItsOptionsOn() {
     Relaunch relaunch{"/a.app", {}, {}, false, {}};
     QCOMPARE(joined(relaunchArguments(relaunch)), "-n|/a.app|--args|--continue");
     relaunch = {
@@ -202,7 +202,7 @@ class TestUpdater : public QObject {
     QTEST(told(parseCheck(line)), "expected");
   }
 
-  // One text a line's effect: bar, status, version line, event.
+  // The effect as one text: bar, status, version line, event.
   void effects_data() {
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("expected");
@@ -306,12 +306,12 @@ class TestUpdater : public QObject {
              u"Launching Tarvex…");
   }
 
-  // Every run that there can be, against a table in which the first row that fits decides.
+  // Compares every possible run with a table. The first row that matches decides.
   void everyRunIsJudged() {
     using Kind = Verdict::Kind;
     struct Row {
       QStringView modes;
-      const char *state;  // launcher installed, game started, report, success; any where '-'
+      const char *state;  // launcher installed, game started, report, success; '-' matches any
       Kind kind;
       QStringView message{};
       bool detailIsTold = true;
@@ -356,7 +356,7 @@ class TestUpdater : public QObject {
     }
   }
 
-  void recordKeepsTheLastThatWasTold() {
+  void recordKeepsTheLastFacts() {
     RunRecord run{.mode = Mode::update};
     const auto read = [&](const char *line) -> QString {
       run.apply(interpretLine(line, run.mode, {}).value_or(LineEffect()));
