@@ -1,10 +1,10 @@
-// The baseline of the launcher's window: the same ten controls in the same places, fonts and
-// colours, made in the shortest way.
+// The baseline of the launcher's window: Qt's own controls, the same ten with the same places,
+// fonts and colours, in as few lines as possible.
 //
 //   plain-window [LOG PROGRAM ARGUMENT...]
 //
-// The program, which is the updater, starts before the window shows, and once more with each click
-// on the button. The log is its output: the window does not read it.
+// PROGRAM is the updater. It starts before the window shows, and with each click on the button. Its
+// output goes straight to LOG.
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>

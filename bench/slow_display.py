@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""A display that is far away: slow_display.py SOCKET DISPLAY SECONDS
+"""Makes a display slow, as over a network: slow_display.py SOCKET DISPLAY SECONDS
 
-A client of SOCKET is a client of the display at DISPLAY. Each byte takes SECONDS there and SECONDS
-back, however many are on the way. File descriptors do not pass, as over a network.
+Connects each client of SOCKET with the display at DISPLAY. Each byte is delayed by SECONDS in each
+direction; the bandwidth is not limited. File descriptors are not passed on.
 """
 
 import asyncio
@@ -27,6 +27,6 @@ async def main(socket, display, seconds):
         await server.serve_forever()
 
 
-# Not the default, whose timers count in whole milliseconds.
+# The default event loop would round the delay to whole milliseconds.
 asyncio.SelectorEventLoop(selectors.SelectSelector()).run_until_complete(
     main(sys.argv[1], sys.argv[2], float(sys.argv[3])))

@@ -1,7 +1,7 @@
-"""Measures the updater against curl: the first download of a release of 1 GiB in 2,000 files from a web
-server on this computer, an update in which 1 % of the bytes changed, and the check before it.
+"""Compares the updater with curl: the first download of a release of 1 GiB in 2,000 files from a web
+server on this computer, an update after 1 % of the bytes have changed, and the check before it.
 
-measure() is for scripts/bench: add(measure, unit, ours, baseline, most) gets each figure.
+scripts/bench calls measure(), which passes each figure to add(measure, unit, ours, baseline, most).
 """
 
 import json
@@ -37,7 +37,7 @@ def make_game(folder):
 
 
 def change_a_hundredth(folder):
-    """Returns how many bytes changed."""
+    """Changes 1 % of the files. Returns the number of changed bytes."""
     changed = random.Random(1).sample(sorted(folder.glob("part-*/*")), FILES // 100)
     for path in changed:
         path.write_bytes(os.urandom(path.stat().st_size))
@@ -50,7 +50,7 @@ def publish(game, web, release):
 
 
 def timed(command, **options):
-    """Seconds, and the largest memory in bytes."""
+    """Runs the command. Returns the seconds and the peak of memory in bytes."""
     start = time.monotonic()
     process = subprocess.Popen(command, stdout=subprocess.DEVNULL, **options)
     _, status, usage = os.wait4(process.pid, 0)
@@ -84,10 +84,10 @@ def measure(add, folder, rounds):
             for _ in range(min(rounds, 5)):
                 shutil.rmtree(home, ignore_errors=True)
                 (folder / "single").unlink(missing_ok=True)
-                os.sync()  # or one would wait for what another one has written
+                os.sync()  # otherwise a round would wait for writes of the round before
                 ours.append(updater("--update-only"))
                 os.sync()
-                # The updater ends with everything on the disk, too.
+                # The updater syncs before it ends, so curl's time includes a sync, too.
                 curls.append(timed(["sh", "-c", 'curl -s -o "$1" "$2" && sync "$1"', "sh",
                                     folder / "single", server.address + "single"]))
             curl = statistics.median(seconds for seconds, _ in curls)

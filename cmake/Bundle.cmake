@@ -18,9 +18,9 @@ endif()
 configure_file(${CMAKE_SOURCE_DIR}/packaging/Info.plist.in
                "${TARVEX_BUNDLE}/Contents/Info.plist" @ONLY)
 
-# Libraries that the bundle carries come before the machine's; what is built here carries none, what
-# players get does. Of the two kinds of run path it is the older, because that one also serves the
-# libraries and plugins in what they need themselves, and LD_LIBRARY_PATH does not come before it.
+# A package's bundle has libraries in Frameworks; a build's bundle has none and uses the system's. The
+# run path is DT_RPATH, not DT_RUNPATH: it is also used for the dependencies of libraries and plugins,
+# and it has priority over LD_LIBRARY_PATH.
 foreach(program tarvex-launcher tarvex-check-updater)
   set_target_properties(${program} PROPERTIES BUILD_RPATH "$ORIGIN/../Frameworks")
   target_link_options(${program} PRIVATE LINKER:--disable-new-dtags)
@@ -28,8 +28,8 @@ endforeach()
 set_target_properties(tarvex-launcher PROPERTIES
   RUNTIME_OUTPUT_DIRECTORY "${TARVEX_BUNDLE}/Contents/Linux")
 
-# The resources are the updater and the demo's configuration, so that what is built works as it
-# stands: it takes the demo's releases from their folder, until scripts/run names a web server.
+# The resources are the updater and the demo's configuration, so that a build works without further
+# steps. The updater takes the demo's releases from their folder, or from a web server in scripts/run.
 set(bundle_resources "${TARVEX_BUNDLE}/Contents/Resources")
 file(GLOB updater CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/client-updater/*.py")
 list(FILTER updater EXCLUDE REGEX "/publish\\.py$")

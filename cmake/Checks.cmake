@@ -1,5 +1,5 @@
-# The compilers and checkers that the project is written for: those of Debian 12, and the compiler of
-# Debian 13. Other versions find other things, which is no reason to stop.
+# The compilers and checkers whose findings are errors: those of Debian 12, and the compiler of Debian
+# 13. Other versions warn about other things, which must not stop a build.
 set(strict_compilers "GNU 12" "GNU 14" "Clang 14")
 set(checkers_version 14)
 
@@ -8,14 +8,14 @@ if(NOT TARVEX_STRICT)
 elseif("${CMAKE_CXX_COMPILER_ID} ${compiler_version}" IN_LIST strict_compilers)
   set(CMAKE_COMPILE_WARNING_AS_ERROR ON)
 else()
-  message(NOTICE "Warnings of ${CMAKE_CXX_COMPILER_ID} ${compiler_version} are no errors.")
+  message(NOTICE "Warnings of ${CMAKE_CXX_COMPILER_ID} ${compiler_version} are not errors.")
 endif()
 
 if(TARVEX_CHECKERS)
   foreach(checker clang-tidy clang-format)
     find_program(${checker} ${checker}-${checkers_version})
     if(NOT ${checker})
-      message(NOTICE "${checker} is not asked: version ${checkers_version} is not installed.")
+      message(NOTICE "${checker} does not run: version ${checkers_version} is not installed.")
     endif()
   endforeach()
   if(clang-tidy)

@@ -1,4 +1,4 @@
-"""Publishes the demo: for each of its regions the game with some content of the region's own.
+"""Publishes the demo: the game for each region, with some content that differs between regions.
 
     publish.py GAME WEB_FOLDER
 """
@@ -12,7 +12,7 @@ from pathlib import Path
 
 PUBLISH = Path(__file__).resolve().parents[1] / "client-updater/publish.py"
 CONTENT_SIZE = 1 << 20
-RELEASES = {  # of each region, and the version of its world
+RELEASES = {  # for each region: its release and the version of its world
     "aurora-reach": ("2026.11.1", "1.4.2"),
     "mossgate": ("2026.10.3", "1.4.1"),
     "skogarljos": ("2026.12.0-preview", "1.5.0"),
@@ -25,7 +25,7 @@ def main(game, web):
         revision = hashlib.sha1(seed).hexdigest()
         with tempfile.TemporaryDirectory() as folder:
             shutil.copy(game, folder)
-            # Content that looks random does not shrink, so the download has something to show.
+            # Random content cannot be compressed, so the download takes a visible time.
             Path(folder, "region.dat").write_bytes(hashlib.shake_256(seed).digest(CONTENT_SIZE))
             subprocess.run(["/usr/bin/python3", PUBLISH, folder, "--to", web, "--region", region,
                             "--release", release, "--revision", revision,

@@ -1,8 +1,8 @@
-"""Lets the launcher replace itself: two bundles of the same program, the older one to be started and
-the newer one published for it, together with the demo's releases. Opens the older one; without a
-display, uses it on a virtual one, prints what the windows show, and leaves pictures.
+"""Shows an update of the launcher itself. Publishes BUNDLE as the newer launcher, together with the
+demo's releases, makes an older copy, and opens that. Without a display, it uses the copy on a virtual
+one, prints the texts of the windows, and saves pictures.
 
-    self_update.py BUNDLE WEB_FOLDER FOLDER PICTURES [ARGUMENT...]    the launcher's own arguments
+    self_update.py BUNDLE WEB_FOLDER FOLDER PICTURES [ARGUMENT...]    arguments of the launcher
 """
 
 import os
@@ -26,8 +26,8 @@ def set_version(bundle, version):
 
 
 def offer_newer(bundle, web, *options):
-    """Publishes the bundle as the newer launcher, and makes an older one of it, with another program,
-    so that there is something to download."""
+    """Publishes the bundle as the newer launcher, then turns it into an older one. The older one has
+    another program, so that there is something to download."""
     set_version(bundle, NEW)
     subprocess.run(["/usr/bin/python3", PUBLISH, "--launcher", bundle, "--to", web, *options],
                    check=True)
@@ -37,7 +37,7 @@ def offer_newer(bundle, web, *options):
 
 
 def walk(bundle, home, pictures, *arguments):
-    """What a player would see, on a virtual desktop."""
+    """Uses the launcher as a player would, on a virtual desktop."""
     shutil.rmtree(pictures, ignore_errors=True)
     pictures.mkdir(parents=True)
     with Desktop() as desktop:

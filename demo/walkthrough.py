@@ -1,9 +1,9 @@
-"""Opens the launcher on the demo's releases, from a web server on this computer whose speed is limited.
-Without a display it uses the launcher as a player would, on a virtual one: a check that fails, a check,
-an update, and the game. It prints what the window shows, leaves a picture of every state, and ends
-with the log.
+"""Opens the launcher with the demo's releases, which come from a web server on this computer at a
+limited speed. Without a display, it uses the launcher on a virtual one as a player would: a check that
+fails, a check, an update, and the game. It prints the texts of the window, saves a picture of every
+state, and prints the log at the end.
 
-    walkthrough.py BUNDLE WEB_FOLDER FOLDER PICTURES [ARGUMENT...]    the launcher's own arguments
+    walkthrough.py BUNDLE WEB_FOLDER FOLDER PICTURES [ARGUMENT...]    arguments of the launcher
 """
 
 import os
@@ -18,7 +18,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tests/desktop"))
 from desktop import Desktop, wait_until
 from web_server import WebServer, point_to
 
-SPEED = 700  # kilobytes a second: the bar can be seen
+SPEED = 700  # kilobytes per second; slow enough to see the bar move
 
 
 def show(launcher, pictures, name, **wanted):
@@ -30,8 +30,8 @@ def show(launcher, pictures, name, **wanted):
 
 
 def hold_back(script):
-    """A check may be over before its picture is taken. So the interpreter waits for its script,
-    until the function that this one returns is called."""
+    """Makes the check wait until the returned function is called, so that there is time for a picture.
+    A named pipe in the script's place blocks the interpreter."""
     aside = script.rename(script.with_suffix(".aside"))
     os.mkfifo(script)
 
@@ -47,7 +47,7 @@ def wait_for_bar(launcher):
 
 
 def open_on_display(bundle, home, *arguments):
-    """Opens the launcher, and stays until it, and those that it starts in its place, have ended."""
+    """Opens the launcher. Returns when it and each launcher that it has started have ended."""
     home.mkdir(parents=True, exist_ok=True)
     program = bundle / "Contents/Linux/tarvex-launcher"
     status = subprocess.call([program, *arguments], env={**os.environ, "HOME": str(home)})
@@ -92,7 +92,7 @@ def walk(bundle, address, pictures, *arguments):
 
 
 def main(built, web, folder, pictures, *arguments):
-    # A copy, because its configuration names the server.
+    # A copy, because its configuration is changed to name the server.
     bundle = folder / built.name
     shutil.rmtree(bundle, ignore_errors=True)
     shutil.copytree(built, bundle)

@@ -1,5 +1,5 @@
-"""A static web server on a free port of this computer, for the demo, the tests and the measurements:
-nginx, with a configuration of its own. Ends with the context."""
+"""A static web server (nginx) on a free port of this computer, for the demo, the tests and the
+measurements."""
 
 import json
 import shutil
@@ -33,7 +33,8 @@ PATIENCE = 30  # seconds
 
 class WebServer:
     def __init__(self, folder, rate=None, certificate=None):
-        """rate: kilobytes a second for each connection; certificate: a PEM file with its key."""
+        """A context manager. rate: kilobytes per second for each connection; certificate: a PEM file
+        that also has its key."""
         self.folder, self.rate, self.certificate = Path(folder).resolve(), rate, certificate
 
     def __enter__(self):
@@ -51,7 +52,7 @@ class WebServer:
             free.bind(("127.0.0.1", 0))
             port = free.getsockname()[1]
         secure = self.certificate is not None
-        # In small pieces, or the bar would jump.
+        # Small pieces, so that the bar moves smoothly.
         limit = f"limit_rate {self.rate}k; sendfile_max_chunk 16k;" if self.rate else ""
         (self.state / "nginx.conf").write_text(CONFIGURATION.format(
             state=self.state, port=port, folder=self.folder, limit=limit,
@@ -62,7 +63,7 @@ class WebServer:
                 ["/usr/sbin/nginx", "-e", "stderr", "-p", self.state, "-c", self.state / "nginx.conf"],
                 stderr=errors)
         self.address = f"http{'s' * secure}://127.0.0.1:{port}/"
-        while self.process.poll() is None:  # otherwise another one has taken the port
+        while self.process.poll() is None:  # it ends at once when another program has taken the port
             with socket.socket() as client:
                 if client.connect_ex(("127.0.0.1", port)) == 0:
                     return True
@@ -70,7 +71,7 @@ class WebServer:
         return False
 
     def requests(self):
-        """A line for each: status, bytes of the body, path."""
+        """A line for each request: status, bytes of the body, path."""
         return self.log.read_text().splitlines()
 
     def __exit__(self, *_):
@@ -80,7 +81,7 @@ class WebServer:
 
 
 def point_to(bundle, address, **settings):
-    """Makes a bundle's updater take its releases from an address."""
+    """Changes a bundle's configuration, so that the updater takes the releases from this address."""
     path = bundle / "Contents/Resources/launcher-config.json"
     config = {**json.loads(path.read_bytes()), "releases": str(address), **settings}
     path.write_text(json.dumps(config, indent=2) + "\n")

@@ -1,4 +1,5 @@
-// Fuzz targets for everything that is read from outside. TARVEX_FUZZ_TARGET names the one to run.
+// Fuzz targets for everything that parses external input. The environment variable
+// TARVEX_FUZZ_TARGET names the target to run.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -26,14 +27,14 @@ using namespace tarvex;
 
 namespace {
 
-// The fuzzer catches the signal, prints where it came from, and keeps the input.
+// The fuzzer catches the signal, prints the stack and saves the input.
 void require(bool holds) {
   if (!holds) {
     std::abort();
   }
 }
 
-// The forms once more, from another hand.
+// The forms of identifiers a second time, written independently as regular expressions.
 const QString regionId = "[a-z][a-z0-9-]{0,31}";
 const QString launcherVersion = "[0-9a-f]{16}";
 const QString clientRelease = "[A-Za-z0-9][A-Za-z0-9._-]{0,63}";
@@ -44,7 +45,7 @@ bool fits(const std::optional<QString> &text, const QString &form) {
          QRegularExpression(QRegularExpression::anchoredPattern(form)).match(*text).hasMatch();
 }
 
-// One argument a line. What was understood survives being handed on to the next launcher.
+// Each line of the input is an argument. A relaunch must pass the parsed options on unchanged.
 void launchOptions(const std::string &input) {
   std::vector<std::string> arguments{"launcher"};
   for (const QByteArray &argument : QByteArray::fromStdString(input).split('\n')) {
@@ -77,7 +78,7 @@ struct Seen {
   bool operator==(const Seen &) const = default;
 };
 
-// Log and effects do not depend on where the stream is cut.
+// Log and effects must be the same wherever the stream is cut.
 void output(const std::string &input) {
   Seen expected;
   for (const QByteArray &bytes : QByteArray::fromStdString(input).split('\n')) {
@@ -94,7 +95,7 @@ void output(const std::string &input) {
       seen.take(std::string(line.text()));
     };
     for (std::string_view left = input; !left.empty();) {
-      // The bytes themselves say where they are cut.
+      // The input's bytes also choose the cuts, so the fuzzer can vary them.
       const std::string_view chunk = left.substr(0, 1 + std::uint8_t(left.front()) % most);
       left.remove_prefix(chunk.size());
       assembler.append(chunk, use);

@@ -1,5 +1,5 @@
-// Takes an updater through its runs as the launcher would, with the launcher's own code and without
-// its window, and says what the launcher understands, shows and decides.
+// Takes an updater through its runs as the launcher would, and prints what the launcher
+// understands, shows and decides. It uses the launcher's code, but no window.
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QSocketNotifier>
@@ -23,33 +23,34 @@ enum ExitStatus { succeeded = 0, failed = 1, notUnderstood = 2, interrupted = 13
 
 struct Options {
   QCommandLineOption region{QStringLiteral("region"),
-                            QStringLiteral("the region; else the catalogue's default"),
+                            QStringLiteral("the region; default: the catalogue's"),
                             QStringLiteral("ID")};
   QCommandLineOption update{QStringLiteral("update"),
-                            QStringLiteral("go on into the update that the check finds")};
+                            QStringLiteral("install the update that the check finds")};
   QCommandLineOption play{QStringLiteral("play"),
                           QStringLiteral("the same, then start the game and wait for its end")};
   QCommandLineOption bundle{QStringLiteral("launcher-bundle"),
-                            QStringLiteral("be the launcher of this bundle (of a copy of it)"),
+                            QStringLiteral("be the launcher of a copy of this bundle"),
                             QStringLiteral("PATH")};
   QCommandLineOption timeout{
       QStringLiteral("timeout"),
-      QStringLiteral("how long a run may neither print nor end; 60 when not given"),
+      QStringLiteral("break a run off after this time without output; default: 60"),
       QStringLiteral("SECONDS"), QStringLiteral("60")};
-  QCommandLineOption strict{QStringLiteral("strict"), QStringLiteral("a warning is a failure")};
+  QCommandLineOption strict{QStringLiteral("strict"),
+                            QStringLiteral("count a warning as a failure")};
   QCommandLineOption quiet{QStringLiteral("quiet"),
                            QStringLiteral("print only warnings and failures")};
   QCommandLineOption json{QStringLiteral("json"),
-                          QStringLiteral("print a JSON object a line, for programs")};
+                          QStringLiteral("print one JSON object on each line, for programs")};
 };
 
-// Signals end the rehearsal in order, so that its folder goes.
+// Signals quit the event loop, so that the temporary folder is removed.
 const Descriptor &quitEvent() {
   static const Descriptor event = eventDescriptor();
   return event;
 }
 
-// A copy, because the updater may replace it.
+// A copy, because the updater may replace the bundle. Absent when the path is not a bundle's.
 std::optional<std::filesystem::path> copyOfBundle(std::filesystem::path bundle,
                                                   const std::filesystem::path &home) {
   bundle = std::filesystem::absolute(bundle).lexically_normal();
@@ -90,8 +91,9 @@ int run(int argc, char **argv) {
   QCommandLineParser parser;
   parser.setApplicationDescription(QStringLiteral(
       "Takes the updater of a folder through a check as the launcher would, in a home of its own, "
-      "and tells\nline by line what the launcher understands, shows and decides.\nThe exit status "
-      "is 1 when a run ends in a failure, or warns with --strict."));
+      "and prints\nfor each line what the launcher understands, shows and decides.\nThe exit "
+      "status "
+      "is 1 after a failure or, with --strict, after a warning."));
   parser.addOptions({options.region, options.update, options.play, options.bundle, options.timeout,
                      options.strict, options.quiet, options.json});
   const QCommandLineOption help = parser.addHelpOption();

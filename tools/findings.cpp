@@ -15,7 +15,8 @@ namespace {
 using Bar = LineEffect::Bar;
 using Event = LineEffect::Event;
 
-// Letters and digits alone, in lower case: what is left of a text that was not copied exactly.
+// Only the letters and digits, in lower case. Texts that should be equal have the same gist even
+// when they were not copied exactly.
 QString gist(QStringView text) {
   QString result;
   std::copy_if(text.begin(), text.end(), std::back_inserter(result),
@@ -23,7 +24,7 @@ QString gist(QStringView text) {
   return result.toLower();
 }
 
-// A single word, such as "Client ", is too common to be a sign by itself.
+// A beginning of a single word, such as "Client ", is too common; the end must match, too.
 bool resembles(QStringView line, const LineForm &form) {
   const QString lineGist = gist(line);
   return lineGist.contains(gist(form.beginning)) &&
@@ -91,7 +92,7 @@ QString aboutPercentage(QStringView line, double percentage, const RunNotes &bef
 }
 
 struct Token {
-  QStringView before;  // with these around it, a good token makes a good report
+  QStringView before;  // a valid token between `before` and `after` makes a valid report
   QStringView after;
   QStringView wanted;
 };
@@ -139,7 +140,8 @@ QString aboutEffect(std::string_view bytes, const LineEffect &effect, const RunN
   return {};
 }
 
-// --- Rules on whole runs, which give no text where they do not apply -----------------------------
+// --- Rules about whole runs. Each returns an empty text when it finds nothing.
+// --------------------
 
 bool isFailure(const RunNotes &run) {
   const Verdict::Kind kind = judgeRun(run.record, run.status).kind;
@@ -209,10 +211,10 @@ QString errorOfSuccess(const RunNotes &run) {
              : QString();
 }
 
-// Percentages that come together after a silence were printed during it.
+// Percentages that arrive together after a silence were held back in a buffer.
 QString buffered(const RunNotes &run) {
-  constexpr qint64 silence = 1000;
-  constexpr qint64 together = 20;
+  constexpr qint64 silence = 1000;  // milliseconds
+  constexpr qint64 together = 20;   // milliseconds
   constexpr int enough = 3;
   qint64 before = 0;
   for (auto first = run.effects.begin(); first != run.effects.end(); ++first) {
@@ -293,7 +295,7 @@ QStringList findingsAboutLine(std::string_view bytes, const std::optional<LineEf
   QStringList findings;
   if (effect) {
     findings += aboutEffect(bytes, *effect, before);
-  } else if (!before.record.sawGameStart) {  // or it is the game's
+  } else if (!before.record.sawGameStart) {  // later lines are the game's
     findings += aboutUnknown(line, before.record.mode);
   }
   if (line.contains(u'\r')) {

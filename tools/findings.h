@@ -1,5 +1,5 @@
-// The mistakes that are easily made in an updater, each found in the values of a line or of a run,
-// with what to do about it.
+// Rules that find common mistakes of an updater, in a line or in a whole run. Each finding is one
+// line of text that names the mistake and the remedy. Plain functions over values.
 #pragma once
 
 #include <QString>
@@ -19,24 +19,24 @@ struct TimedEffect {
   bool isPercentage;
 };
 
-// One run of an updater, as far as it has come.
+// The notes on one run of an updater, up to now.
 struct RunNotes {
   RunRecord record;
   bool sawClientInstalled = false;
   bool barIsBusy = true;
-  QString download;       // what the last percentage was of, "Downloading client" for instance
-  double percentage = 0;  // not limited to 100
+  QString download;       // the subject of the last percentage, such as "Downloading client"
+  double percentage = 0;  // may exceed 100
   std::vector<TimedEffect> effects;
   QString lastLine;
   int linesOfGame = 0;
-  // When it has ended.
+  // Set after the end.
   int status = 0;
   std::optional<int> fatalSignal{};
   qint64 duration = 0;     // milliseconds
-  QStringList lateLines;   // after the end
-  QStringList leftBehind;  // the names of processes
+  QStringList lateLines;   // printed after the end
+  QStringList leftBehind;  // names of processes that still run
 
-  // Notes down a line, its effect if it has one, and its time in milliseconds since the start.
+  // Records a line, its effect if it has one, and its time in milliseconds since the start.
   void take(std::string_view bytes, const std::optional<LineEffect> &effect, qint64 time);
 };
 
@@ -44,7 +44,7 @@ struct RunNotes {
 QStringList findingsAboutLine(std::string_view bytes, const std::optional<LineEffect> &effect,
                               const RunNotes &before);
 
-// For a line that makes the launcher read the file current.json.
+// For a line that makes the launcher read current.json, with the content of that file.
 QStringList findingsAboutInstalled(QStringView line, const Expected<std::string> &file);
 
 QStringList findingsAboutRun(const RunNotes &run);

@@ -41,8 +41,8 @@ QString inWords(const std::string &program, const std::vector<std::string> &argu
   return all;
 }
 
-// The player's own folders are not for rehearsals. Python's encoding is that of a player whose
-// locale is not UTF-8, so that an updater that relies on the locale is found out.
+// Keeps the updater away from the developer's own folders. The encoding is one that a player's
+// locale may have instead of UTF-8: it exposes an updater that relies on the locale.
 std::vector<std::string> rehearsalEnvironment(const std::filesystem::path &home) {
   std::vector<std::string> environment = ownEnvironment();
   std::erase_if(environment, [](const std::string &entry) {
@@ -221,7 +221,8 @@ void Rehearsal::exited(int status) {
   m_rest.start();
 }
 
-// The launcher does not wait. Here, a process on its way out is no fault yet.
+// The launcher would not wait here. The rehearsal does, so that a process that is about to end is
+// not reported.
 void Rehearsal::waitForTheRest() {
   const std::vector<Child> left = childrenLeft();
   if ((m_pipeIsHeld || !left.empty()) && m_sinceStart.elapsed() < m_run.duration + longestRest) {

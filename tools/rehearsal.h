@@ -1,6 +1,6 @@
-// The launcher's runs of an updater without the launcher's window: from its start to the point
-// where it would wait for the player or end. What the updater leaves behind is killed after each
-// run.
+// A rehearsal: runs of an updater as the launcher would start them, without its window, until the
+// launcher would wait for the player or end. Processes that the updater leaves behind are killed
+// after each run. Main thread.
 #pragma once
 
 #include <QElapsedTimer>
@@ -24,19 +24,19 @@
 namespace tarvex {
 
 struct RehearsalPlan {
-  std::filesystem::path home;       // a folder that the updater may do with as it likes
-  std::filesystem::path resources;  // the updater and the catalogue
+  std::filesystem::path home;       // a folder that the updater may change in any way
+  std::filesystem::path resources;  // holds the updater and the catalogue
   std::optional<QString> region{};
   std::optional<std::filesystem::path> bundle{};  // may be replaced
   bool update = false;                            // as with --continue
   bool play = false;                              // as if Play were pressed
   std::vector<std::string> gameArguments{};
-  std::chrono::seconds silence{};  // the longest that is borne in a run
+  std::chrono::seconds silence{};  // a run without output for this long is broken off
 };
 
 class Rehearsal : public QObject {
  public:
-  // The report must outlive the rehearsal. It is over when the event loop is asked to end.
+  // The report must outlive the rehearsal. At its end, the rehearsal quits the event loop.
   Rehearsal(RehearsalPlan plan, Report &report);
 
   void start();
@@ -61,13 +61,13 @@ class Rehearsal : public QObject {
   RehearsalPlan m_plan;
   Report &m_report;
   const std::vector<std::string> m_environment;
-  QString m_during;  // what the launcher is doing
+  QString m_during;  // the launcher's activity, for warnings and failures
   std::optional<QString> m_version;
   std::optional<QString> m_relaunchedFrom;
   Region m_region;
   bool m_automaticUpdatePending;
   bool m_playAfterCheck;
-  std::optional<CheckOutcome> m_updatedAfter;  // what the check before the update run offered
+  std::optional<CheckOutcome> m_updatedAfter;  // the offer of the check before the update run
   int m_relaunches = 0;
 
   QPointer<ChildProcess> m_child;

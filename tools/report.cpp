@@ -12,11 +12,11 @@ namespace {
 using Bar = LineEffect::Bar;
 using Event = LineEffect::Event;
 
-// %1 stands for the first value.
+// In the patterns, %1 is the first value.
 struct Row {
   const char *name;
   QStringView text;
-  QStringView problem;  // the same, complete without its context
+  QStringView problem;  // for Form::problems; empty: not printed
   std::array<const char *, 3> values;
 };
 

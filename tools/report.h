@@ -1,4 +1,4 @@
-// What a rehearsal tells: one entry after the other on standard output, as text or as JSON.
+// The output of a rehearsal: entries on standard output, as text or as JSON (RFC 8259).
 #pragma once
 
 #include <QString>
@@ -9,7 +9,7 @@
 
 namespace tarvex {
 
-// The values of each are those of its row in report.cpp.
+// The values of each entry are named in its row in report.cpp.
 enum class Entry {
   note,
   region,
@@ -28,8 +28,8 @@ class Report {
  public:
   enum class Form {
     text,
-    problems,  // text, and of it only warnings and failures, each complete without its context
-    json,      // a JSON object a line, with the member "entry" and the names of the values
+    problems,  // text; only warnings and failures, each understandable without the other lines
+    json,      // one JSON object on each line, with the member "entry" and the named values
   };
   explicit Report(Form form) : m_form(form) {}
 
@@ -43,12 +43,12 @@ class Report {
   int m_failures = 0;
 };
 
-// Control characters are shown, and do nothing.
+// The line with its control characters as visible escapes, such as "\x1b".
 QString printable(QStringView line);
 
 QString quoted(QStringView text);
 
-// "status “…”; bar at 37", for instance. A bar that is busy does not go to 100 at the game's start.
+// The effect in words, such as "status “…”; bar at 37". At the game's start, a busy bar stays busy.
 QString describe(const LineEffect &effect, bool barIsBusy);
 
 }  // namespace tarvex

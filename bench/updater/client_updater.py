@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The updater of the measurements. launcher-config.json says what it does:
+"""The updater of the measurements, controlled by launcher-config.json:
 
     client   the check's report on the client; where it is missing, there is nothing to update
     text     the line that an update prints, with its number from 0 to 100 in place of {}
@@ -7,7 +7,7 @@
     log      the log that the last line must have arrived in before the time is taken
     result   the file that then gets the time, in seconds
 
-To play fails, so that the launcher stays.
+A play run fails, so that the launcher stays open.
 """
 
 import json

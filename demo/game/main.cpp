@@ -1,4 +1,4 @@
-// A very small game, so that the launcher has a real program to install, to start and to wait for.
+// A very small game: a real program for the launcher to install, to start and to wait for.
 //
 //   tarvex-game [--seconds N] [--fail] [anything else, which is ignored]
 //
@@ -94,7 +94,7 @@ class FireflyGame final : public QWidget {
     return QStringLiteral("Catch the firefly: %1 of %2").arg(m_caught).arg(firefliesToCatch);
   }
 
-  // To any place at which the whole glow is in view and clear of the line of text.
+  // Jumps to a random place where the glow is within the window and above the line of text.
   void jump() {
     auto *random = QRandomGenerator::global();
     m_firefly = QPointF(random->bounded(glowRadius, width() - glowRadius),
@@ -107,7 +107,7 @@ class FireflyGame final : public QWidget {
   int m_caught = 0;
 };
 
-// As one line, whatever the arguments contain, since the launcher's log is made of lines.
+// Escapes the arguments, so that they are one line in the launcher's log.
 void printArguments(const QStringList &arguments) {
   QStringList quoted;
   for (const QString &argument : arguments) {
@@ -123,7 +123,7 @@ void printArguments(const QStringList &arguments) {
 }  // namespace
 
 int main(int argc, char **argv) {
-  // Taken before QApplication takes those out that are meant for Qt.
+  // Before QApplication, which removes Qt's own options.
   QStringList arguments;
   for (int index = 1; index < argc; ++index) {
     arguments << QString::fromUtf8(argv[index]);
