@@ -84,6 +84,7 @@ bool LauncherController::applicationShouldTerminateAfterLastWindowClosed() {
 }
 
 TerminateReply LauncherController::applicationShouldTerminate() {
+  // While the game runs, the launcher stays to report a crash.
   return run.sawGameStart && runIsAlive() ? TerminateReply::cancel : TerminateReply::now;
 }
 
@@ -144,7 +145,7 @@ void LauncherController::loadRegions() {
     fail(file, QStringLiteral("“defaultRegion” is the id of no region"));
     return;
   }
-  regionPicker.setCurrentIndex(static_cast<int>(*first));
+  regionPicker.setCurrentIndex(static_cast<int>(*first));  // emits no `activated`
   regionChanged();
 }
 
@@ -271,13 +272,14 @@ void LauncherController::showFailure(QStringView message) {
 }
 
 void LauncherController::showFailureAs(QStringView status, QStringView message) {
+  // The reason is in the tooltip, too: the line may be shortened.
   hideProgress();
   statusLabel.setText(status.toString());
   versionLabel.setText(message.toString());
   versionLabel.setToolTip(message.toString());
   setButton(ButtonState::retry);
   regionPicker.setEnabled(true);
-  logButton.setVisible(logHandle.has_value());
+  logButton.setVisible(logHandle.has_value());  // without a log there is nothing to open
   window->linesTellOfFailure();
   failureBeforeHiding = {status.toString(), message.toString()};
   requestAttention(*failureBeforeHiding);

@@ -53,6 +53,7 @@ void LauncherController::startUpdater(Mode requested) {
       return;
     }
   }
+  // Without both, the updater must leave the launcher alone.
   const auto ownBundle = launcherBundleURL();
   const auto ownVersion = launcherVersion();
   if (ownBundle && ownVersion) {
@@ -132,7 +133,7 @@ void LauncherController::handleOutputLine(std::string_view line) {
   if (effect->event == LineEffect::Event::gameStarted && !run.sawGameStart) {
     gameDidStart();
   }
-  run.apply(*effect);
+  run.apply(*effect);  // last: a repeated start of the game must be recognised above
 }
 
 void LauncherController::applyBar(const LineEffect &effect) {

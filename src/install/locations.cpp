@@ -5,6 +5,7 @@
 
 namespace tarvex {
 
+// The same path on every operating system: updaters rely on it.
 std::filesystem::path supportFolder(const std::filesystem::path &home) {
   return home / "Library/Application Support/Tarvex";
 }

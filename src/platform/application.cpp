@@ -63,14 +63,15 @@ Application::Application(int &argumentCount, char **arguments)
     : QApplication(argumentCount, arguments), m_quitSignal(eventDescriptor()) {
   setOrganizationName(QStringLiteral("Tarvex"));
   setApplicationName(QStringLiteral("tarvex-launcher"));
-  setDesktopFileName(QStringLiteral("com.tarvex.launcher"));
-  setQuitOnLastWindowClosed(false);  // the delegate decides
+  setDesktopFileName(QStringLiteral("com.tarvex.launcher"));  // gives windows their desktop entry
+  setQuitOnLastWindowClosed(false);                           // the delegate decides
   connect(this, &QGuiApplication::lastWindowClosed, this, [this] {
     if (m_delegate->applicationShouldTerminateAfterLastWindowClosed()) {
       terminate();
     }
   });
   connect(this, &QGuiApplication::commitDataRequest, this, [this](QSessionManager &session) {
+    // The session manager permits a cancel only together with interaction (XSMP).
     if (m_delegate->applicationShouldTerminate() == TerminateReply::cancel &&
         session.allowsInteraction()) {
       session.cancel();
@@ -123,13 +124,14 @@ int Application::run() {
 void Application::terminate() {
   if (m_delegate->applicationShouldTerminate() == TerminateReply::now) {
     if (m_instance != nullptr) {
-      m_instance->stopServing();
+      m_instance->stopServing();  // a second start must not rely on a window that is going away
     }
     exit(0);
   }
 }
 
 void Application::willTerminate() {
+  // Once: after run() has returned, the exit handler may call this again.
   if (ApplicationDelegate *delegate = std::exchange(m_delegate, nullptr)) {
     delegate->applicationWillTerminate();
   }

@@ -106,6 +106,7 @@ void removeInBackground(const std::filesystem::path &path) {
   const auto job = [path] {
     constexpr int lowestPriority = 19;  // nice value; on Linux a thread has its own
     ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), lowestPriority);
+    // Another program may still write to the tree.
     constexpr int attempts = 5;
     constexpr std::chrono::milliseconds pause{200};
     for (int attempt = 1; attempt <= attempts && !removeTree(path.c_str()); ++attempt) {

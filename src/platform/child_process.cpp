@@ -123,6 +123,7 @@ void ChildProcess::watch() {
   constexpr int untilAskedAgain = 100;  // milliseconds; nothing signals that a tracer lets go
   m_launched.acquire();
   for (Child child = Child::runs; m_pipe || child != Child::reaped;) {
+    // poll ignores negative descriptors: an ended child, a closed pipe.
     std::array<pollfd, 3> polled{{{m_wake.get(), POLLIN, 0},
                                   {child == Child::runs ? m_child.get() : -1, POLLIN, 0},
                                   {m_pipe.get(), POLLIN, 0}}};

@@ -68,6 +68,7 @@ bool createPrivateFile(const std::filesystem::path &path) {
 
 bool replaceByPrivateFile(const std::filesystem::path &path,
                           const std::function<bool(const std::filesystem::path &)> &fill) {
+  // In the same folder: rename is atomic only within a file system.
   std::string temporary = path.string() + ".XXXXXX";
   const Descriptor file(::mkostemp(temporary.data(), O_CLOEXEC));  // with mode 0600
   if (!file) {

@@ -164,9 +164,11 @@ uint64_t SingleInstance::microsecondsLeft() const {
 }
 
 int SingleInstance::lineUp() {
+  // The name can be replaced, so that a later launcher can take it from one that hangs.
   sd_bus_set_method_call_timeout(m_bus.get(), microsecondsLeft());
   const int result = sd_bus_request_name(m_bus.get(), m_name.c_str(),
                                          SD_BUS_NAME_QUEUE | SD_BUS_NAME_ALLOW_REPLACEMENT);
+  // Positive: the owner now; EALREADY: the owner before; 0: in the queue.
   m_isFirst = result > 0 || result == -EALREADY;
   return m_isFirst ? 0 : result;
 }
@@ -193,7 +195,7 @@ void SingleInstance::readWhatCame() {
 
 int SingleInstance::onCall(sd_bus_message *call, void *self, sd_bus_error * /*error*/) {
   if (sd_bus_message_is_method_call(call, interface, activate) <= 0) {
-    return 0;
+    return 0;  // sd-bus answers with an error
   }
   auto &instance = *static_cast<SingleInstance *>(self);
   StartupTokens tokens;

@@ -134,6 +134,7 @@ class TextViewer : public QObject {
     const QString noParentWindow;
     call.setArguments({noParentWindow, QVariant::fromValue(QDBusUnixFileDescriptor(file.get())),
                        QVariantMap{{QStringLiteral("handle_token"), token}}});
+    // The portal may have to be started first.
     constexpr std::chrono::milliseconds patience = std::chrono::seconds(10);
     auto *const watcher =
         new QDBusPendingCallWatcher(bus.asyncCall(call, static_cast<int>(patience.count())), this);

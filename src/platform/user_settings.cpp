@@ -66,6 +66,7 @@ void setUserSetting(const QString &key, const QString &text) {
     QSettings settings = settingsIn(copy);
     settings.setValue(key, text);
     settings.sync();
+    // A format error is one of the old content, which is replaced now.
     return settings.status() != QSettings::AccessError;
   });
 }

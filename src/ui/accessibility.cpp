@@ -34,6 +34,7 @@ class AccessibleText : public QAccessibleWidget, public QAccessibleTextInterface
                                               : QAccessibleWidget::interface_cast(type);
   }
   QString text(QAccessible::Text type) const override {
+    // A label without a given name is named by its text.
     const QString given = forTheBus(QAccessibleWidget::text(type));
     return type == QAccessible::Value || (type == QAccessible::Name && given.isEmpty()) ? content()
                                                                                         : given;
@@ -163,7 +164,7 @@ class AccessibleNotice final : public QAccessibleObject {
   explicit AccessibleNotice(Notice &notice) : QAccessibleObject(&notice), m_notice(notice) {}
 
   QAccessible::Role role() const override { return QAccessible::Notification; }
-  QAccessible::State state() const override { return {}; }
+  QAccessible::State state() const override { return {}; }  // visible, though it has no place
   QString text(QAccessible::Text type) const override {
     return type == QAccessible::Name ? forTheBus(m_notice.words()) : QString();
   }

@@ -20,6 +20,7 @@ void Announcements::note(const ShownLines &lines, Clock::time_point now) {
   }
   m_tellsOfFailure = isFailure;
 
+  // A flood: `most` changes came within the span before this one.
   while (!m_changes.empty() && now - m_changes.front() >= span) {
     m_changes.pop_front();
   }

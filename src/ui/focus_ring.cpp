@@ -16,7 +16,7 @@ constexpr double cornerRadius = 11;
 }  // namespace
 
 FocusRing::FocusRing(QWidget *parent) : QWidget(parent) {
-  setAttribute(Qt::WA_TransparentForMouseEvents);
+  setAttribute(Qt::WA_TransparentForMouseEvents);  // clicks go to the control below
   hide();
   for (QWidget *const control :
        parent->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
@@ -42,6 +42,7 @@ bool FocusRing::eventFilter(QObject *watched, QEvent *event) {
 }
 
 void FocusRing::follow() {
+  // Qt sets WA_KeyboardFocusChange when a key has moved the focus.
   const QWidget *const control = window()->focusWidget();
   const bool shows = control != nullptr && control->hasFocus() &&
                      control->parentWidget() == parentWidget() &&

@@ -51,7 +51,7 @@ std::optional<QString> brokenIntoLines(const QString &text, const QFont &font, i
       return std::nullopt;
     }
     const QString part = text.sliced(line.textStart(), line.textLength());
-    lines.append(maximumLines > 1 ? part.trimmed() : part);
+    lines.append(maximumLines > 1 ? part.trimmed() : part);  // no spaces where a line breaks
   }
   return lines.join(u'\n');
 }

@@ -118,6 +118,7 @@ QRectF placed(std::span<const Constraint> rows, const PerControl<QRectF> &frames
     }
     at(row.anchor) = position;
   }
+  // The width first: the intrinsic height of a text depends on it.
   if (at(Anchor::leading) && at(Anchor::trailing)) {
     at(Anchor::width) = *at(Anchor::trailing) - *at(Anchor::leading);
   }

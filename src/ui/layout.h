@@ -11,7 +11,8 @@
 
 namespace tarvex {
 
-// In stacking order, the lowest first.
+// In stacking order, the lowest first. The footer stays the last value, because controlCount needs
+// that.
 enum class Control : std::size_t {
   title,
   subtitle,

@@ -16,7 +16,7 @@ constexpr int margin = 2;
 }  // namespace
 
 LogButton::LogButton(const QString &title, QWidget *parent) : QPushButton(title, parent) {
-  setAttribute(Qt::WA_Hover);
+  setAttribute(Qt::WA_Hover);  // repaints when the pointer enters or leaves
 }
 
 QSize LogButton::sizeHint() const {

@@ -92,6 +92,7 @@ constexpr int footerMargin = 24;  // device-independent pixels, on each side
 }  // namespace
 
 MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, WindowDelegate &delegate)
+    // Every button of a title bar except the one to maximise.
     : QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                            Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
                            Qt::WindowCloseButtonHint | Qt::MSWindowsFixedSizeDialogHint),
@@ -118,7 +119,7 @@ MainWindow::MainWindow(const WindowControls &controls, MainMenu &mainMenu, Windo
   }
   addActions(mainMenu.submenu().actions());  // their shortcuts work without a menu bar
   m_column.resize(contentSize);
-  m_column.installEventFilter(this);
+  m_column.installEventFilter(this);  // gets a LayoutRequest when a control wants another size
 
   for (Label *const label : std::initializer_list<Label *>{&m_title, &m_subtitle, &controls.status,
                                                            &controls.version, &controls.footer}) {
@@ -195,6 +196,7 @@ bool MainWindow::focusNextPrevChild(bool next) {
   if (focused == nullptr || (focused->isEnabled() && focused->isVisible())) {
     return QWidget::focusNextPrevChild(next);
   }
+  // A hidden control may never come back.
   m_focusToReturn = focused->isVisible() ? focused : &m_playButton;
   focused->clearFocus();
   return true;
@@ -228,7 +230,7 @@ void MainWindow::contextMenuEvent(QContextMenuEvent *event) {
 }
 
 bool MainWindow::eventFilter(QObject *watched, QEvent *event) {
-  if (event->type() == QEvent::LayoutRequest) {  // a control wants another size
+  if (event->type() == QEvent::LayoutRequest) {
     placeControls();
   }
   if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::EnabledChange) {

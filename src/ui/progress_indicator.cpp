@@ -70,6 +70,7 @@ void ProgressIndicator::tell() {
 void ProgressIndicator::tellValue(bool isFirst) {
   const Clock::time_point now = Clock::now();
   const bool hasValue = isVisible() && !m_state.indeterminate;
+  // Steps count from the minimum again after each indeterminate phase.
   if (isFirst || !hasValue) {
     m_toldValue = minimum;
     m_toldAt = now;

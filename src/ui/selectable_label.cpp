@@ -84,7 +84,7 @@ void SelectableLabel::contextMenuEvent(QContextMenuEvent *event) {
   auto *const menu = new QMenu(this);
   menu->setAttribute(Qt::WA_DeleteOnClose);
   menu->addAction(QStringLiteral("Copy"), QKeySequence::Copy, this, &SelectableLabel::copy);
-  menu->popup(event->globalPos());
+  menu->popup(event->globalPos());  // exec would run a nested event loop
 }
 
 // Tab selects all, as in a line edit. A screen reader then says the text.
@@ -164,7 +164,7 @@ void SelectableLabel::paintEvent(QPaintEvent *event) {
 }
 
 void SelectableLabel::shownTextChanged() {
-  select(0, 0);
+  select(0, 0);  // the old indices mean nothing in another text
 }
 
 QList<QTextLayout::FormatRange> SelectableLabel::selections() const {

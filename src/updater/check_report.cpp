@@ -37,7 +37,7 @@ bool isNoLauncherOffer(QStringView value) {
 }  // namespace
 
 std::optional<CheckOutcome> parseCheck(QStringView line) {
-  QList<QStringView> tokens = line.split(u' ', Qt::SkipEmptyParts);
+  QList<QStringView> tokens = line.split(u' ', Qt::SkipEmptyParts);  // several spaces count as one
   if (tokens.size() == 4) {
     const std::optional<QStringView> world = valueOf(tokens.back(), u"world=");
     if (world && *world != u"unknown" && !hasForm(*world, worldVersionForm)) {

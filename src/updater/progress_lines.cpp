@@ -105,6 +105,7 @@ std::optional<LineEffect> interpretLine(std::string_view line, Mode mode,
   if (form == std::end(forms)) {
     return std::nullopt;
   }
+  // Everywhere, not only at the beginning: an error that quotes an error line repeats it.
   const auto withBeginningAs = [&](QStringView replacement) {
     return replacedEverywhere(decodedUtf8(line), decodedUtf8(form->beginning), replacement);
   };

@@ -8,7 +8,7 @@ std::vector<std::string> relaunchArguments(const Relaunch &relaunch) {
   if (relaunch.regionId) {
     add("--region", relaunch.regionId->toStdString());
   }
-  add("--continue");
+  add("--continue");  // the client's update goes on without a click
   if (relaunch.launcherVersion) {
     add("--relaunched-from", relaunch.launcherVersion->toStdString());
   }
