@@ -35,7 +35,7 @@ Expected<QString> bundleVersion(const Bundle &bundle) {
   const QString version =
       found != bundle.information.end() ? decodedUtf8(found->second) : QString();
   if (!hasForm(version, launcherVersionForm)) {
-    return Unexpected{QStringLiteral("CFBundleVersion must be there, and 16 of 0-9 and a-f")};
+    return Unexpected{QStringLiteral("CFBundleVersion is missing, or not 16 of 0-9 and a-f")};
   }
   return version;
 }

@@ -26,7 +26,7 @@ Expected<Region> parseRegion(const Json &entry) {
   const auto id = stringMember(entry, "id");
   const auto name = stringMember(entry, "name");
   if (!id || !name) {
-    return Unexpected{QStringLiteral("“id” and “name” must be there, and texts")};
+    return Unexpected{QStringLiteral("“id” or “name” is missing, or not a text")};
   }
   if (!hasForm(*id, regionIdForm)) {
     return Unexpected{
@@ -45,15 +45,15 @@ Expected<Regions> parseRegions(std::string_view json) {
   }
   const auto schema = object->find("schemaVersion");
   if (schema == object->end() || !isKnownSchema(*schema)) {
-    return Unexpected{QStringLiteral("“schemaVersion” must be there, and 2 or 3")};
+    return Unexpected{QStringLiteral("“schemaVersion” is missing, or not 2 or 3")};
   }
   const auto defaultRegion = stringMember(*object, "defaultRegion");
   if (!defaultRegion) {
-    return Unexpected{QStringLiteral("“defaultRegion” must be there, and a text")};
+    return Unexpected{QStringLiteral("“defaultRegion” is missing, or not a text")};
   }
   const auto list = object->find("regions");
   if (list == object->end() || !list->is_array() || list->empty()) {
-    return Unexpected{QStringLiteral("“regions” must be there, and a list with a region")};
+    return Unexpected{QStringLiteral("“regions” is missing, or not a list with a region")};
   }
   Regions catalogue{*defaultRegion, {}};
   QSet<QString> ids;

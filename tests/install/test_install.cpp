@@ -91,12 +91,12 @@ class TestInstall : public QObject {
         "invalid "
         "literal; last read: '{<U+000A> ''; expected string literal");
     row("[]", "not a JSON object");
-    row("{}", "“schemaVersion” must be there, and 2 or 3");
-    row(R"({"schemaVersion":2})", "“defaultRegion” must be there, and a text");
+    row("{}", "“schemaVersion” is missing, or not 2 or 3");
+    row(R"({"schemaVersion":2})", "“defaultRegion” is missing, or not a text");
     row(R"({"schemaVersion":2,"defaultRegion":"a","regions":[]})",
-        "“regions” must be there, and a list with a region");
+        "“regions” is missing, or not a list with a region");
     row(R"({"schemaVersion":2,"defaultRegion":"a","regions":[{"id":"a","name":"A"},{"id":"b"}]})",
-        "region 2: “id” and “name” must be there, and texts");
+        "region 2: “id” or “name” is missing, or not a text");
     row(R"({"schemaVersion":2,"defaultRegion":"a","regions":[{"id":"A\n\u009b","name":"A"}]})",
         "region 1: the id \"A\\n\\u009b\" is not a lower-case letter and up to 31 lower-case "
         "letters, "

@@ -135,7 +135,7 @@ class CheckUpdaterTest(unittest.TestCase):
         self.assertTrue(lines[0].endswith("client_updater.py: No such file or directory"), lines)
         (self.folder / "launcher-config.json").write_text(CATALOGUE.replace("3", "4"))
         status, lines = self.check("--quiet", self.folder)
-        self.assertTrue(lines[0].endswith("“schemaVersion” must be there, and 2 or 3"), lines)
+        self.assertTrue(lines[0].endswith("“schemaVersion” is missing, or not 2 or 3"), lines)
 
     def test_json_output_has_one_object_on_each_line(self):
         self.write_updater({**GOOD, "check": OFFER + "; print('Tarvex launcher error: \"')"})
