@@ -44,7 +44,7 @@ class LauncherTest(unittest.TestCase):
     def children(self):
         calls = self.resources / "calls.jsonl"
         *lines, _ = calls.read_text(encoding="utf-8").split("\n") if calls.exists() else [""]
-        return [json.loads(line) for line in lines]  # the last one may be on its way
+        return [json.loads(line) for line in lines]  # the last line may be incomplete
 
     def assert_ended(self, launcher, status=0):
         self.assertEqual(launcher.process.wait(timeout=30), status)

@@ -179,7 +179,7 @@ class EndTest(LauncherTest):
         launcher.wait_for(button="Play")
         launcher.press("Return")
         launcher.wait_for(status="Launching Aurora Reach…")
-        run("xdotool", "key", "alt+F4")  # at once: the window hides by itself soon, and loses the focus
+        run("xdotool", "key", "alt+F4")  # without waiting for the focus: the window hides soon
         wait_until(lambda: launcher.window() is None, "the window to hide")
         launcher.process.send_signal(signal.SIGTERM)
         self.assertTrue(Path(f"/proc/{self.children()[-1]['pid']}").exists())

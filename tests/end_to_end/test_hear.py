@@ -68,7 +68,7 @@ class HearTest(LauncherTest):
     def launch_and_check(self, result, *expected, **steps):
         self.plan(check=[["wait for", "checked"], *result], **steps)
         launcher = self.launch()
-        # Orca takes the window of the next launcher for this one, unless this one says goodbye.
+        # End it with SIGTERM: after a SIGKILL, Orca takes the next launcher's window for this one.
         self.addCleanup(launcher.process.wait, 30)
         self.addCleanup(launcher.process.terminate)
         self.wait_to_hear("Tarvex frame.", self.CHECKING)
