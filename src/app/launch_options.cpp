@@ -48,6 +48,7 @@ LaunchOptions LaunchOptions::parse(const std::vector<std::string> &arguments) {
         ++index;  // the next argument is the value, even if it looks like an option
         if (index < arguments.size()) {
           const QString value = decodedUtf8(arguments[index]);
+          // An invalid value leaves an earlier valid one.
           if (hasForm(value, option.form)) {
             options.*option.field = value;
           }

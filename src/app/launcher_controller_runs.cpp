@@ -89,6 +89,7 @@ void LauncherController::showWorking(const Region &region) {
 ChildProcess *LauncherController::launchUpdater(const Program &program) {
   // A process that the updater left behind may write to the pipe after the end of the run. Its
   // lines go to the log, but they have no effect on a later run.
+  // The assembler is shared by two handlers, and the next run has its own.
   const auto late = std::make_shared<LineAssembler>();
   const auto log = [this](const OutputLine &line) { appendLog(line.entry); };
   std::error_code error;

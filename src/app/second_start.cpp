@@ -10,6 +10,7 @@ SecondStart onSecondStart(bool windowIsVisible, bool runIsAlive) {
   if (windowIsVisible) {
     return SecondStart::comeForward;
   }
+  // Hidden without a run: nothing would ever show the window again.
   return runIsAlive ? SecondStart::leaveAlone : SecondStart::makeWay;
 }
 

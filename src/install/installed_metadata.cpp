@@ -18,6 +18,7 @@ Expected<InstalledMetadata> parseInstalledMetadata(std::string_view json) {
     return Unexpected{QStringLiteral("“releaseId” and “sourceRevision” are not both texts")};
   }
   InstalledMetadata installed{*release, *revision, stringMember(*object, "worldVersion")};
+  // A bad world version does not make the rest invalid.
   if (installed.world && !hasForm(*installed.world, worldVersionForm)) {
     installed.world.reset();
   }

@@ -8,6 +8,7 @@ Expected<Json> parseObject(std::string_view text) {
   if (text.find('\0') != std::string_view::npos) {  // the parser would take it for the end
     return Unexpected{QStringLiteral("not JSON: it has a NUL byte")};
   }
+  // The library describes an error only in an exception.
   try {
     Json value = Json::parse(text);
     if (value.is_object()) {

@@ -157,6 +157,7 @@ std::vector<std::string> commandOf(const std::string &id, const std::filesystem:
     return unescaped(valueOf(entry, "Desktop Entry", key));
   };
   const std::string needed = value("TryExec");
+  // Hidden means deleted. TryExec names a program without which the entry is not valid.
   const bool isUsable = value("Hidden") != "true" && value("Terminal") != "true" &&
                         !value("Exec").empty() && (needed.empty() || !programAt(needed).empty());
   if (!isUsable) {

@@ -86,6 +86,7 @@ class ShownNotification : public QObject {
     const QString body = readsMarkup ? m_notification.body.toHtmlEscaped() : m_notification.body;
     call(QStringLiteral("Notify"),
          {QStringLiteral("Tarvex Launcher"), 0U, QStringLiteral("com.tarvex.launcher"),
+          // An action is a key and a title.
           m_notification.summary, body, QStringList{chosenKey, m_notification.action},
           QVariantMap{{QStringLiteral("urgency"), QVariant::fromValue(urgent)},
                       {QStringLiteral("desktop-entry"), QStringLiteral("com.tarvex.launcher")}},

@@ -55,7 +55,7 @@ void OutputQueue::handToMain(Item item) {
 
 void OutputQueue::close() {
   m_closed = true;
-  m_free.release();
+  m_free.release();  // wakes a waiting reader, which then sees m_closed
 }
 
 void OutputQueue::work() {

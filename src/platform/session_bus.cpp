@@ -19,6 +19,7 @@ bool hasSessionBus() {
   if (const char *const address = std::getenv(addressVariable)) {
     return std::string_view(address) != noAddress;
   }
+  // Without an address, libraries use this socket (sd-bus and libdbus).
   const char *const runtime = std::getenv("XDG_RUNTIME_DIR");
   return runtime != nullptr && ::access((std::string(runtime) + "/bus").c_str(), R_OK) == 0;
 }

@@ -194,7 +194,7 @@ QAccessibleInterface *interfaceOf(const QString & /*className*/, QObject *object
     return new AccessibleProgress(*progress);
   }
   if (auto *const window = dynamic_cast<MainWindow *>(object)) {
-    return new QAccessibleWidget(window, QAccessible::Window);
+    return new QAccessibleWidget(window, QAccessible::Window);  // AT-SPI's "frame" has a title
   }
   if (auto *const notice = dynamic_cast<Notice *>(object)) {
     return new AccessibleNotice(*notice);

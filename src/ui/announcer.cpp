@@ -41,6 +41,7 @@ void Announcer::announce() {
   if (const auto words = m_announcements.take(now)) {
     m_notices[m_next++ % m_notices.size()]->show(*words);
   }
+  // Rounded up: a timer that is early would find nothing due.
   if (const auto due = m_announcements.due()) {
     m_calm.start(std::chrono::ceil<std::chrono::milliseconds>(*due - now));
   }

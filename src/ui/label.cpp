@@ -75,6 +75,7 @@ Qt::LayoutDirection directionOf(const QString &text) {
 
 QString fittedText(const QString &text, const QFont &font, int width, int maximumLines,
                    Shortened shortened) {
+  // A text this long cannot fit, so it is not measured whole.
   const bool isLong = text.size() > 2 * longestShown;
   if (!isLong) {
     if (const auto whole = brokenIntoLines(onOneLine(text), font, width, maximumLines)) {

@@ -43,7 +43,7 @@ int moved(const QString &text, int from, const CursorKey &key) {
   if (key.move == Move::line) {
     return key.forward ? static_cast<int>(text.size()) : 0;
   }
-  const QTextLayout layout(text);
+  const QTextLayout layout(text);  // knows the boundaries of characters (UAX #29) and words
   const auto mode = key.move == Move::word ? QTextLayout::SkipWords : QTextLayout::SkipCharacters;
   return key.forward ? layout.nextCursorPosition(from, mode)
                      : layout.previousCursorPosition(from, mode);

@@ -25,7 +25,7 @@ class TitleButton : public QAbstractButton {
   TitleButton(QWidget *bar, const QString &name, const QPainterPath &symbol)
       : QAbstractButton(bar), m_symbol(symbol) {
     setAccessibleName(name);
-    setFocusPolicy(Qt::NoFocus);
+    setFocusPolicy(Qt::NoFocus);  // like the buttons of a desktop's title bar
     setAttribute(Qt::WA_Hover);
     resize(TitleBar::barHeight, TitleBar::barHeight);
   }

@@ -180,7 +180,8 @@ double percentageOf(std::string_view line) {
 
 QString wholeNumber(double number) {
   constexpr qint64 largest = std::numeric_limits<qint64>::max();
-  constexpr double beyondLargest = 9223372036854775808.0;  // 2 to the power of 63
+  // 2 to the power of 63. A double cannot represent `largest` itself.
+  constexpr double beyondLargest = 9223372036854775808.0;
   return QString::number(number < beyondLargest ? static_cast<qint64>(number) : largest);
 }
 

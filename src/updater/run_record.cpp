@@ -8,7 +8,7 @@ void RunRecord::apply(const LineEffect &effect) {
     case LineEffect::Event::clientInstalled:
       break;
     case LineEffect::Event::checkReport:
-      checkOutcome = effect.checkOutcome;
+      checkOutcome = effect.checkOutcome;  // an invalid report clears an earlier valid one
       break;
     case LineEffect::Event::error:
       lastErrorDetail = effect.errorDetail;
