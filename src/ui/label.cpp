@@ -5,6 +5,7 @@
 #include <QTextLayout>
 #include <QToolTip>
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <numeric>
 #include <optional>
@@ -114,9 +115,11 @@ LineBox lineBox(const QFont &font) {
 }
 
 Label::Label(const QString &text, QWidget *parent)
-    : QWidget(parent), m_text(text), m_told(text), m_turnEnd([this] { tell(); }) {
+    : QWidget(parent), m_text(text), m_announced(text), m_turnEnd([this] { tell(); }) {
   setContentsMargins(roomAroundTheFrame, roomAroundTheFrame, roomAroundTheFrame,
                      roomAroundTheFrame);
+  m_pause.setSingleShot(true);
+  m_pause.callOnTimeout(this, &Label::announce);
 }
 
 void Label::setText(const QString &text) {
@@ -127,12 +130,26 @@ void Label::setText(const QString &text) {
 }
 
 void Label::tell() {
-  if (m_text != m_told) {
-    const QString before = std::exchange(m_told, m_text);
-    refit();
-    updateGeometry();
-    announceText(*this, before);
+  refit();
+  updateGeometry();
+  announce();
+}
+
+// A screen reader that falls behind drops events, among them the notification that ends a flood.
+void Label::announce() {
+  if (m_text == m_announced) {
+    return;
   }
+  constexpr std::chrono::seconds span{1};
+  const auto now = std::chrono::steady_clock::now();
+  const auto allowed = m_announcements[m_oldest] + span;
+  if (now < allowed) {
+    m_pause.start(std::chrono::ceil<std::chrono::milliseconds>(allowed - now));
+    return;
+  }
+  announceText(*this, std::exchange(m_announced, m_text));
+  m_announcements[m_oldest] = now;
+  m_oldest = (m_oldest + 1) % m_announcements.size();
 }
 
 void Label::setAlignment(Qt::Alignment horizontal) {

@@ -5,7 +5,11 @@
 
 #include <QList>
 #include <QTextLayout>
+#include <QTimer>
 #include <QWidget>
+#include <array>
+#include <chrono>
+#include <cstddef>
 
 #include "platform/turn_end.h"
 
@@ -36,8 +40,8 @@ class Label : public QWidget {
  public:
   explicit Label(const QString &text = {}, QWidget *parent = nullptr);
 
-  // The whole text. The picture and assistive technology follow a change once, when the turn of the
-  // event loop ends.
+  // The whole text. The picture follows a change once, when the turn of the event loop ends.
+  // Assistive technology is told then, too, but at most ten times in a second.
   const QString &text() const { return m_text; }
   void setText(const QString &text);
 
@@ -71,9 +75,13 @@ class Label : public QWidget {
   QString fitted(int width) const;
   void refit();
   void tell();
+  void announce();
 
   QString m_text;
-  QString m_told;  // the text that was last announced to assistive technology
+  QString m_announced;  // the text that was last announced to assistive technology
+  std::array<std::chrono::steady_clock::time_point, 10> m_announcements{};
+  std::size_t m_oldest = 0;  // of these
+  QTimer m_pause;            // until the next announcement is allowed
   QString m_shown;
   int m_maximumLines = 1;
   Shortened m_shortened = Shortened::atEnd;
