@@ -1,6 +1,6 @@
 // Tells the thread sanitizer about calls between threads through Qt: everything before the call
-// happens before its arrival. The sanitizer cannot see that, because Qt is not instrumented and does
-// not lock through the C library. Builds with the sanitizer replace Qt's function by this one.
+// happens before its arrival. The sanitizer cannot see that, because Qt is not instrumented and
+// does not lock through the C library. Builds with the sanitizer replace Qt's function by this one.
 // Suppressing the false reports instead would also hide real races.
 #include <dlfcn.h>
 #include <sanitizer/tsan_interface.h>
