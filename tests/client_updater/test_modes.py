@@ -213,6 +213,17 @@ class LauncherTest(UpdaterTest):
                     self.assertEqual(len(list(self.bundle.parent.iterdir())), 2)
                     self.assertEqual((self.bundle / "Contents").stat().st_mode & 0o777, 0o755)
 
+    def test_sealed_files_of_another_one_are_not_taken_for_its_own(self):
+        self.make_bundle(self.bundle, OLD)
+        for version in NEW, "c" * 16:
+            self.offer(version)
+            self.assert_updates(*self.launcher)
+            self.assertEqual(self.version_of(self.bundle), version)
+        shutil.copytree(self.bundle, self.bundle.with_name("Tarvex.app.new") / "files")
+        self.offer("d" * 16)
+        self.assert_updates(*self.launcher)
+        self.assertEqual(self.version_of(self.bundle), "d" * 16)
+
     def test_that_cannot_work_is_refused_and_the_old_one_stays(self):
         for name in ("Info.plist", "Linux/launcher", "Resources/client_updater.py"):
             with self.subTest(name):
