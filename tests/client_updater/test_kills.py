@@ -1,99 +1,87 @@
-"""The updater is killed before each step in which it changes something on the disk, and in the middle of
-each write; then the next run has to end well. The steps are found by watching the interpreter."""
+"""The updater and publishing are killed before each system call that changes something on the disk; then
+the next run has to end well. strace finds these calls, and kills."""
 
-import builtins
-import io
+import collections
 import os
+import re
 import shutil
 import signal
-import sys
+import subprocess
 import unittest
 
-from updater_test import FIRST, NEW, OLD, SECOND, UpdaterTest
+from updater_test import FIRST, NEW, OLD, REGION, SECOND, UPDATER, UpdaterTest
 
-CHANGES = {"os.chmod", "os.link", "os.mkdir", "os.remove", "os.rename", "os.rmdir", "os.truncate",
-           "os.utime", "ctypes.dlsym"}  # the last one for what comes without Python: syncfs, renameat2
+CHANGES = ("openat,write,pwrite64,writev,sendfile,copy_file_range,ftruncate,fallocate,?rename,?renameat,"
+           "renameat2,?link,linkat,?symlink,symlinkat,?unlink,unlinkat,?mkdir,mkdirat,?rmdir,?chmod,fchmod,"
+           "fchmodat,?chown,fchown,fchownat,utimensat,fsync,fdatasync,sync,syncfs")
+CHANGES_NOTHING = re.compile(r"openat\((?!.*O_CREAT)|write\([12],|.* = -1 E")
+# With one thread all calls have one order, so that strace can count them.
+ONE_THREAD = """
+import runpy, sys, threading
 
+class Thread:
+    ident = is_alive = lambda self: False
+    def __init__(self, target, **_): self.start = target
+    def join(self, _): pass
 
-class Steps:
-    """Kills this process before a certain step of all that change something."""
-
-    def __init__(self, last):
-        self.left = last
-        sys.addaudithook(lambda event, _: event in CHANGES and self.step())
-        sync, self.open = os.fsync, builtins.open
-        os.fsync = lambda file: (self.step(), sync(file))
-        builtins.open = self.watched
-
-    def step(self):
-        self.left -= 1
-        if self.left == 0:
-            os.kill(os.getpid(), signal.SIGKILL)
-
-    def watched(self, path, mode="r", *words, **options):
-        if not set(mode) & set("wa+"):
-            return self.open(path, mode, *words, **options)
-        steps = self
-
-        class File(io.FileIO):
-            def write(self, content):
-                steps.step()
-                written = super().write(content[: len(content) // 2])
-                steps.step()
-                return written + super().write(content[written:])
-
-        file = File(path, mode.replace("b", ""))
-        self.step()  # with a file that is empty
-        return (io.BufferedRandom if "+" in mode else io.BufferedWriter)(file)
+threading.Thread = Thread
+del sys.argv[0]
+runpy.run_path(sys.argv[0], run_name="__main__")
+"""
 
 
 class KillTest(UpdaterTest):
-    def killed_at_each_step(self, words, restore, after_kill, after_all):
-        """Restores, kills at a step, and goes on: for each step until there are no more."""
-        found, last = [], 0
-        while True:
-            last += 1
-            restore()
-            status, lines = self.run_updater(*words, before=lambda: Steps(last))
-            if status == 0:
-                break
-            self.assertEqual(status, -signal.SIGKILL, lines)
-            with self.subTest(step=last, lines=lines):
-                found.append(after_kill())
-                status, lines = self.run_updater(*words)
-                self.assertEqual(status, 0, lines)
-                after_all()
-        self.assertGreater(last, 15)
-        return found
+    def traced(self, option, program, *words):
+        run = subprocess.run(
+            ["strace", "-f", "--seccomp-bpf", "-o", "calls", "-e", option, "/usr/bin/python3", "-Bc",
+             ONE_THREAD, UPDATER / program, *words], cwd=self.root, capture_output=True,
+            env={"HOME": self.home, "PATH": os.environ["PATH"], "PYTHONHASHSEED": "0", "PYTHONPATH": UPDATER})
+        return run.returncode, run.stdout + run.stderr
+
+    def kills(self, restore, *command):
+        """Restores and kills, before each call that changes something. Gives the call each time."""
+        restore()
+        status, output = self.traced("trace=" + CHANGES, *command)
+        self.assertEqual(status, 0, output)
+        counts = collections.Counter()
+        for line in (self.root / "calls").read_text().splitlines():
+            _, call = line.split(maxsplit=1)
+            name = call.partition("(")[0]
+            counts[name] += 1
+            if "(" in call and not CHANGES_NOTHING.match(call):
+                restore()
+                kill = f"inject={name}:signal=KILL:when={counts[name]}"
+                status, output = self.traced(kill, *command)
+                self.assertEqual(status, -signal.SIGKILL, f"{kill} {output}")
+                yield call
+        self.assertGreater(counts["rename"] + counts["renameat2"], 1)
 
     def test_client(self):
-        def restore():
-            shutil.rmtree(self.home, ignore_errors=True)
-            if before:
-                shutil.copytree(before, self.home)
-
-        def after_kill():
-            if not (self.installed / "current.json").exists():
-                self.assertIsNone(before)
-                return None
-            self.assert_installed(FIRST, SECOND)
-            return (self.current_files() / "new").exists()
-
-        def after_all():
-            self.assert_installed(SECOND)
-            self.assertIn(" client=current ", self.run_updater("--check")[1][-1])
-            self.assertEqual(len(list((self.installed / "releases").iterdir())), 1)
-
         self.publish("1.0", FIRST)
         self.assert_updates()
-        before = self.home.rename(self.root / "before")
+        installed = self.home.rename(self.root / "installed")
         self.publish("2.0", SECOND)
-        found = self.killed_at_each_step(["--update-only"], restore, after_kill, after_all)
-        self.assertEqual(set(found), {False, True})
-        self.assertEqual(found, sorted(found))
-        before = None
-        found = self.killed_at_each_step(["--update-only"], restore, after_kill, after_all)
-        self.assertEqual(set(found), {None, True})
+        for before in installed, None:
+            def restore():
+                shutil.rmtree(self.home, ignore_errors=True)
+                if before:
+                    shutil.copytree(before, self.home)
+
+            found = []
+            for call in self.kills(restore, "client_updater.py", "--config", self.config, "--region",
+                                   REGION, "--update-only"):
+                with self.subTest(call):
+                    if (self.installed / "current.json").exists():
+                        self.assert_installed(*[FIRST] * bool(before), SECOND)
+                        found.append((self.current_files() / "new").exists())
+                    else:
+                        self.assertIsNone(before)
+                        found.append(False)
+                    self.assert_updates()
+                    self.assert_installed(SECOND)
+                    self.assertIn(" client=current ", self.run_updater("--check")[1][-1])
+                    self.assertEqual(len(list((self.installed / "releases").iterdir())), 1)
+            self.assertEqual((found[0], found[-1], found), (False, True, sorted(found)))
 
     def test_launcher(self):
         def restore():
@@ -101,15 +89,35 @@ class KillTest(UpdaterTest):
             shutil.rmtree(self.home, ignore_errors=True)
             self.make_bundle(self.bundle, OLD)
 
-        def after_all():
-            self.assertEqual(self.version_of(self.bundle), NEW)
-            self.assertLessEqual({path.name for path in self.bundle.parent.iterdir()},
-                                 {"Tarvex.app", "Tarvex.app.old"})
-
         self.publish("1.0", FIRST, "--launcher", self.make_bundle(self.root / "built", NEW))
-        found = self.killed_at_each_step([*self.launcher, "--update-only"], restore,
-                                         lambda: self.version_of(self.bundle), after_all)
-        self.assertEqual(set(found), {OLD, NEW})
+        found = []
+        for call in self.kills(restore, "client_updater.py", "--config", self.config, "--region", REGION,
+                               *self.launcher, "--update-only"):
+            with self.subTest(call):
+                found.append(self.version_of(self.bundle))
+                self.assert_updates(*self.launcher)
+                self.assertEqual(self.version_of(self.bundle), NEW)
+                self.assertLessEqual({path.name for path in self.bundle.parent.iterdir()},
+                                     {"Tarvex.app", "Tarvex.app.old"})
+        self.assertEqual((found[0], found[-1], found), (OLD, NEW, sorted(found)))
+
+    def test_publishing(self):
+        def restore():
+            for folder in (self.web, self.home):
+                shutil.rmtree(folder, ignore_errors=True)
+            shutil.copytree(before, self.web)
+
+        self.publish("1.0", FIRST)
+        before = self.web.rename(self.root / "before")
+        game = self.make_files(self.root / "game", SECOND)
+        for call in self.kills(restore, "publish.py", game, "--to", "web", "--region", REGION, "--release",
+                               "2.0", "--keep", "1"):
+            with self.subTest(call):
+                self.assert_updates()
+                self.assert_installed(FIRST, SECOND)
+                self.publish("2.0", SECOND)
+                self.assert_updates()
+                self.assert_installed(SECOND)
 
 
 if __name__ == "__main__":

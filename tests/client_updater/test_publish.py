@@ -1,11 +1,9 @@
-"""What publishing leaves in the web folder, also where it is asked for nonsense or killed."""
+"""What publishing leaves in the web folder, also where it is asked for nonsense."""
 
 import json
 import shutil
-import signal
 import unittest
 
-from test_kills import Steps
 from updater_test import CONTENT, FIRST, GAME, NEW, REGION, SECOND, UpdaterTest, publish
 
 MISTAKES = [  # the files, the options, what is said
@@ -93,29 +91,6 @@ class PublishTest(UpdaterTest):
                 self.assertNotEqual(status, 0)
                 self.assertIn(expected, lines[-1])
                 self.assertEqual((self.web / "release.json").read_bytes(), before)
-
-    def test_a_kill_at_any_step_leaves_what_can_be_installed(self):
-        def killed():
-            Steps(last)
-            return publish.main()
-
-        self.publish("1.0", FIRST)
-        before = self.web.rename(self.root / "before")
-        game, last, status = self.make_files(self.root / "game", SECOND), 0, None
-        words = (game, "--to", self.web, "--region", REGION, "--release", "2.0")
-        while status != 0:
-            last += 1
-            for folder in (self.web, self.home):
-                shutil.rmtree(folder, ignore_errors=True)
-            shutil.copytree(before, self.web)
-            status, lines = self.run_program(killed, *words)
-            self.assertIn(status, (0, -signal.SIGKILL), lines)
-            self.assert_updates()
-            self.assert_installed(SECOND if status == 0 else FIRST, SECOND)
-            self.publish("2.0", SECOND)
-            self.assert_updates()
-            self.assert_installed(SECOND)
-        self.assertGreater(last, 10)
 
 
 if __name__ == "__main__":
