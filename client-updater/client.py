@@ -10,6 +10,7 @@ import os
 import fetch
 import release
 import trust
+from install import Work, load_manifest
 from release import Fault, UpdateError
 from store import (has_size, local_path, locked, make_private_folder, read_record, regions_folder,
                    remove, replace_record)
@@ -26,11 +27,8 @@ class Region:
         def accept(envelope):
             return release.read_description(trust.opened(envelope, self.config.public_keys), self.id)
 
-        attempts = fetch.Attempts(self.say)
-        attempts.fresh = True
         try:
-            offer = fetch.read(fetch.connect(self.config), release.DESCRIPTION, accept, attempts,
-                               release.MAX_DESCRIPTION)
+            offer = fetch.read(self.config, release.DESCRIPTION, release.MAX_DESCRIPTION, accept, self.say)
         except UpdateError as error:
             without = self.config.offline_play and isinstance(error.__cause__, fetch.Failure)
             if not without or not self.command():
@@ -84,8 +82,6 @@ class Region:
 
     def is_complete(self):
         """Whether all files are there; what is in them, only a repair asks."""
-        from install import load_manifest
-
         work = self.work_folder()
         try:
             manifest = load_manifest(work)
@@ -114,8 +110,6 @@ class Region:
             self.say(f"Installed client {offer.release['releaseId']}")
 
     def install(self, offer, repair):
-        from install import Work
-
         name = offer.release["releaseId"]
         self.say(f"Updating to client {name}…")
         # The same for every attempt, so that one goes on where the last one stopped; but never the
@@ -123,13 +117,12 @@ class Region:
         folder = os.path.join(self.releases, f"{name}-{offer.manifest.sha256[:16]}")
         if folder == self.work_folder():
             folder += "-again"
-        work = Work(folder, "client", self.config, self.say)
+        # Read-only, because files are shared by links between releases and regions.
+        work = Work(folder, "client", (0o500, 0o400), self.config, self.say)
         manifest = work.fetch_manifest(offer.manifest)
         if not manifest.command:
             raise UpdateError("The release on the server does not contain a game.")
-        # Read-only, because files are shared by links between releases and regions.
         work.complete(manifest, earlier_releases(folder),
-                      lambda file: 0o500 if file.executable else 0o400,
                       trust_seals=not repair and (not self.installed() or self.is_complete()))
         replace_record(os.path.join(self.folder, "current.json"),
                        {**offer.release, "counter": offer.counter, "command": manifest.command,
@@ -145,8 +138,6 @@ class Region:
 
 def earlier_releases(but):
     """Whatever lies on the disk, of any region: each folder of files with its manifest."""
-    from install import load_manifest
-
     for work in glob.glob(os.path.join(glob.escape(regions_folder()), "*/releases/*")):
         if work != but:
             try:

@@ -15,18 +15,10 @@ The launcher reads standard output and standard error as one stream of UTF-8 lin
 that it knows: the literal texts below are an interface, down to the character "…". A failure is one
 line "Tarvex launcher error: " with a sentence for the player, and exit status 1.
 
-The operator's part of launcher-config.json, beside the regions:
-
-    "releases"        the address that scripts/publish's folder has on the web
-    "publicKey"       the key that releases must be signed with, as minisign prints it, or a list of
-                      such keys; optional
-    "connections", "timeoutSeconds"    4 and 20, if nothing else is said
-    "offlinePlay"     true when an installed game may be played without a network
-
 The modules beside this file: release decides; trust verifies signatures; fetch asks the server;
 download does that for many files at once; store knows the disk; install makes a release of all that;
-client knows what is installed for a region; launcher replaces the launcher. What only an installation
-needs is loaded when there is one.
+client knows what is installed for a region; launcher replaces the launcher. All are loaded at the
+beginning, because another launcher may replace the bundle meanwhile.
 """
 
 from __future__ import annotations
@@ -37,19 +29,20 @@ sys.dont_write_bytecode = True  # the modules lie in the launcher's bundle, whic
 
 import errno
 import fcntl
+import getopt
 import os
 import signal
+import subprocess
 
+import launcher
 import release
 from client import Region
 from fetch import one_line
 from release import Fault, UpdateError
 from store import read_record, support_folder
 
-# For each option whether a value follows.
-OPTIONS = {"--config": True, "--region": True, "--launcher-bundle": True, "--launcher-version": True,
-           "--relaunched-from": True, "--no-self-update": False, "--check": False,
-           "--update-only": False, "--repair": False}
+OPTIONS = ("config=", "region=", "launcher-bundle=", "launcher-version=", "relaunched-from=",
+           "no-self-update", "check", "update-only", "repair")
 MODES = ("--check", "--update-only", "--repair")
 
 
@@ -88,8 +81,6 @@ def update(region, arguments):
     """Returns whether the client is up to date; otherwise a new launcher goes on from here."""
     offer = region.read_offer()
     if offer and launcher_part(offer, arguments).startswith("available:"):
-        import launcher
-
         launcher.update(region.config, offer, arguments["--launcher-bundle"], say)
         return False
     region.update(offer, repair="--repair" in arguments)
@@ -110,8 +101,6 @@ def play(region, arguments, game_arguments):
 
 def run_to_its_end(command):
     """Runs a child; a request to end that reaches this process is passed on to it."""
-    import subprocess
-
     child = None
     end_requested = False
 
@@ -146,22 +135,19 @@ def unwind(signal_number, _frame):
 def parse_arguments(words):
     """The options with their values, and the game's arguments. argparse would take a fifth of the time
     that a check has."""
-    arguments, words = {}, iter(words)
-    for word in words:
-        if word == "--":
-            break
-        if word not in OPTIONS:
-            raise UpdateError(f"The updater was called wrongly: {word} is unknown.")
-        value = next(words, None) if OPTIONS[word] else True
-        if value is None:
-            raise UpdateError(f"The updater was called wrongly: {word} needs a value.")
-        arguments[word] = value
-    if sum(mode in arguments for mode in MODES) > 1:
-        raise UpdateError("The updater was called wrongly: there is more than one mode.")
-    for needed in ("--config", "--region"):
-        if needed not in arguments:
-            raise UpdateError(f"The updater was called wrongly: {needed} is missing.")
-    return arguments, list(words)
+    end = words.index("--") if "--" in words else len(words)
+    try:
+        options, others = getopt.getopt(words[:end], "", OPTIONS)
+        arguments = dict(options)
+        if others:
+            raise getopt.GetoptError(f"{others[0]} is no option")
+        if sum(mode in arguments for mode in MODES) > 1:
+            raise getopt.GetoptError("there is more than one mode")
+        if not {"--config", "--region"} <= arguments.keys():
+            raise getopt.GetoptError("--config or --region is missing")
+    except getopt.GetoptError as error:
+        raise UpdateError(f"The updater was called wrongly: {error}.") from error
+    return arguments, words[end + 1:]
 
 
 def read_config(path, region_id):

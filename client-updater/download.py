@@ -11,7 +11,7 @@ import threading
 import time
 import zlib
 
-from fetch import Attempts, Failure, connect
+from fetch import Attempts, connect
 from release import BLOCK_SIZE, Fault, percent
 from store import remove
 
@@ -19,30 +19,23 @@ PROGRESS_INTERVAL = 0.12  # seconds between two lines
 WORTHWHILE = 1 << 16  # bytes after which an object's attempts are counted anew
 
 
-class Stopped(Exception):
-    """Another thread has failed, or the updater has been asked to end."""
-
-
 class Download:
-    def __init__(self, config, parts, targets, say, product):
+    def __init__(self, config, parts, targets):
         """parts: a folder; targets: where each object belongs."""
-        self.config, self.parts, self.say, self.product = config, parts, say, product
-        self.targets = targets
+        self.config, self.parts, self.targets = config, parts, targets
         # Large ones first, or the last one would keep a single connection busy.
         self.waiting = collections.deque(sorted(targets, key=lambda content: -content.wire_size))
         self.total = sum(content.wire_size for content in targets)
-        self.received = sum(min(self.size_of_part(content), content.wire_size) for content in targets)
-        self.shown, self.said = -1, 0.0
+        self.received = sum(map(self.size_of_part, targets))
         self.lock = threading.Lock()
-        self.stop = threading.Event()
-        self.connections, self.notes, self.errors = [], collections.deque(), []
+        self.notes, self.errors = collections.deque(), []
 
     def part(self, content):
         return os.path.join(self.parts, os.path.basename(content.name))
 
     def size_of_part(self, content):
         with contextlib.suppress(OSError):
-            return os.path.getsize(self.part(content))
+            return min(os.path.getsize(self.part(content)), content.wire_size)
         return 0
 
     def space_needed(self):
@@ -51,74 +44,58 @@ class Download:
         return (sum(content.size for content in self.targets) - self.received
                 + sum(packed[-self.config.connections:]))
 
-    def run(self):
+    def run(self, say, say_percent):
+        """After an error the threads are left alone: the process ends, and they with it."""
         count = min(self.config.connections, len(self.targets))
         threads = [threading.Thread(target=self.work, daemon=True) for _ in range(count)]
-        try:
-            for thread in threads:
-                thread.start()
-            for thread in threads:
-                while thread.is_alive():
-                    self.report()
-                    thread.join(PROGRESS_INTERVAL)
-        finally:
-            self.stop.set()
-            for connection in self.connections:
-                connection.abort()
-            for thread in threads:
-                if thread.ident:
-                    thread.join(2)
-            self.report()
-        if self.errors:
-            raise self.errors[0]
-
-    def report(self):
-        while self.notes:
-            self.say(self.notes.popleft())
-        now = percent(self.received, self.total)
-        if now > self.shown and (now == 100 or time.monotonic() > self.said + PROGRESS_INTERVAL):
-            self.shown, self.said = now, time.monotonic()
-            self.say(f"Downloading {self.product}: {now}%")
+        shown, said = -1, 0.0
+        for thread in threads:
+            thread.start()
+        while True:
+            running = [thread for thread in threads if thread.is_alive()]
+            now = percent(self.received, self.total)
+            while self.notes:
+                say(self.notes.popleft())
+            if self.errors:
+                raise self.errors[0]
+            if now > shown and (not running or time.monotonic() > said + PROGRESS_INTERVAL):
+                shown, said = now, time.monotonic()
+                say_percent(now)
+            if not running:
+                return
+            running[0].join(PROGRESS_INTERVAL)
 
     # --- What the threads do ---
 
     def work(self):
-        connection = connect(self.config)
-        self.connections.append(connection)
         try:
-            while self.waiting and not self.stop.is_set():
-                with contextlib.suppress(IndexError):  # another one was faster
-                    self.fetch(connection, self.waiting.popleft())
-        except Stopped:
-            pass
+            with contextlib.closing(connect(self.config)) as connection:
+                while True:
+                    try:
+                        content = self.waiting.popleft()
+                    except IndexError:
+                        break
+                    self.fetch(connection, content)
         except BaseException as error:  # for the main thread
             self.errors.append(error)
-            self.stop.set()
-        finally:
-            connection.close()
 
     def fetch(self, connection, content):
-        attempts = Attempts(self.notes.append, self.pause)
-        while True:
+        def attempt():
             try:
-                return self.attempt(connection, content, attempts)
-            except (Failure, Fault) as error:
-                if self.stop.is_set():
-                    raise Stopped from error
-                if isinstance(error, Fault):
-                    self.count(-self.size_of_part(content))
-                    remove(self.part(content))
-                attempts.failed(error)
+                self.receive(connection, content, attempts)
+            except Fault:
+                self.count(-self.size_of_part(content))
+                remove(self.part(content))
+                raise
 
-    def pause(self, seconds):
-        if self.stop.wait(seconds):
-            raise Stopped
+        attempts = Attempts(self.notes.append)
+        attempts.make(attempt)
 
     def count(self, size):
         with self.lock:
             self.received += size
 
-    def attempt(self, connection, content, attempts):
+    def receive(self, connection, content, attempts):
         with open(self.part(content), "a+b") as part:
             digest, at = hashlib.sha256(), part.tell()
             if at > content.wire_size:
@@ -139,45 +116,32 @@ class Download:
                 self.count(len(block))
                 if at >= worthwhile:
                     attempts.progressed()
-                if self.stop.is_set():
-                    raise Stopped
-            if at != content.wire_size:
-                raise Fault(f"{content.name} has the wrong length")
             if content.is_packed:
                 part.seek(0)
-                unpacked = self.part(content) + ".unpacked"
-                unpack(part, unpacked, content)
+                unpack(part, part.name + ".unpacked", content)
+            elif digest.hexdigest() != content.sha256:
+                raise Fault(f"{content.name} has another hash")
             elif hasattr(os, "posix_fadvise"):  # begins to write, so that the end need not wait long
                 part.flush()
                 os.posix_fadvise(part.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
         if content.is_packed:
-            os.replace(unpacked, self.targets[content])
             os.unlink(part.name)
-        elif digest.hexdigest() == content.sha256:
-            os.replace(part.name, self.targets[content])
-        else:
-            raise Fault(f"{content.name} has another hash")
+        os.replace(part.name + ".unpacked" * content.is_packed, self.targets[content])
 
 
 def unpack(source, path, content):
-    with open(path, "wb") as target:
-        for block in unpacked_blocks(source, content):
-            target.write(block)
-
-
-def unpacked_blocks(source, content):
-    """What is compressed in a file, never more of it than there may be, and its end only if it has the
-    right hash."""
+    """Never writes more than there may be, and raises a Fault if it is not what was published."""
     unpacker, digest, left = zlib.decompressobj(), hashlib.sha256(), content.size
     try:
-        while not unpacker.eof:
-            packed = unpacker.unconsumed_tail or source.read(BLOCK_SIZE)
-            block = unpacker.decompress(packed, BLOCK_SIZE)
-            left -= len(block)
-            if left < 0 or not (block or packed):
-                break
-            digest.update(block)
-            yield block
+        with open(path, "wb") as target:
+            while not unpacker.eof and left >= 0:
+                packed = unpacker.unconsumed_tail or source.read(BLOCK_SIZE)
+                block = unpacker.decompress(packed, BLOCK_SIZE)
+                if not (block or packed):
+                    break
+                left -= len(block)
+                digest.update(block)
+                target.write(block)
     except zlib.error as error:
         raise Fault(f"{content.name} cannot be unpacked ({error})") from error
     if left or not unpacker.eof or digest.hexdigest() != content.sha256:

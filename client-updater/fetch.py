@@ -1,5 +1,4 @@
-"""Reading from the server that has the releases. A Folder or a Site is one connection: it belongs to
-one thread, but any other may abort() it.
+"""Reading from the server that has the releases. A Folder or a Site is one connection, for one thread.
 
 Both have blocks(name, size, offset, fresh), which yields the content from offset on in pieces, each
 with its place. The first may be at 0 instead, where a server does not know ranges. It raises a Failure
@@ -13,7 +12,6 @@ import contextlib
 import http.client
 import os
 import re
-import socket
 import ssl
 import time
 from urllib.parse import urljoin, urlsplit
@@ -46,19 +44,26 @@ class Failure(Exception):
 
 
 class Attempts:
-    """How often something is tried. tell gets a line for the log, wait the seconds of a pause."""
+    """How often something is tried. tell gets a line for the log."""
 
-    def __init__(self, tell, wait=time.sleep):
-        self.tell, self.wait = tell, wait
-        self.fresh = False  # whether to ask past all caches
+    def __init__(self, tell, fresh=False):
+        self.tell = tell
+        self.fresh = fresh  # whether to ask past all caches
         self.progressed()
 
     def progressed(self):
         self.pauses = iter(PAUSES)
         self.end = time.monotonic() + PATIENCE
 
+    def make(self, attempt):
+        """What attempt() returns at last; otherwise raises what the player is told."""
+        while True:
+            try:
+                return attempt()
+            except (Failure, Fault) as error:
+                self.failed(error)
+
     def failed(self, error):
-        """Returns when it is time to try again, or raises what the player is told."""
         if isinstance(error, Fault):
             if self.fresh:
                 raise UpdateError(DAMAGED) from error
@@ -67,7 +72,7 @@ class Attempts:
             pause = next(self.pauses, None)
             if not error.again or pause is None or time.monotonic() + pause > self.end:
                 raise UpdateError(error.sentence) from error
-            self.wait(pause)
+            time.sleep(pause)
         self.tell(f"Trying again ({one_line(error)})")
 
 
@@ -76,27 +81,24 @@ def one_line(error):
 
 
 def connect(config):
-    if "://" in config.releases:
-        return Site(config.releases, config.timeout, bool(config.public_keys))
-    return Folder(config.releases)
+    return Site(config) if "://" in config.releases else Folder(config.releases)
 
 
-def read(connection, name, accept, attempts, limit, size=None):
-    """What accept makes of the whole content; it raises a Fault where that is wrong."""
-    while True:
-        try:
-            content = bytearray()
-            for _, block in connection.blocks(name, size, 0, attempts.fresh):
-                content += block
-                if len(content) > limit:
-                    raise Fault(f"{name} is too long")
-                if time.monotonic() > attempts.end:
-                    raise Failure(BROKEN_OFF, "The server", f"{name} comes too slowly")
-            return accept(bytes(content))
-        except (Failure, Fault) as error:
-            attempts.failed(error)
-        finally:
-            connection.close()
+def read(config, name, limit, accept, tell):
+    """What accept makes of the content of a small file; it raises a Fault where that is wrong."""
+    def attempt():
+        content = b""
+        for _, block in connection.blocks(name, None, 0, attempts.fresh):
+            content += block
+            if len(content) > limit:
+                raise Fault(f"{name} is too long")
+            if time.monotonic() > attempts.end:
+                raise Failure(BROKEN_OFF, "The server", f"{name} comes too slowly")
+        return accept(content)
+
+    attempts = Attempts(tell, fresh=True)
+    with contextlib.closing(connect(config)) as connection:
+        return attempts.make(attempt)
 
 
 class Folder:
@@ -105,7 +107,7 @@ class Folder:
     def __init__(self, path):
         self.path = path
 
-    def blocks(self, name, size, offset, fresh=False):
+    def blocks(self, name, size, offset, _fresh):
         try:
             with open(os.path.join(self.path, name), "rb") as source:
                 if size is not None and os.fstat(source.fileno()).st_size != size:
@@ -117,56 +119,59 @@ class Folder:
         except FileNotFoundError as error:
             raise Failure(MISSING, self.path, error) from error
 
-    def abort(self):
+    def close(self):
         pass
-
-    close = abort
 
 
 class Site:
-    def __init__(self, address, timeout, has_key):
-        self.address = address.rstrip("/") + "/"
-        self.timeout = timeout  # seconds, to connect and of silence
-        self.has_key = has_key
+    def __init__(self, config):
+        self.address = config.releases.rstrip("/") + "/"
+        self.timeout = config.timeout  # seconds, to connect and of silence
+        self.has_key = bool(config.public_keys)
         self.connections = {}  # by scheme and host: after a redirect there is more than one
+        self.host = None  # the one that was asked last
 
-    def blocks(self, name, size, offset, fresh=False):
-        address, host = self.address + name, None
+    def blocks(self, name, size, offset, fresh):
+        sentence = UNREACHABLE
         try:
-            for _ in range(MAX_REDIRECTS + 1):
-                host, answered = host_of(address), False
-                response = self.ask(address, offset, fresh)
-                answered = True
-                if response.status not in REDIRECTS:
-                    break
-                address = self.redirected(address, response.getheader("Location", ""))
-                if response.length is None or response.length > BLOCK_SIZE:
-                    self.close()
-                else:  # or the connection cannot be asked again
-                    response.read()
-            place = judged(response, host, size, offset)
-            left = None if size is None else size - place
+            response = self.answer(self.address + name, offset, fresh)
+            sentence = BROKEN_OFF
+            place = judged(response, self.host, size, offset)
             # One more than is wanted, so that more than that is seen.
-            while block := response.read1(BLOCK_SIZE if left is None else min(BLOCK_SIZE, left + 1)):
-                if left is not None and len(block) > left:
+            while block := response.read1(BLOCK_SIZE if size is None
+                                          else min(BLOCK_SIZE, size - place + 1)):
+                if size is not None and place + len(block) > size:
                     raise Fault(f"{name} is too long")
                 yield place, block
                 place += len(block)
-                left = None if left is None else left - len(block)
-            if left or response.length:
-                raise Failure(BROKEN_OFF, host, f"{name} ends at {place}", again=True)
+            if response.length or size not in (None, place):
+                raise Failure(BROKEN_OFF, self.host, f"{name} ends at {place}", again=True)
             response.close()  # the connection stays, for the next request
-        except ssl.SSLCertVerificationError as error:
+        except BaseException as error:  # also when the caller has had enough
             self.close()
-            raise Failure(UNTRUSTED, host, error) from error
-        except (OSError, http.client.HTTPException, ValueError) as error:
-            self.close()
-            sentence = BROKEN_OFF if answered else UNREACHABLE
-            again = not isinstance(error, ValueError)
-            raise Failure(sentence, host, one_line(error), again) from error
-        except BaseException:  # also when the caller has had enough
-            self.close()
+            if isinstance(error, ssl.SSLCertVerificationError):
+                raise Failure(UNTRUSTED, self.host, error) from error
+            if isinstance(error, (OSError, http.client.HTTPException, ValueError)):
+                again = not isinstance(error, ValueError)
+                raise Failure(sentence, self.host, one_line(error), again) from error
             raise
+
+    def answer(self, address, offset, fresh):
+        """The answer to a request, after redirects."""
+        for _ in range(MAX_REDIRECTS + 1):
+            self.host = urlsplit(address).hostname
+            response = self.ask(address, offset, fresh)
+            if response.status not in REDIRECTS:
+                break
+            target = urljoin(address, response.getheader("Location", ""))
+            if not may_ask(target, self.has_key, asked_before=address):
+                raise Failure(REDIRECTED, self.host, f"redirected to {target}")
+            address = target
+            if response.length is None or response.length > BLOCK_SIZE:
+                self.close()
+            else:  # or the connection cannot be asked again
+                response.read()
+        return response
 
     def ask(self, address, offset, fresh):
         headers = {"User-Agent": "tarvex-updater", "Accept-Encoding": "identity"}
@@ -196,26 +201,10 @@ class Site:
             connection.set_tunnel(parts.hostname, parts.port, authorization)
         return connection
 
-    def redirected(self, address, location):
-        target = urljoin(address, location)
-        if not may_ask(target, self.has_key, asked_before=address):
-            raise Failure(REDIRECTED, host_of(address), f"redirected to {target}")
-        return target
-
-    def abort(self):
-        """Ends what is under way, for another thread that waits for it."""
-        for connection in list(self.connections.values()):
-            with contextlib.suppress(OSError, AttributeError):
-                connection.sock.shutdown(socket.SHUT_RDWR)
-
     def close(self):
         for connection in self.connections.values():
             connection.close()
         self.connections = {}
-
-
-def host_of(address):
-    return urlsplit(address).hostname
 
 
 def judged(response, host, size, offset):

@@ -5,14 +5,12 @@ goes on."""
 from __future__ import annotations
 
 import collections
-import io
 import os
 
-from download import Download, unpacked_blocks
-from fetch import Attempts, connect, read
-from release import MAX_MANIFEST, Fault, UpdateError, read_manifest
-from store import (is_whole, link_or_copy, local_path, make_private_folder, remove, replace_file, seal,
-                   sync_disk_of)
+from download import Download
+from fetch import DAMAGED
+from release import Fault, UpdateError, read_manifest
+from store import (is_whole, link_or_copy, local_path, make_private_folder, remove, seal, sync_disk_of)
 
 MEGABYTE = 1_000_000
 SPARE = 16 * MEGABYTE  # bytes of the disk that stay free
@@ -24,33 +22,34 @@ def load_manifest(folder):
 
 
 class Work:
-    def __init__(self, folder, product, config, say):
-        """product: "client" or "launcher", for the lines of progress."""
+    def __init__(self, folder, product, modes, config, say):
+        """product: "client" or "launcher", for the lines of progress; modes: of what is executable,
+        and of other files."""
         self.folder, self.product, self.config, self.say = folder, product, config, say
+        self.modes = modes
         self.files = os.path.join(folder, "files")
         self.parts = os.path.join(folder, "parts")
 
     def path(self, file):
         return local_path(self.files, file.path)
 
+    def mode(self, file):
+        return self.modes[not file.executable]
+
     def fetch_manifest(self, described):
         """From the server, unless an earlier attempt has left it."""
-        def accept(data):
-            content = b"".join(unpacked_blocks(io.BytesIO(data), described))
-            return content, read_manifest(content)
-
         path = os.path.join(self.folder, "manifest.json")
         make_private_folder(self.parts)
-        if is_whole(path, described, trust_seal=False):
+        if not is_whole(path, described, trust_seal=False):
+            remove(self.files)  # of another release
+            self.download({described: path}, lambda _: None)
+        try:
             return load_manifest(self.folder)
-        content, manifest = read(connect(self.config), described.name, accept, Attempts(self.say),
-                                 MAX_MANIFEST, described.wire_size)
-        replace_file(path, content)
-        return manifest
+        except Fault as error:
+            raise UpdateError(DAMAGED) from error
 
-    def complete(self, manifest, earlier, mode_of, trust_seals=True):
-        """earlier: the folders of files that may be needed again, each with its manifest. mode_of: the
-        mode of a file; files that are to stay apart from the earlier ones are writable."""
+    def complete(self, manifest, earlier, trust_seals):
+        """earlier: the folders of files that may be needed again, each with its manifest."""
         wanted = collections.defaultdict(list)
         for file in manifest.files:
             wanted[file.object.sha256].append(file)
@@ -58,47 +57,42 @@ class Work:
         for folder, other in earlier:
             for file in other.files:
                 if file.object.sha256 in wanted:
-                    candidates[file.object.sha256].append((local_path(folder, file.path), mode_of(file)))
+                    candidates[file.object.sha256].append((local_path(folder, file.path), self.mode(file)))
         for folder in {os.path.dirname(self.path(file)) for file in manifest.files}:
             make_private_folder(folder)
 
-        missing = {}
-        for files in wanted.values():
-            path, content = self.path(files[0]), files[0].object
-            if not is_whole(path, content, trust_seals):
-                remove(path)
-                if not any(self.take(source, path, content, mode == mode_of(files[0]), trust_seals)
-                           for source, mode in candidates[content.sha256]):
-                    missing[content] = path
+        missing = {files[0].object: self.path(files[0]) for files in wanted.values()
+                   if not self.take(files[0], candidates[files[0].object.sha256], trust_seals)}
         if missing:
-            self.download(missing)
+            self.download(missing, lambda percent: self.say(f"Downloading {self.product}: {percent}%"))
         self.say(f"Verifying and installing {self.product}…")
         for first, *others in wanted.values():
             for file in others:
-                path = self.path(file)
-                if not is_whole(path, file.object, trust_seals):
-                    remove(path)
-                    may_link = mode_of(file) == mode_of(first)
-                    if not self.take(self.path(first), path, file.object, may_link):
-                        raise Fault(f"{path} cannot be made")
+                if not self.take(file, [(self.path(first), self.mode(first))], trust_seals):
+                    raise Fault(f"{file.path} cannot be made")
         # Before the seals: a seal on the disk says that all of the file is there.
         sync_disk_of(self.folder)
         for file in manifest.files:
-            seal(self.path(file), mode_of(file))
+            seal(self.path(file), self.mode(file))
         remove(self.parts)
 
-    def take(self, source, path, content, may_link, trust_seals=True):
-        if not is_whole(source, content, trust_seals):
-            return False
+    def take(self, file, candidates, trust_seals):
+        """Whether the file has its place now. candidates: paths of files that may be it, with their modes."""
+        target, content = self.path(file), file.object
+        if is_whole(target, content, trust_seals):
+            return True
+        remove(target)
         scratch = os.path.join(self.parts, "copy")
-        return link_or_copy(source, path, content, scratch, may_link)
+        return any(is_whole(source, content, trust_seals)
+                   and link_or_copy(source, target, content, scratch, mode == self.mode(file))
+                   for source, mode in candidates)
 
-    def download(self, missing):
-        download = Download(self.config, self.parts, missing, self.say, self.product)
+    def download(self, targets, say_percent):
+        download = Download(self.config, self.parts, targets)
         status = os.statvfs(self.folder)
         free, needed = status.f_bavail * status.f_frsize, download.space_needed() + SPARE
         if needed > free:
             raise UpdateError("There is not enough free space on the disk: "
                               f"{needed // MEGABYTE + 1:,} MB are needed, "
                               f"{free // MEGABYTE:,} MB are free.")
-        download.run()
+        download.run(self.say, say_percent)

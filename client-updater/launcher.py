@@ -14,31 +14,26 @@ from store import (exchange, locked, make_private_folder, remove, replace_record
                    sync)
 
 
-def record_path():
-    return os.path.join(support_folder(), "launcher.json")
-
-
 def update(config, offer, bundle, say):
-    make_private_folder(support_folder())
-    lock = os.path.join(support_folder(), "launcher.lock")
-    with locked(lock, fcntl.LOCK_EX, "The launcher is being updated"):
+    support = support_folder()
+    make_private_folder(support)
+    with locked(os.path.join(support, "launcher.lock"), fcntl.LOCK_EX, "The launcher is being updated"):
         say(f"Updating launcher to {offer.launcher}…")
         if not is_launcher(bundle, offer.launcher):  # or the last run was killed a moment too early
             install(config, offer, bundle, say)
         remove(bundle + ".new")
-        replace_record(record_path(), {"version": offer.launcher, "counter": offer.counter})
+        replace_record(os.path.join(support, "launcher.json"),
+                       {"version": offer.launcher, "counter": offer.counter})
     say(f"Installed launcher {offer.launcher}. Restarting…")
 
 
 def install(config, offer, bundle, say):
-    work = Work(bundle + ".new", "launcher", config, say)
-    manifest = work.fetch_manifest(offer.launcher_manifest)
     # As open to other users as the bundle that it replaces.
     access = os.stat(bundle).st_mode & 0o777
-    # Seals say that files are whole, but neither the bundle nor the remains of an attempt says of what
-    # release they are: a path may have another content of the same size.
-    work.complete(manifest, [(bundle, manifest)],
-                  lambda file: access if file.executable else access & 0o666, trust_seals=False)
+    work = Work(bundle + ".new", "launcher", (access, access & 0o666), config, say)
+    manifest = work.fetch_manifest(offer.launcher_manifest)
+    # A file of the bundle is sealed, too, but that does not say that it is the one that is wanted.
+    work.complete(manifest, [(bundle, manifest)], trust_seals=False)
     for folder, _, _ in os.walk(work.files):
         os.chmod(folder, access)
     if not is_launcher(work.files, offer.launcher):

@@ -42,7 +42,7 @@ sys.dont_write_bytecode = True
 
 from release import (BLOCK_SIZE, DESCRIPTION, REGION_ID, RELEASE_ID, VERSION, WORLD, Fault, Object,
                      read_json, read_manifest)
-from store import digest_of, replace_file, sync, sync_disk_of
+from store import digest_of, replace_record, sync, sync_disk_of
 
 SAVES = 0.95  # the part of its size that a compressed object may have
 
@@ -192,13 +192,13 @@ class Web:
         for series, name, entry in news:
             self.remember(series, name, entry, description["counter"])
         sync_disk_of(self.folder)
-        replace_file(str(self.folder / DESCRIPTION), json.dumps(envelope, indent=1).encode())
+        replace_record(str(self.folder / DESCRIPTION), envelope)
 
     # --- What was published before ---
 
     def remember(self, series, name, entry, counter):
-        text = json.dumps({"name": name, "counter": counter, "entry": entry}, indent=1)
-        replace_file(str(self.path(f"history/{series}/{name}.json")), text.encode())
+        replace_record(str(self.path(f"history/{series}/{name}.json")),
+                       {"name": name, "counter": counter, "entry": entry})
 
     def history(self, series):
         """The newest first."""

@@ -95,28 +95,34 @@ def sync(path):
         os.close(descriptor)
 
 
-def sync_disk_of(path):
-    """All that was written to the disk of a folder: for thousands of files faster than one by one."""
+def library_call(name, *arguments):
+    """A function of the C library that Python does not offer."""
     import ctypes
 
+    library = ctypes.CDLL(None, use_errno=True)
+    if not hasattr(library, name):
+        raise OSError(errno.ENOSYS, name)
+    if getattr(library, name)(*arguments) != 0:
+        raise OSError(ctypes.get_errno(), os.strerror(ctypes.get_errno()))
+
+
+def sync_disk_of(path):
+    """All that was written to the disk of a folder: for thousands of files faster than one by one."""
     descriptor = os.open(path, os.O_RDONLY)
     try:
-        if ctypes.CDLL(None, use_errno=True).syncfs(descriptor) != 0:
-            raise OSError(ctypes.get_errno(), os.strerror(ctypes.get_errno()), path)
-    except AttributeError:  # not every system has it
+        library_call("syncfs", descriptor)
+    except OSError as error:
+        if error.errno != errno.ENOSYS:
+            raise
         os.sync()
     finally:
         os.close(descriptor)
 
 
 def replace_record(path, value):
-    replace_file(path, (json.dumps(value, indent=2) + "\n").encode())
-
-
-def replace_file(path, content):
-    """Whoever reads, also after a crash, finds the old content or the new one."""
-    with open(path + ".new", "wb") as file:
-        file.write(content)
+    """Whoever reads, also after a crash, finds the old value or the new one."""
+    with open(path + ".new", "w", encoding="ascii") as file:
+        json.dump(value, file, indent=1)
         file.flush()
         os.fsync(file.fileno())
     os.replace(path + ".new", path)
@@ -125,44 +131,37 @@ def replace_file(path, content):
 
 def exchange(one, other):
     """Swaps two names in one step; False where the system or the disk cannot do that."""
-    import ctypes
-
     at_working_directory, exchange_both = -100, 2  # AT_FDCWD and RENAME_EXCHANGE
     try:
-        renameat2 = ctypes.CDLL(None, use_errno=True).renameat2
-    except AttributeError:
-        return False
-    names = [ctypes.c_char_p(os.fsencode(path)) for path in (one, other)]
-    if renameat2(at_working_directory, names[0], at_working_directory, names[1], exchange_both) == 0:
+        library_call("renameat2", at_working_directory, os.fsencode(one),
+                     at_working_directory, os.fsencode(other), exchange_both)
         return True
-    error = ctypes.get_errno()
-    if error in (errno.ENOSYS, errno.EINVAL):
+    except OSError as error:
+        if error.errno not in (errno.ENOSYS, errno.EINVAL):
+            raise
         return False
-    raise OSError(error, os.strerror(error), one, None, other)
 
 
 # --- Files of a release --------------------------------------------------------------------------
 
 
 def has_size(path, size):
-    try:
+    with contextlib.suppress(OSError):
         status = os.lstat(path)
-    except OSError:
-        return False
-    return stat.S_ISREG(status.st_mode) and status.st_size == size
+        return stat.S_ISREG(status.st_mode) and status.st_size == size
+    return False
 
 
 def is_whole(path, content, trust_seal=True):
     """Whether a file has the content of the object, by its seal or its hash."""
-    if not has_size(path, content.size):
-        return False
-    try:
+    with contextlib.suppress(OSError):
+        if not has_size(path, content.size):
+            return False
         if trust_seal and os.lstat(path).st_mtime_ns == SEALED:
             return True
         with open(path, "rb") as file:
             return digest_of(file) == content.sha256
-    except OSError:
-        return False
+    return False
 
 
 def digest_of(file):

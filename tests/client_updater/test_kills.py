@@ -20,9 +20,8 @@ ONE_THREAD = """
 import runpy, sys, threading
 
 class Thread:
-    ident = is_alive = lambda self: False
-    def __init__(self, target, **_): self.start = target
-    def join(self, _): pass
+    is_alive = lambda self: False
+    def __init__(self, target, daemon): self.start = target
 
 threading.Thread = Thread
 del sys.argv[0]

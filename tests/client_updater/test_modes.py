@@ -169,7 +169,7 @@ class UpdateTest(UpdaterTest):
         self.publish("1.0", FIRST)
         self.assert_fails("configuration is missing or damaged", "--check", region="nowhere")
         self.assert_fails("called wrongly", "--check", "--update-only")
-        self.assert_fails("called wrongly: --chek is unknown", "--chek")
+        self.assert_fails("called wrongly: option --chek not rec", "--chek")
         self.assert_fails("No release is offered for Mossgate", "--check", region="mossgate")
         self.home.mkdir()
         (self.home / "Library").write_text("a file where a folder is needed")
