@@ -24,6 +24,7 @@ from __future__ import annotations
 import argparse
 import contextlib
 import fcntl
+import hashlib
 import json
 import os
 import plistlib
@@ -76,12 +77,13 @@ def bundle_in(archive):
                 for entry in members:
                     _, bundle, path = entry.name.partition(".app/")
                     target = Path(folder, path)
-                    if bundle and entry.isfile() and ".." not in target.parts:
+                    content = members.extractfile(entry)  # of a link: what it leads to; of a folder: none
+                    if bundle and content and ".." not in target.parts:
                         target.parent.mkdir(parents=True, exist_ok=True)
                         with open(target, "wb") as file:
-                            shutil.copyfileobj(members.extractfile(entry), file)
+                            shutil.copyfileobj(content, file)
                         target.chmod(entry.mode & 0o777)
-        except (OSError, tarfile.TarError) as error:
+        except (OSError, KeyError, tarfile.TarError) as error:
             raise Mistake(f"{archive} is no package of the launcher ({error}).") from error
         yield Path(folder)
 
@@ -124,43 +126,40 @@ class Web:
         """Adds a file, unless it is there. Returns how it is described in a manifest."""
         with open(source, "rb") as file:
             content = Object(digest_of(file), file.tell(), None)
-            for known in (content, content._replace(packed=0)):
+            packed = content._replace(packed=0)
+            for known in (content, packed):
                 path = self.path(known.name)
                 if path.exists():
                     return described(content, path.stat().st_size if known.is_packed else None)
-            packed = self.pack(file, content)
-        if packed is None:
-            new = self.path(content.name + ".new")
-            shutil.copyfile(source, new)
-            self.put(new, content.name)
-        self.added += packed or content.size
-        return described(content, packed)
+            file.seek(0)
+            start = file.read(4 * BLOCK_SIZE)
+            size = None
+            if len(zlib.compress(start)) <= SAVES * len(start):
+                size = self.write(file, packed, SAVES * content.size, zlib.compressobj())
+            if size is None:
+                self.write(file, content, content.size)
+        self.added += size or content.size
+        return described(content, size)
 
-    def pack(self, file, content):
-        """Adds the file compressed, if that saves; returns its size then."""
+    def write(self, file, content, most, packer=None):
+        """Adds the file as an object, unless that has more bytes than most; returns how many."""
+        digest, new = hashlib.sha256(), self.path(content.name + ".new")
         file.seek(0)
-        start = file.read(4 * BLOCK_SIZE)
-        if len(zlib.compress(start)) > SAVES * len(start):
-            return None
-        name = content._replace(packed=0).name
-        new = self.path(name + ".new")
-        file.seek(0)
-        packer = zlib.compressobj()
         with open(new, "wb") as target:
             while block := file.read(BLOCK_SIZE):
-                target.write(packer.compress(block))
-            target.write(packer.flush())
+                digest.update(block)
+                target.write(packer.compress(block) if packer else block)
+            target.write(packer.flush() if packer else b"")
             size = target.tell()
-        if size > SAVES * content.size:
+        if digest.hexdigest() != content.sha256:
+            raise Mistake(f"{file.name} changes while it is being published.")
+        if size > most:
             os.unlink(new)
             return None
-        self.put(new, name)
-        return size
-
-    def put(self, new, name):
-        """Gives a new object its name, under which it is believed to be whole from then on."""
+        # From here on the object is believed to be whole.
         sync(new)
-        os.replace(new, self.path(name))
+        os.replace(new, self.path(content.name))
+        return size
 
     def add_release(self, folder, start=None):
         """Adds all files and their manifest. Without a start there is no game in it."""
@@ -206,20 +205,23 @@ class Web:
                    for path in self.folder.glob(f"history/{series}/*.json")]
         return sorted(entries, key=lambda entry: -entry["counter"])
 
-    def keep(self, count):
-        """Takes out all but the last releases, and the objects that no other one needs."""
-        needed = set()
-        for series in {path.parent.relative_to(self.folder / "history")
-                       for path in self.folder.glob("history/**/*.json")}:
-            releases = self.history(series)
+    def keep(self, count, offered):
+        """Takes out all but the last releases and those that are offered, and the objects that no other
+        one needs."""
+        entries, needed = list(offered), set()
+        for folder in {path.parent for path in self.folder.glob("history/**/*.json")}:
+            # What is offered first: publishing may have ended before the last ones were.
+            releases = sorted(self.history(folder.relative_to(self.folder / "history")),
+                              key=lambda release: release["entry"] not in offered)
             for release in releases[count:]:
-                (self.folder / "history" / series / f"{release['name']}.json").unlink()
-            for release in releases[:count]:
-                manifest = object_of(release["entry"]["manifest"])
-                needed.add(manifest.name)
-                content = (self.folder / manifest.name).read_bytes()
-                content = zlib.decompress(content) if manifest.is_packed else content
-                needed |= {object_of(entry).name for entry in json.loads(content)["files"]}
+                (folder / f"{release['name']}.json").unlink()
+            entries += (release["entry"] for release in releases[:count])
+        for entry in entries:
+            manifest = object_of(entry["manifest"])
+            needed.add(manifest.name)
+            content = (self.folder / manifest.name).read_bytes()
+            content = zlib.decompress(content) if manifest.is_packed else content
+            needed |= {object_of(file).name for file in json.loads(content)["files"]}
         for path in self.folder.glob("objects/*/*"):
             if str(path.relative_to(self.folder)) not in needed:
                 path.unlink()
@@ -289,7 +291,8 @@ def publish(arguments):
         names = ", ".join(f"{series} {name}" for series, name, _ in news)
         print(f"Published: {names}; {web.added:,} bytes are new.")
     if arguments.keep:
-        web.keep(arguments.keep)
+        web.keep(arguments.keep, [*after["regions"].values(),
+                                  *([after["launcher"]] if "launcher" in after else [])])
 
 
 def main():

@@ -112,6 +112,7 @@ class KillTest(UpdaterTest):
         for call in self.kills(restore, "publish.py", game, "--to", "web", "--region", REGION, "--release",
                                "2.0", "--keep", "1"):
             with self.subTest(call):
+                self.publish("1.0", {"game": "#!"}, "--keep", "1", region="mossgate")
                 self.assert_updates()
                 self.assert_installed(FIRST, SECOND)
                 self.publish("2.0", SECOND)

@@ -1,6 +1,7 @@
 """What publishing leaves in the web folder, also where it is asked for nonsense."""
 
 import json
+import os
 import shutil
 import unittest
 
@@ -29,12 +30,12 @@ class PublishTest(UpdaterTest):
 
     def test_what_is_there_is_not_written_again(self):
         self.publish("1.0", {**FIRST, "content": CONTENT})
-        before = {path: path.stat() for path in self.web.rglob("*") if path.is_file()}
+        before = {path: (path.stat().st_ino, path.stat().st_mtime_ns) for path in self.web.rglob("*") if path.is_file()}
         self.assertEqual(self.publish("1.0", {**FIRST, "content": CONTENT}), ["Nothing is new."])
-        self.assertEqual({path: path.stat() for path in before}, before)
+        self.assertEqual(before, {path: (path.stat().st_ino, path.stat().st_mtime_ns) for path in before})
         self.assertIn("Published: regions/mossgate 1.0; 0 bytes are new.",
                       self.publish("1.0", {**FIRST, "content": CONTENT}, region="mossgate"))
-        self.assertLess(sum(entry.st_size for entry in before.values()), 1.1 * len(CONTENT))
+        self.assertLess(sum(path.stat().st_size for path in before), 1.1 * len(CONTENT))
         counter = self.described()["counter"]
         self.publish("2.0", SECOND)
         self.assertGreater(self.described()["counter"], counter)
@@ -59,12 +60,17 @@ class PublishTest(UpdaterTest):
         self.publish("1.0", FIRST)
         self.make_bundle(self.root / "pack/tarvex-launcher-1/Tarvex Launcher.app", NEW)
         (self.root / "pack/tarvex-launcher-1/install.sh").write_text("no part of the bundle")
+        linux = self.root / "pack/tarvex-launcher-1/Tarvex Launcher.app/Contents/Linux"
+        (linux / "link").symlink_to("launcher")
+        os.link(linux / "launcher", linux / "twin")
         archive = shutil.make_archive(self.root / "launcher", "xztar", self.root / "pack")
         self.publish(None, None, "--launcher", archive)
         self.make_bundle(self.bundle, "a" * 16)
         self.assert_updates(*self.launcher)
         self.assertEqual(self.version_of(self.bundle), NEW)
         self.assertFalse((self.bundle / "install.sh").exists())
+        contents = {path.read_bytes() for path in (self.bundle / "Contents/Linux").iterdir()}
+        self.assertEqual((len(contents), len(list((self.bundle / "Contents/Linux").iterdir()))), (1, 3))
 
     def test_links_are_published_as_files_or_not_at_all(self):
         def files():
@@ -79,6 +85,17 @@ class PublishTest(UpdaterTest):
             (files() / "link").symlink_to(target)
             lines = self.publish("2.0", None, str(self.root / "links"), status=1)
             self.assertIn("link is neither a file nor a folder", lines[0])
+
+    def test_a_file_that_changes_meanwhile_is_not_published(self):
+        def main():
+            publish.digest_of = lambda _: "0" * 64
+            return publish.main()
+
+        game = self.make_files(self.root / "game", FIRST)
+        status, lines = self.run_program(main, game, "--to", "web", "--region", REGION, "--release", "1")
+        self.assertEqual(status, 1)
+        self.assertIn("changes while it is being published", lines[0])
+        self.assertEqual(list(self.web.glob(f"objects/*/{'0' * 64}*[!w]")), [])
 
     def test_mistakes_are_said_and_change_nothing(self):
         self.publish("1.0", FIRST)
