@@ -28,7 +28,8 @@ class Region:
             return release.read_description(trust.opened(envelope, self.config.public_keys), self.id)
 
         try:
-            offer = fetch.read(self.config, release.DESCRIPTION, release.MAX_DESCRIPTION, accept, self.say)
+            offer = fetch.read(self.config, release.DESCRIPTION, release.MAX_DESCRIPTION, accept,
+                               self.say)
         except UpdateError as error:
             without = self.config.offline_play and isinstance(error.__cause__, fetch.Failure)
             if not without or not self.command():
@@ -58,8 +59,8 @@ class Region:
         if not work or not isinstance(command, list) or not command:
             return None
         program = local_path(os.path.join(work, "files"), command[0])
-        is_program = os.path.isfile(program) and os.access(program, os.X_OK)
-        return [program, *command[1:]] if is_program else None
+        can_start = os.path.isfile(program) and os.access(program, os.X_OK)
+        return [program, *command[1:]] if can_start else None
 
     def is_current(self, offer):
         """Whether there is nothing to install, or nothing that may or can be installed."""
@@ -101,11 +102,12 @@ class Region:
             self.say(f"Client {self.installed()['releaseId']} is current.")
         elif offer is None:
             raise UpdateError("The installed game is damaged. Try again with a network.")
-        elif reason := self.refusal(offer):
-            raise UpdateError(reason)
         else:
             make_private_folder(self.releases)
             with self.locked(fcntl.LOCK_EX):
+                # Only now nobody else installs anything newer.
+                if reason := self.refusal(offer):
+                    raise UpdateError(reason)
                 self.install(offer, repair)
             self.say(f"Installed client {offer.release['releaseId']}")
 

@@ -56,8 +56,7 @@ class Work:
         candidates = collections.defaultdict(list)
         for folder, other in earlier:
             for file in other.files:
-                if file.object.sha256 in wanted:
-                    candidates[file.object.sha256].append((local_path(folder, file.path), self.mode(file)))
+                candidates[file.object.sha256].append((local_path(folder, file.path), self.mode(file)))
         for folder in {os.path.dirname(self.path(file)) for file in manifest.files}:
             make_private_folder(folder)
 
@@ -77,7 +76,7 @@ class Work:
         remove(self.parts)
 
     def take(self, file, candidates, trust_seals):
-        """Whether the file has its place now. candidates: paths of files that may be it, with their modes."""
+        """Whether the file has its place now. candidates: paths that may have it, with their modes."""
         target, content = self.path(file), file.object
         if is_whole(target, content, trust_seals):
             return True

@@ -77,7 +77,7 @@ def bundle_in(archive):
                 for entry in members:
                     _, bundle, path = entry.name.partition(".app/")
                     target = Path(folder, path)
-                    content = members.extractfile(entry)  # of a link: what it leads to; of a folder: none
+                    content = members.extractfile(entry)  # none of a folder; a link's is its target's
                     if bundle and content and ".." not in target.parts:
                         target.parent.mkdir(parents=True, exist_ok=True)
                         with open(target, "wb") as file:

@@ -1,5 +1,5 @@
-"""The updater and publishing are killed before each system call that changes something on the disk; then
-the next run has to end well. strace finds these calls, and kills."""
+"""The updater and publishing are killed before each system call that changes something on the disk;
+then the next run has to end well. strace finds these calls, and kills."""
 
 import collections
 import os
@@ -11,9 +11,9 @@ import unittest
 
 from updater_test import FIRST, NEW, OLD, REGION, SECOND, UPDATER, UpdaterTest
 
-CHANGES = ("openat,write,pwrite64,writev,sendfile,copy_file_range,ftruncate,fallocate,?rename,?renameat,"
-           "renameat2,?link,linkat,?symlink,symlinkat,?unlink,unlinkat,?mkdir,mkdirat,?rmdir,?chmod,fchmod,"
-           "fchmodat,?chown,fchown,fchownat,utimensat,fsync,fdatasync,sync,syncfs")
+CHANGES = ("openat,write,pwrite64,writev,sendfile,copy_file_range,ftruncate,fallocate,?rename,"
+           "?renameat,renameat2,?link,linkat,?symlink,symlinkat,?unlink,unlinkat,?mkdir,mkdirat,?rmdir,"
+           "?chmod,fchmod,fchmodat,?chown,fchown,fchownat,utimensat,fsync,fdatasync,sync,syncfs")
 CHANGES_NOTHING = re.compile(r"openat\((?!.*O_CREAT)|write\([12],|.* = -1 E")
 # With one thread all calls have one order, so that strace can count them.
 ONE_THREAD = """
@@ -34,7 +34,8 @@ class KillTest(UpdaterTest):
         run = subprocess.run(
             ["strace", "-f", "--seccomp-bpf", "-o", "calls", "-e", option, "/usr/bin/python3", "-Bc",
              ONE_THREAD, UPDATER / program, *words], cwd=self.root, capture_output=True,
-            env={"HOME": self.home, "PATH": os.environ["PATH"], "PYTHONHASHSEED": "0", "PYTHONPATH": UPDATER})
+            env={"HOME": self.home, "PATH": os.environ["PATH"], "PYTHONPATH": UPDATER,
+                 "PYTHONHASHSEED": "0"})
         return run.returncode, run.stdout + run.stderr
 
     def kills(self, restore, *command):

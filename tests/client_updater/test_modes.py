@@ -2,12 +2,15 @@
 
 import json
 import os
+import re
 import shutil
 import signal
 import subprocess
 import unittest
 
-from updater_test import CONTENT, FIRST, GAME, NEW, OLD, REGION, SECOND, UPDATER, UpdaterTest
+from updater_test import CONTENT, FIRST, GAME, NEW, OLD, REGION, SECOND, UPDATER, UpdaterTest, having
+import client
+import launcher
 from web_server import WebServer
 
 WORLD = "1.4.2.0a1b2c3d4e5f"
@@ -59,6 +62,12 @@ class CheckTest(UpdaterTest):
         self.assert_installed(SECOND)
         self.publish("1.0")
         self.assertIn("client=available:1.0", self.run_updater("--check")[1][-1])
+        current = (self.installed / "current.json").read_text()
+        newer = re.sub('"counter": \\d+', '"counter": 9999999999', current)
+        another = having(client, make_private_folder=lambda _: (
+            self.installed / "current.json").write_text(newer))
+        self.assert_fails("an older release than the installed one", before=another)
+        (self.installed / "current.json").write_text(current)
         self.assert_updates()
         self.assert_installed(FIRST)
 
@@ -124,11 +133,10 @@ class UpdateTest(UpdaterTest):
         self.assertFalse((one / "tarvex-game").samefile(other / "tarvex-game"))
 
     def test_where_there_are_no_links_files_are_copied(self):
-        def no_links():
-            def link(*_):
-                raise PermissionError
-            os.link = link
+        def link(*_):
+            raise PermissionError
 
+        no_links = having(os, link=link)
         self.publish("1.0", FIRST)
         self.assert_updates(before=no_links)
         damage(self.current_files() / "data/Skógarljós", keep_time=True)
@@ -175,8 +183,9 @@ class UpdateTest(UpdaterTest):
         (self.home / "Library").write_text("a file where a folder is needed")
         self.assert_fails("Tarvex cannot use ")
         (self.home / "Library").unlink()
-        self.assert_fails("There is not enough free space on the disk: 17 MB are needed, 0 MB", before=lambda: setattr(
-            os, "statvfs", lambda _: os.statvfs_result((1, 1, 0, 0, 1000, 0, 0, 0, 0, 0))))
+        full = os.statvfs_result((1, 1, 0, 0, 1000, 0, 0, 0, 0, 0))
+        self.assert_fails("There is not enough free space on the disk: 17 MB are needed, 0 MB",
+                          before=having(os, statvfs=lambda _: full))
         self.config.write_text('{"regions": [5]}')
         self.assert_fails("configuration is missing or damaged", "--check")
 
@@ -190,12 +199,8 @@ class LauncherTest(UpdaterTest):
         self.publish(None, None, "--launcher", self.make_bundle(self.root / "built", version, **files))
 
     def test_is_replaced_before_anything_else(self):
-        def no_exchange():
-            import store
-            store.exchange = lambda *_: False
-
         self.offer()
-        for before in (lambda: None), no_exchange:
+        for before in (lambda: None), having(launcher, exchange=lambda *_: False):
             for mode in ["--update-only"], ["--", "wait"]:
                 with self.subTest(mode=mode):
                     shutil.rmtree(self.bundle.parent, ignore_errors=True)

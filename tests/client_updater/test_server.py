@@ -13,7 +13,9 @@ import threading
 import unittest
 import zlib
 
-from updater_test import CONTENT, FIRST, NEW, OLD, REGION, UpdaterTest, fetch
+from updater_test import CONTENT, FIRST, NEW, OLD, REGION, UpdaterTest, fetch, having
+import download
+import trust
 from web_server import WebServer
 
 TEXT = b"forest " * 999
@@ -261,12 +263,8 @@ class ServerTest(UpdaterTest):
         def full(*_):
             raise OSError(28, "No space left on device")
 
-        def fill():
-            import download
-            download.unpack = full
-
         self.publish("1.0", FIRST)
-        self.assert_fails("There is not enough free space on the disk", before=fill)
+        self.assert_fails("There is not enough free space on the disk", before=having(download, unpack=full))
 
     def test_without_a_network(self):
         self.publish("1.0", GAME)
@@ -375,7 +373,7 @@ class SignatureTest(UpdaterTest):
                 spoil()
                 self.assert_fails("The release on the server is damaged", *self.launcher, "--update-only")
                 edit(release=text, signature=signature)
-        no_library = lambda: setattr(__import__("trust"), "LIBRARIES", ("libno.so",))
+        no_library = having(trust, LIBRARIES=("libno.so",))
         self.assert_fails("cannot be verified here", "--check", before=no_library)
         self.assert_updates(*self.launcher)
         self.assertEqual(self.version_of(self.bundle), NEW)

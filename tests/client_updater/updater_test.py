@@ -35,6 +35,11 @@ FIRST = {"tarvex-game": GAME, "data/map": "forest " * 9999, "data/twin": "forest
 SECOND = {**FIRST, "data/map": "meadow " * 9999, "new/deep/file": "new"}
 
 
+def having(module, **changes):
+    """Makes these changes; to be called before a run."""
+    return lambda: vars(module).update(changes)
+
+
 def memory():
     """A disk that need not be waited for at each sync; None where there is none for programs."""
     disk = "/dev/shm"
