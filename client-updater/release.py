@@ -79,10 +79,15 @@ def member(value, name, kind):
     elif isinstance(kind, int):
         fits = type(found) is int and 0 <= found <= kind
     else:
-        fits = type(found) is kind
+        fits = is_text(found) if kind is str else type(found) is kind
     if not fits:
-        raise Fault(f"no valid “{name}”")
+        raise Fault(f"no valid “{name}”: {found!r:.200}")
     return found
+
+
+def is_text(value):
+    """Whether it can be a name or an argument: JSON takes NUL and halves of a surrogate pair, too."""
+    return isinstance(value, str) and not re.search("[\0\ud800-\udfff]", value)
 
 
 def read_object(value, max_size):
@@ -118,14 +123,13 @@ def may_ask(address, has_key, asked_before=None):
     up for it, and never after one that was asked in secret."""
     try:
         parts = urlsplit(address)
-        host, _ = parts.hostname or "", parts.port
-    except ValueError:
+        is_valid = parts.hostname and "@" not in parts.netloc and parts.port != 0
+    except ValueError:  # from the port
         return False
-    if parts.scheme == "https":
-        return bool(host) and "@" not in parts.netloc
+    if not is_valid or parts.scheme == "https":
+        return bool(is_valid)
     was_secret = asked_before is not None and urlsplit(asked_before).scheme == "https"
-    return (parts.scheme == "http" and bool(host) and "@" not in parts.netloc and not was_secret
-            and (has_key or is_loopback(host)))
+    return parts.scheme == "http" and not was_secret and (has_key or is_loopback(parts.hostname))
 
 
 def is_loopback(host):
@@ -135,19 +139,19 @@ def is_loopback(host):
 def read_description(data, region_id):
     value = read_json(data)
     regions = member(value, "regions", dict)
-    release = manifest = launcher = launcher_manifest = None
+    offer = Offer(member(value, "counter", MAX_SIZE), None, None, None, None)
     if region_id in regions:
-        entry = member(regions, region_id, dict)
-        release = {"releaseId": member(entry, "releaseId", RELEASE_ID),
-                   "sourceRevision": member(entry, "sourceRevision", RELEASE_ID)}
-        if "worldVersion" in entry:
-            release["worldVersion"] = member(entry, "worldVersion", WORLD)
+        entry = regions[region_id]
         manifest = read_object(member(entry, "manifest", dict), MAX_MANIFEST)
-        release["manifest"] = manifest.sha256
+        forms = {"releaseId": RELEASE_ID, "sourceRevision": RELEASE_ID,
+                 **({"worldVersion": WORLD} if "worldVersion" in entry else {})}
+        said = {name: member(entry, name, form) for name, form in forms.items()}
+        offer = offer._replace(release={**said, "manifest": manifest.sha256}, manifest=manifest)
     if "launcher" in value:
-        launcher = member(value["launcher"], "version", VERSION)
-        launcher_manifest = read_object(member(value["launcher"], "manifest", dict), MAX_MANIFEST)
-    return Offer(member(value, "counter", MAX_SIZE), release, manifest, launcher, launcher_manifest)
+        manifest = read_object(member(value["launcher"], "manifest", dict), MAX_MANIFEST)
+        offer = offer._replace(launcher=member(value["launcher"], "version", VERSION),
+                               launcher_manifest=manifest)
+    return offer
 
 
 def read_manifest(data):
@@ -164,22 +168,16 @@ def read_manifest(data):
     if twins := find_twins([file.path for file in files]):
         raise Fault("the paths {!r} and {!r} are one on some disks".format(*twins))
     command = value.get("command", [])
-    if not isinstance(command, list) or not all(isinstance(word, str) for word in command):
+    if not isinstance(command, list) or not all(map(is_text, command)):
         raise Fault("no valid “command”")
     if command and not any(file.path == command[0] and file.executable for file in files):
         raise Fault("the command is none of the executable files")
-    if any("\0" in word for word in command):
-        raise Fault("a NUL in the command")
     return Manifest(files, command)
 
 
 def path_fault(path):
     """Why a path is none for a file of a release; None when it is one."""
-    try:
-        too_long = len(path.encode()) > 1024
-    except UnicodeEncodeError:
-        return "is not Unicode"
-    if too_long:
+    if len(path.encode()) > 1024:
         return "is too long"
     for name in path.split("/"):
         if name in ("", ".", ".."):

@@ -65,10 +65,7 @@ def verify(content, signature, public_keys):
 def opened(envelope, public_keys):
     """The description in release.json, verified where there are keys."""
     value = read_json(envelope)
-    try:
-        content = member(value, "release", str).encode()
-    except UnicodeEncodeError as error:
-        raise Fault("a description that is not Unicode") from error
+    content = member(value, "release", str).encode()
     if public_keys:
         verify(content, member(value, "signature", str), public_keys)
     return content

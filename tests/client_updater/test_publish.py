@@ -13,6 +13,7 @@ MISTAKES = [  # the files, the options, what is said
     ({"game": "#!"}, "eu", "1", ["--start", "other"], "none of the executable files"),
     ({"game": "#!", "con": ""}, "eu", "1", [], "'con' names a device"),
     ({"game": "#!", "a": "", "A": ""}, "eu", "1", [], "'A' and 'a' are one on some disks"),
+    ({"game": "#!", "\udcff": ""}, "eu", "1", [], "no valid “path”: '\\udcff'"),
     ({"game": "#!"}, "EU", "1", [], "--region has to look like"),
     ({"game": "#!"}, "eu", "../1", [], "--release has to look like"),
     ({"game": "#!"}, "eu", "1", ["--world", "1.0"], "--world has to look like"),

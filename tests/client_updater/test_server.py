@@ -360,6 +360,7 @@ class SignatureTest(UpdaterTest):
             "other text": lambda: edit(release=text.replace(NEW, "c" * 16)),
             "other comment": lambda: edit(signature=signature.replace("comment: counter", "comment: c")),
             "no signature": lambda: edit(signature=None),
+            "comment that is no text": lambda: edit(signature=signature.replace("comment: c", "\ud800: c")),
             "empty": lambda: edit(signature=""),
             "half": lambda: edit(signature="\n".join([lines[0], lines[1][:40], *lines[2:]])),
             "other lines": lambda: edit(signature="\n".join([lines[0], lines[3], lines[2], lines[3]])),
