@@ -17,8 +17,8 @@ line "Tarvex launcher error: " with a sentence for the player, and exit status 1
 
 The modules beside this file: release decides; trust verifies signatures; fetch asks the server;
 download does that for many files at once; store knows the disk; install makes a release of all that;
-client knows what is installed for a region; launcher replaces the launcher. All are loaded at the
-beginning, because another launcher may replace the bundle meanwhile.
+client knows what is installed for a region; update brings that up to date; launcher replaces the
+launcher.
 """
 
 from __future__ import annotations
@@ -32,9 +32,7 @@ import fcntl
 import getopt
 import os
 import signal
-import subprocess
 
-import launcher
 import release
 from client import Region
 from fetch import one_line
@@ -77,18 +75,23 @@ def launcher_part(offer, arguments):
     return release.launcher_part(offer, last, version, arguments.get("--relaunched-from"), may_replace)
 
 
-def update(region, arguments):
+def bring_up_to_date(region, arguments):
     """Returns whether the client is up to date; otherwise a new launcher goes on from here."""
+    # Now, because another launcher may replace the bundle meanwhile; not earlier, because a player
+    # waits for a check, which needs neither.
+    import launcher
+    import update
+
     offer = region.read_offer()
     if offer and launcher_part(offer, arguments).startswith("available:"):
         launcher.update(region.config, offer, arguments["--launcher-bundle"], say)
         return False
-    region.update(offer, repair="--repair" in arguments)
+    update.update(region, offer, repair="--repair" in arguments)
     return True
 
 
 def play(region, arguments, game_arguments):
-    if not update(region, arguments):
+    if not bring_up_to_date(region, arguments):
         return 0
     with region.locked(fcntl.LOCK_SH):
         command = region.command()
@@ -101,6 +104,8 @@ def play(region, arguments, game_arguments):
 
 def run_to_its_end(command):
     """Runs a child; a request to end that reaches this process is passed on to it."""
+    import subprocess
+
     child = None
     end_requested = False
 
@@ -181,7 +186,7 @@ def run(words):
     if "--check" in arguments:
         check(region, arguments)
     elif "--update-only" in arguments or "--repair" in arguments:
-        update(region, arguments)
+        bring_up_to_date(region, arguments)
     else:
         return play(region, arguments, game_arguments)
     return 0

@@ -43,7 +43,7 @@ sys.dont_write_bytecode = True
 
 from release import (BLOCK_SIZE, DESCRIPTION, REGION_ID, RELEASE_ID, VERSION, WORLD, Fault, Object,
                      read_json, read_manifest)
-from store import digest_of, replace_record, sync, sync_disk_of
+from store import digest_of, replace_record, sync_disk_of
 
 SAVES = 0.95  # the part of its size that a compressed object may have
 
@@ -115,7 +115,7 @@ def command_of(text, entries):
 class Web:
     def __init__(self, folder):
         self.folder = folder
-        self.added = 0  # bytes
+        self.new = {}  # objects that have no place yet, with their size here
 
     def path(self, name):
         path = self.folder / name
@@ -128,7 +128,7 @@ class Web:
             content = Object(digest_of(file), file.tell(), None)
             packed = content._replace(packed=0)
             for known in (content, packed):
-                path = self.path(known.name)
+                path = self.path(known.name + ".new" * (known.name in self.new))
                 if path.exists():
                     return described(content, path.stat().st_size if known.is_packed else None)
             file.seek(0)
@@ -138,11 +138,11 @@ class Web:
                 size = self.write(file, packed, SAVES * content.size, zlib.compressobj())
             if size is None:
                 self.write(file, content, content.size)
-        self.added += size or content.size
         return described(content, size)
 
     def write(self, file, content, most, packer=None):
-        """Adds the file as an object, unless that has more bytes than most; returns how many."""
+        """Writes the file beside the object's place, unless it has more bytes than most there; returns
+        how many."""
         digest, new = hashlib.sha256(), self.path(content.name + ".new")
         file.seek(0)
         with open(new, "wb") as target:
@@ -156,10 +156,15 @@ class Web:
         if size > most:
             os.unlink(new)
             return None
-        # From here on the object is believed to be whole.
-        sync(new)
-        os.replace(new, self.path(content.name))
+        self.new[content.name] = size
         return size
+
+    def place(self):
+        """Gives new objects their places, where they are believed to be whole. Returns their bytes."""
+        sync_disk_of(self.folder)
+        for name in self.new:
+            os.replace(self.folder / (name + ".new"), self.folder / name)
+        return sum(self.new.values())
 
     def add_release(self, folder, start=None):
         """Adds all files and their manifest. Without a start there is no game in it."""
@@ -283,13 +288,14 @@ def publish(arguments):
         after["regions"][arguments.region] = client_entry(web, arguments)
         news.append((f"regions/{arguments.region}", arguments.release,
                      after["regions"][arguments.region]))
+    added = web.place()
     if after == before and not arguments.key:  # it may be another key
         print("Nothing is new.")
     else:
         after["counter"] = max(before.get("counter", 0) + 1, int(time.time()))
         web.offer(after, news, arguments.key)
         names = ", ".join(f"{series} {name}" for series, name, _ in news)
-        print(f"Published: {names}; {web.added:,} bytes are new.")
+        print(f"Published: {names}; {added:,} bytes are new.")
     if arguments.keep:
         web.keep(arguments.keep, [*after["regions"].values(),
                                   *([after["launcher"]] if "launcher" in after else [])])

@@ -9,8 +9,8 @@ import subprocess
 import unittest
 
 from updater_test import CONTENT, FIRST, GAME, NEW, OLD, REGION, SECOND, UPDATER, UpdaterTest, having
-import client
 import launcher
+import update
 from web_server import WebServer
 
 WORLD = "1.4.2.0a1b2c3d4e5f"
@@ -64,7 +64,7 @@ class CheckTest(UpdaterTest):
         self.assertIn("client=available:1.0", self.run_updater("--check")[1][-1])
         current = (self.installed / "current.json").read_text()
         newer = re.sub('"counter": \\d+', '"counter": 9999999999', current)
-        another = having(client, make_private_folder=lambda _: (
+        another = having(update, make_private_folder=lambda _: (
             self.installed / "current.json").write_text(newer))
         self.assert_fails("an older release than the installed one", before=another)
         (self.installed / "current.json").write_text(current)

@@ -1,0 +1,76 @@
+"""Brings the client of a region up to date, or makes good what is wrong with it."""
+
+from __future__ import annotations
+
+import contextlib
+import fcntl
+import glob
+import os
+
+from install import Work, load_manifest
+from release import Fault, UpdateError
+from store import has_size, local_path, make_private_folder, regions_folder, remove, replace_record
+
+
+def update(region, offer, repair=False):
+    if not repair and region.is_current(offer) and is_complete(region):
+        if len(os.listdir(region.releases)) > 1:
+            with contextlib.suppress(UpdateError), region.locked(fcntl.LOCK_EX):
+                remove_rubbish(region)
+        region.say(f"Client {region.installed()['releaseId']} is current.")
+    elif offer is None:
+        raise UpdateError("The installed game is damaged. Try again with a network.")
+    else:
+        make_private_folder(region.releases)
+        with region.locked(fcntl.LOCK_EX):
+            # Only now nobody else installs anything newer.
+            if reason := region.refusal(offer):
+                raise UpdateError(reason)
+            install(region, offer, repair)
+        region.say(f"Installed client {offer.release['releaseId']}")
+
+
+def is_complete(region):
+    """Whether all files are there; what is in them, only a repair asks."""
+    work = region.work_folder()
+    try:
+        manifest = load_manifest(work)
+    except (OSError, Fault, TypeError):
+        return False
+    files = os.path.join(work, "files")
+    return all(has_size(local_path(files, file.path), file.object.size) for file in manifest.files)
+
+
+def install(region, offer, repair):
+    name = offer.release["releaseId"]
+    region.say(f"Updating to client {name}…")
+    # The same for every attempt, so that one goes on where the last one stopped; but never the folder
+    # of the installed release, which stays as it is until another one is complete.
+    folder = os.path.join(region.releases, f"{name}-{offer.manifest.sha256[:16]}")
+    if folder == region.work_folder():
+        folder += "-again"
+    # Read-only, because files are shared by links between releases and regions.
+    work = Work(folder, "client", (0o500, 0o400), region.config, region.say)
+    manifest = work.fetch_manifest(offer.manifest)
+    if not manifest.command:
+        raise UpdateError("The release on the server does not contain a game.")
+    work.complete(manifest, earlier_releases(folder),
+                  trust_seals=not repair and (not region.installed() or is_complete(region)))
+    replace_record(region.record, {**offer.release, "counter": offer.counter,
+                                   "command": manifest.command, "folder": os.path.basename(folder)})
+    remove_rubbish(region)
+
+
+def remove_rubbish(region):
+    """Removes older releases and the remains of attempts at others."""
+    for path in glob.glob(os.path.join(glob.escape(region.releases), "*")):
+        if path != region.work_folder():
+            remove(path)
+
+
+def earlier_releases(but):
+    """Whatever lies on the disk, of any region: each folder of files with its manifest."""
+    for work in glob.glob(os.path.join(glob.escape(regions_folder()), "*/releases/*")):
+        if work != but:
+            with contextlib.suppress(OSError, Fault):
+                yield os.path.join(work, "files"), load_manifest(work)
