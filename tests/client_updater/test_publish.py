@@ -1,6 +1,5 @@
 """What publishing leaves in the web folder, also where it is asked for nonsense."""
 
-import json
 import os
 import shutil
 import unittest
@@ -26,9 +25,6 @@ MISTAKES = [  # the files, the options, what is said
 
 
 class PublishTest(UpdaterTest):
-    def described(self):
-        return json.loads(json.loads((self.web / "release.json").read_bytes())["release"])
-
     def test_what_is_there_is_not_written_again(self):
         def written():
             files = (path for path in self.web.rglob("*") if path.is_file())

@@ -14,7 +14,6 @@ import unittest
 import zlib
 
 from updater_test import CONTENT, FIRST, NEW, OLD, REGION, UpdaterTest, fetch, having
-import download
 import trust
 from web_server import WebServer
 
@@ -158,7 +157,6 @@ UNSAFE = "127.0.0.1 leads to an unsafe address"
 # well), and in how many requests for the file.
 FAULTS = [
     ("content", [cut, whole], None, 2),
-    ("content", [cut, cut, cut, whole], None, 4),
     ("content", [cut, cut, status(500), wrong_range, whole], None, 5),
     ("content", [cut, without_ranges], None, 2),
     ("content", [cut, status(416), whole], None, 3),
@@ -172,7 +170,6 @@ FAULTS = [
     ("content", [to("/elsewhere{path}")], None, 2),
     ("content", [to("http://127.0.0.1:{port}/elsewhere{path}")], None, 2),
     ("content", [to("http://example.org/")], UNSAFE, 1),
-    ("content", [to("file:///etc/passwd")], UNSAFE, 1),
     ("content", [to("{path}")], REFUSED, 6),
     ("content", [garbage], BROKEN + "|cannot be reached", 4),
     ("content", [status(404)], MISSING, 1),
@@ -190,13 +187,10 @@ FAULTS = [
     ("packed", [repacked], DAMAGED, None),
     ("packed", [repacked, whole], None, None),
     ("object", [changed], DAMAGED, None),
-    ("object", [long], DAMAGED, None),
-    ("object", [status(404)], MISSING, None),
     ("release", [cut, whole], None, None),
     ("release", [cut], BROKEN, None),
     ("release", [chunked], None, None),
     ("release", [endless], DAMAGED, None),
-    ("release", [garbage, whole], None, None),
     ("release", [status(404)], MISSING, None),
     ("release", [status(502)], REFUSED, None),
     ("release", [lambda handler, _: whole(handler, b"{}")], DAMAGED, None),
@@ -259,13 +253,6 @@ class ServerTest(UpdaterTest):
         half = f"bytes={len(CONTENT) // 2}-"
         self.assertEqual(ranges, [None, half, half])
 
-    def test_what_is_written_nowhere_is_a_full_disk(self):
-        def full(*_):
-            raise OSError(28, "No space left on device")
-
-        self.publish("1.0", FIRST)
-        self.assert_fails("There is not enough free space on the disk", before=having(download, unpack=full))
-
     def test_without_a_network(self):
         self.publish("1.0", GAME)
         with socket.socket() as nobody:
@@ -314,16 +301,15 @@ class ServerTest(UpdaterTest):
             self.assertEqual(len(server.requests()), 1)
             self.assert_updates()
             self.assertEqual(len(server.requests()), 4)  # once more release.json, manifest, one file
-            part = next(self.installed.glob("releases/*"))
-            self.publish("3.0", {"tarvex-game": "#!/bin/sh\n", "data": CONTENT[::-1]})
-            name = json.loads(json.loads((self.web / "release.json").read_bytes())["release"])
-            manifest = name["regions"][REGION]["manifest"]["sha256"]
-            folder = part.with_name(f"3.0-{manifest[:16]}") / "parts"
-            folder.mkdir(parents=True)
-            (folder / hashlib.sha256(CONTENT[::-1]).hexdigest()).write_bytes(CONTENT[::-1][:-9])
+            other = {"tarvex-game": "#!/bin/sh\n", "data": CONTENT[::-1]}
+            self.publish("3.0", other)
+            manifest = self.described()["regions"][REGION]["manifest"]["sha256"]
+            parts = self.installed / f"releases/3.0-{manifest[:16]}/parts"
+            parts.mkdir(parents=True)
+            (parts / hashlib.sha256(other["data"]).hexdigest()).write_bytes(other["data"][:-9])
             self.assert_updates()
             self.assertTrue(any(line.startswith("206 9 ") for line in server.requests()))
-            self.assert_installed({"tarvex-game": "#!/bin/sh\n", "data": CONTENT[::-1]})
+            self.assert_installed(other)
 
 
 class SignatureTest(UpdaterTest):

@@ -111,6 +111,9 @@ class UpdaterTest(unittest.TestCase):
         self.assertEqual(found, status, lines)
         return lines
 
+    def described(self):
+        return json.loads(json.loads((self.web / "release.json").read_bytes())["release"])
+
     def make_files(self, folder, files):
         """Scripts, and nothing else, are executable."""
         shutil.rmtree(folder, ignore_errors=True)
