@@ -16,7 +16,7 @@ import ssl
 import time
 from urllib.parse import urljoin, urlsplit
 
-from release import BLOCK_SIZE, Fault, UpdateError, is_loopback, may_ask
+from release import BLOCK_SIZE, MAX_SIZE, Fault, UpdateError, is_loopback, may_ask
 
 REDIRECTS = (301, 302, 303, 307, 308)
 MAX_REDIRECTS = 5
@@ -135,13 +135,13 @@ class Site:
             response = self.answer(self.address + name, offset, fresh)
             sentence = BROKEN_OFF
             place = judged(response, self.host, size, offset)
+            end = MAX_SIZE if size is None else size
             # One more than is wanted, so that more than that is seen.
-            while block := response.read1(BLOCK_SIZE if size is None
-                                          else min(BLOCK_SIZE, size - place + 1)):
-                if size is not None and place + len(block) > size:
-                    raise Fault(f"{name} is too long")
+            while block := response.read1(min(BLOCK_SIZE, end - place + 1)):
                 yield place, block
                 place += len(block)
+                if place > end:
+                    raise Fault(f"{name} is too long")
             if response.length or size not in (None, place):
                 raise Failure(BROKEN_OFF, self.host, f"{name} ends at {place}", again=True)
             response.close()  # the connection stays, for the next request
