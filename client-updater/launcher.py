@@ -9,7 +9,7 @@ import fcntl
 import os
 
 from install import Work
-from release import UpdateError
+from release import Fault, UpdateError
 from store import (exchange, locked, make_private_folder, remove, replace_record, support_folder,
                    sync)
 
@@ -39,8 +39,26 @@ def install(config, offer, bundle, say):
     if not is_launcher(work.files, offer.launcher):
         remove(work.folder)
         raise UpdateError("The release on the server does not contain that launcher.")
+    rehearse(work)
     put_in_place(work.files, bundle)
     sync(os.path.dirname(bundle))
+
+
+def rehearse(work):
+    """A launcher that cannot read its catalogue or run its updater here would never be replaced again.
+    So it comes with a program that tries both, in a home of its own."""
+    import subprocess
+
+    program = os.path.join(work.files, "Contents/Linux/check-updater")
+    if not os.access(program, os.X_OK):
+        return
+    run = subprocess.run([program, "--quiet", os.path.join(work.files, "Contents/Resources")],
+                         stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                         env={**os.environ, "TMPDIR": work.folder})
+    if run.returncode != 0:
+        remove(work.folder)
+        said = run.stdout.decode(errors="replace")
+        raise UpdateError("The new launcher does not work on this computer.") from Fault(said)
 
 
 def is_launcher(bundle, version):

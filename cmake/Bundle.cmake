@@ -22,11 +22,11 @@ configure_file(${CMAKE_SOURCE_DIR}/packaging/Info.plist.in
 # run path is DT_RPATH, not DT_RUNPATH: it is also used for the dependencies of libraries and plugins,
 # and it has priority over LD_LIBRARY_PATH.
 foreach(program tarvex-launcher tarvex-check-updater)
-  set_target_properties(${program} PROPERTIES BUILD_RPATH "$ORIGIN/../Frameworks")
+  set_target_properties(${program} PROPERTIES
+    RUNTIME_OUTPUT_DIRECTORY "${TARVEX_BUNDLE}/Contents/Linux"
+    BUILD_RPATH "$ORIGIN/../Frameworks")
   target_link_options(${program} PRIVATE LINKER:--disable-new-dtags)
 endforeach()
-set_target_properties(tarvex-launcher PROPERTIES
-  RUNTIME_OUTPUT_DIRECTORY "${TARVEX_BUNDLE}/Contents/Linux")
 
 # The resources are the updater and the demo's configuration, so that a build works without further
 # steps. The updater takes the demo's releases from their folder, or from a web server in scripts/run.
@@ -46,4 +46,4 @@ add_custom_command(
   DEPENDS ${resources}
   VERBATIM)
 add_custom_target(bundle ALL DEPENDS "${CMAKE_BINARY_DIR}/bundle-resources.stamp" tarvex-launcher
-                  demo-releases)
+                  tarvex-check-updater demo-releases)

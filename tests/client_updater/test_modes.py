@@ -244,6 +244,21 @@ class LauncherTest(UpdaterTest):
                 self.assertEqual(self.version_of(self.bundle), OLD)
                 self.assertEqual(list(self.bundle.parent.iterdir()), [self.bundle])
 
+    def test_that_does_not_work_on_this_machine_is_refused_and_the_old_one_stays(self):
+        self.make_bundle(self.bundle, OLD)
+        checker = '#!/bin/sh\necho "$*, $TMPDIR"; exit {}\n'
+        for status in 1, 0:
+            self.offer(**{"Contents/Linux/check-updater": checker.format(status)})
+            if status == 0:
+                self.assert_updates(*self.launcher)
+                continue
+            said = self.assert_fails("does not work on this computer", "--update-only", *self.launcher)
+            new = self.bundle.with_name("Tarvex.app.new")
+            self.assertIn(f"Cause: Fault: --quiet {new}/files/Contents/Resources, {new}", said)
+            self.assertEqual(self.version_of(self.bundle), OLD)
+            self.assertFalse(new.exists())
+        self.assertEqual(self.version_of(self.bundle), NEW)
+
 
 class PlayTest(UpdaterTest):
     def setUp(self):
