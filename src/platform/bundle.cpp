@@ -75,8 +75,8 @@ Bundle Bundle::ofExecutable(const std::filesystem::path &executable) {
   if (contents.filename() == "Contents" &&
       (folder.filename() == "Linux" || folder.filename() == "MacOS")) {
     const auto information = readInformation(contents / "Info.plist");
-    return {contents.parent_path(), contents / "Resources",
-            information.optional().value_or(BundleInformation()), information.reason()};
+    return {contents.parent_path(), contents / "Resources", information.value_or({}),
+            information.reason()};
   }
   return {folder, folder, {}, QStringLiteral("the program lies in no bundle")};
 }

@@ -46,8 +46,7 @@ std::string_view trimmed(std::string_view text) {
 KeyFile readKeyFile(const std::filesystem::path &path) {
   KeyFile file;
   Group *group = nullptr;
-  for (const std::string &whole :
-       split(readFile(path, largestKeyFile).optional().value_or(""), '\n')) {
+  for (const std::string &whole : split(readFile(path, largestKeyFile).value_or(""), '\n')) {
     const std::string_view line = trimmed(whole);
     const std::size_t equals = line.find('=');
     if (line.starts_with('[') && line.ends_with(']')) {

@@ -23,6 +23,7 @@ class Expected {
   Value &operator*() { return *m_value; }
   const Value &operator*() const { return *m_value; }
   const Value *operator->() const { return &*m_value; }
+  Value value_or(Value other) const { return m_value.value_or(std::move(other)); }
   const std::optional<Value> &optional() const { return m_value; }
   const QString &reason() const { return m_reason; }  // empty when there is a value
 

@@ -178,7 +178,7 @@ class TestInstall : public QObject {
 
   void versions() {
     const auto version = [](const BundleInformation &information) {
-      return bundleVersion({{}, {}, information}).optional().value_or("-");
+      return bundleVersion({{}, {}, information}).value_or("-");
     };
     QCOMPARE(version({{"CFBundleVersion", "0123456789abcdef"}}), "0123456789abcdef");
     QCOMPARE(version({}), "-");
