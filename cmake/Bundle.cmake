@@ -2,6 +2,10 @@
 set(TARVEX_BUNDLE "${TARVEX_BUNDLE_PARENT}/Tarvex Launcher.app")
 
 set(bundle_version "${TARVEX_BUNDLE_VERSION}")
+string(REPEAT "[0-9a-f]" 16 version_form)
+if(NOT bundle_version MATCHES "^(${version_form})?$")
+  message(FATAL_ERROR "TARVEX_BUNDLE_VERSION must be 16 of 0-9 and a-f: ${bundle_version}")
+endif()
 if(NOT bundle_version)
   find_package(Git QUIET)
   if(Git_FOUND)
@@ -15,6 +19,7 @@ endif()
 if(NOT bundle_version)
   set(bundle_version 0)
 endif()
+set(readable_version 0)  # a package has one
 configure_file(${CMAKE_SOURCE_DIR}/packaging/Info.plist.in
                "${TARVEX_BUNDLE}/Contents/Info.plist" @ONLY)
 

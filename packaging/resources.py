@@ -1,0 +1,158 @@
+"""Puts an operator's resources into a bundle, and ours beside them where there are none of that name.
+Prints a line for each reason why that must not become a package, and exits with 1 if there is one.
+
+    resources.py FOLDER TARGET CHECK_UPDATER [FILE...]
+
+FOLDER is the operator's, TARGET the bundle's Contents/Resources, and each FILE one of ours.
+"""
+
+import os
+import shutil
+import stat
+import struct
+import subprocess
+import sys
+import tempfile
+import zlib
+from pathlib import Path
+from xml.etree import ElementTree
+
+sys.dont_write_bytecode = True
+sys.path.append(str(Path(__file__).resolve().parents[1] / "client-updater"))
+
+from release import find_twins, path_fault
+
+NAME = "com.tarvex.launcher"
+
+
+# --- Files ---------------------------------------------------------------------------------------
+
+
+def fault_of(path, top):
+    """Why there cannot be such a thing in a package; None when there can."""
+    try:
+        target, mode = path.resolve(strict=True), path.stat().st_mode
+    except (OSError, RuntimeError):  # a circle of links is the latter before Python 3.13
+        return "leads nowhere"
+    if not target.is_relative_to(top):
+        return "leads out of the folder"
+    if target in [parent.resolve() for parent in path.parents]:
+        return "leads to a folder that it lies in"
+    is_folder = stat.S_ISDIR(mode)
+    if not is_folder and not stat.S_ISREG(mode):
+        return "is neither a file nor a folder"
+    # Root may read everything, and would pack what players may not.
+    if not mode & stat.S_IRUSR or not os.access(path, os.R_OK | (os.X_OK if is_folder else 0)):
+        return "cannot be read"
+    return path_fault(path.relative_to(top).as_posix())
+
+
+def collect(top):
+    """All files of the folder, and the faults. A link counts as the file or folder to which it leads,
+    because a package has no links: they would lead to where players have nothing."""
+    files, faults = [], []
+    for place, folders, names in os.walk(top, followlinks=True):
+        for path in sorted(Path(place, name) for name in folders + names):
+            if path.name == "__pycache__":  # is never read, and differs from run to run
+                fault = ""
+            elif (fault := fault_of(path, top)) is None:
+                if path.is_file():
+                    files.append(path.relative_to(top).as_posix())
+                continue
+            if fault:
+                faults.append(f"{str(path.relative_to(top))!r} {fault}")
+            if path.name in folders:
+                folders.remove(path.name)
+    if twins := find_twins(files):
+        faults.append("{!r} and {!r} are one on some disks".format(*twins))
+    return files, faults
+
+
+def copy(source, target):
+    target.parent.mkdir(parents=True, exist_ok=True)
+    shutil.copyfile(source, target)
+    target.chmod(0o755 if os.access(source, os.X_OK) else 0o644)
+
+
+# --- Contents ------------------------------------------------------------------------------------
+
+
+def is_svg(data):
+    return ElementTree.fromstring(data).tag == "{http://www.w3.org/2000/svg}svg"
+
+
+def is_png_of_48(data):
+    position, kind, pixels = 8, None, b""
+    while kind != b"IEND":
+        length, kind = struct.unpack_from(">I4s", data, position)
+        body = data[position + 8:position + 8 + length]
+        if struct.unpack_from(">I", data, position + 8 + length) != (zlib.crc32(kind + body),):
+            return False
+        pixels += body if kind == b"IDAT" else b""
+        position += 12 + length
+    return (data.startswith(b"\x89PNG\r\n\x1a\n") and bool(zlib.decompress(pixels))
+            and struct.unpack_from(">II", data, 16) == (48, 48))
+
+
+def is_entry(data):
+    lines = data.decode().splitlines()
+    return lines[0] == "[Desktop Entry]" and any(line.startswith("Exec=") for line in lines)
+
+
+def is_metainfo(data):
+    return ElementTree.fromstring(data).tag == "component"
+
+
+INSTALLED = {  # what the installer puts into the desktop's folders
+    f"{NAME}.svg": (is_svg, "an SVG image"),
+    f"{NAME}-48.png": (is_png_of_48, "a PNG image of 48 by 48 pixels"),
+    f"{NAME}.desktop": (is_entry, "a desktop entry with an Exec"),
+    f"{NAME}.metainfo.xml": (is_metainfo, "AppStream metadata"),
+}
+
+
+def faults_of_contents(resources):
+    for name, (is_it, kind) in INSTALLED.items():
+        try:
+            is_good = is_it((resources / name).read_bytes())
+        except Exception:  # there are many ways in which a file can be damaged
+            is_good = False
+        if not is_good:
+            yield f"{name!r} is not {kind}"
+    for path in sorted(resources.rglob("*.py")):
+        try:
+            compile(path.read_bytes(), path.name, "exec", dont_inherit=True)
+        except (SyntaxError, ValueError) as error:
+            yield f"{path.relative_to(resources).as_posix()!r} does not compile: {error}"
+
+
+def faults_of_updater(resources, *check_updater):
+    """The launcher's own verdict on the catalogue and on a check."""
+    with tempfile.TemporaryDirectory() as folder:  # the updater may write beside itself
+        tried = Path(folder, "resources")
+        shutil.copytree(resources, tried)
+        run = subprocess.run([*check_updater, "--quiet", tried], capture_output=True)
+    said = (run.stdout + run.stderr).decode(errors="replace").replace(f"{tried}/", "").splitlines()
+    if run.returncode == 0:
+        for line in said:
+            print(line, file=sys.stderr)
+        return []
+    return said or [f"check-updater has ended with the status {run.returncode}"]
+
+
+def main(folder, target, check_updater, *ours):
+    top, target = Path(folder).resolve(), Path(target)
+    files, faults = collect(top)
+    for name in files:
+        copy(top / name, target / name)
+    for path in map(Path, ours):
+        if not (target / path.name).exists():
+            copy(path, target / path.name)
+    faults += [*faults_of_contents(target), *faults_of_updater(target, check_updater)]
+    for fault in faults:
+        print(fault)
+    sys.exit(1 if faults else 0)
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
