@@ -140,19 +140,20 @@ def faults_of_updater(resources, *check_updater):
     return said or [f"check-updater has ended with the status {run.returncode}"]
 
 
-def main(folder, target, check_updater, *ours):
-    top, target = Path(folder).resolve(), Path(target)
+def put(folder, target, *check_updater, ours=()):
+    """Returns the faults."""
+    top = folder.resolve()
     files, faults = collect(top)
     for name in files:
         copy(top / name, target / name)
-    for path in map(Path, ours):
+    for path in ours:
         if not (target / path.name).exists():
             copy(path, target / path.name)
-    faults += [*faults_of_contents(target), *faults_of_updater(target, check_updater)]
-    for fault in faults:
-        print(fault)
-    sys.exit(1 if faults else 0)
+    return [*faults, *faults_of_contents(target), *faults_of_updater(target, *check_updater)]
 
 
 if __name__ == "__main__":
-    main(*sys.argv[1:])
+    folder, target, check_updater, *ours = map(Path, sys.argv[1:])
+    faults = put(folder, target, check_updater, ours=ours)
+    print(*faults, sep="\n")
+    sys.exit(1 if faults else 0)
