@@ -155,5 +155,5 @@ def put(folder, target, *check_updater, ours=()):
 if __name__ == "__main__":
     folder, target, check_updater, *ours = map(Path, sys.argv[1:])
     faults = put(folder, target, check_updater, ours=ours)
-    print(*faults, sep="\n")
+    print("".join(f"{fault}\n" for fault in faults), end="")
     sys.exit(1 if faults else 0)
