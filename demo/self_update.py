@@ -1,6 +1,7 @@
 """Shows an update of the launcher itself. Publishes BUNDLE as the newer launcher, together with the
 demo's releases, makes an older copy, and opens that. Without a display, it uses the copy on a virtual
-one, prints the texts of the windows, and saves pictures.
+one, prints the texts of the windows, and saves pictures. There, it
+first publishes a launcher that does not work, and shows that it is refused.
 
     self_update.py BUNDLE WEB_FOLDER FOLDER PICTURES [ARGUMENT...]    arguments of the launcher
 """
@@ -15,7 +16,7 @@ from pathlib import Path
 from walkthrough import Desktop, SPEED, open_on_display, show, wait_for_bar, wait_until
 from web_server import WebServer, point_to
 
-OLD, NEW = "a" * 16, "b" * 16
+OLD, NEW, BROKEN = "a" * 16, "b" * 16, "c" * 16
 PUBLISH = Path(__file__).resolve().parents[1] / "client-updater/publish.py"
 
 
@@ -25,33 +26,53 @@ def set_version(bundle, version):
     information.write_bytes(plistlib.dumps({**properties, "CFBundleVersion": version}))
 
 
+def offer(bundle, version, web, *options):
+    set_version(bundle, version)
+    subprocess.run(["/usr/bin/python3", PUBLISH, "--launcher", bundle, "--to", web, *options],
+                   check=True)
+
+
 def offer_newer(bundle, web, *options):
     """Publishes the bundle as the newer launcher, then turns it into an older one. The older one has
     another program, so that there is something to download."""
-    set_version(bundle, NEW)
-    subprocess.run(["/usr/bin/python3", PUBLISH, "--launcher", bundle, "--to", web, *options],
-                   check=True)
+    offer(bundle, NEW, web, *options)
     set_version(bundle, OLD)
     with open(bundle / "Contents/Linux/tarvex-launcher", "ab") as program:
         program.write(b"older")
 
 
-def walk(bundle, home, pictures, *arguments):
-    """Uses the launcher as a player would, on a virtual desktop."""
+def offer_broken(bundle, web):
+    """Publishes a launcher that knows no regions, so that it could never be replaced again."""
+    configuration = bundle / "Contents/Resources/launcher-config.json"
+    good = configuration.read_bytes()
+    configuration.write_text("{}")
+    offer(bundle, BROKEN, web)
+    configuration.write_bytes(good)
+    set_version(bundle, OLD)
+
+
+def walk(bundle, home, mend, pictures, *arguments):
+    """Uses the launcher as a player would, on a virtual desktop. `mend` replaces the broken launcher that is
+    on offer first."""
     shutil.rmtree(pictures, ignore_errors=True)
     pictures.mkdir(parents=True)
     with Desktop() as desktop:
         with desktop.launch(bundle, home, *arguments) as old:
             show(old, pictures, "1-available", button="Update")
             old.click("push button", "Update")
+            show(old, pictures, "2-refused", button="Retry")
+            mend()
+            old.click("push button", "Retry")
+            old.wait_for(button="Update")
+            old.click("push button", "Update")
             wait_for_bar(old)
-            show(old, pictures, "2-launcher", button="Updating…")
+            show(old, pictures, "3-launcher", button="Updating…")
             new = old.successor()
             print(f"ended        with the start of the new one, exit status {old.process.wait(30)}")
         with new:
             wait_for_bar(new)
-            show(new, pictures, "3-client", button="Updating…")
-            show(new, pictures, "4-ready", button="Play")
+            show(new, pictures, "4-client", button="Updating…")
+            show(new, pictures, "5-ready", button="Play")
             retired = bundle.with_name(bundle.name + ".old")
             wait_until(lambda: not retired.exists(), "the retired bundle to be removed")
             print("removed      the retired bundle")
@@ -70,11 +91,14 @@ def main(built, web, folder, pictures, *arguments):
     shutil.copytree(web, folder / "web")
     with WebServer(folder / "web", rate=SPEED) as server:
         point_to(bundle, server.address)
+        newer = folder / "newer.app"
+        shutil.copytree(bundle, newer)
         offer_newer(bundle, folder / "web")
         if os.environ.get("DISPLAY") or os.environ.get("WAYLAND_DISPLAY"):
             open_on_display(bundle, home, *arguments)
         else:
-            walk(bundle, home, pictures, *arguments)
+            offer_broken(bundle, folder / "web")
+            walk(bundle, home, lambda: offer(newer, NEW, folder / "web"), pictures, *arguments)
 
 
 if __name__ == "__main__":
