@@ -27,12 +27,14 @@ HOME = Path("/home/player")
 
 
 def lend_libraries(game, contents):
-    """The demo's game needs a Qt, and there is only the launcher's."""
+    """The demo's game needs a Qt, and there is only the launcher's. The file keeps its size, or the
+    updater would take it for damaged."""
     real = game.rename(game.with_name("real-game"))
-    game.write_text(f'''#!/bin/sh
+    script = f'''#!/bin/sh
 export LD_LIBRARY_PATH="{contents}/Frameworks" QT_PLUGIN_PATH="{contents}/PlugIns"
 exec "${{0%/*}}/{real.name}" "$@"
-''')
+'''
+    game.write_text(script.ljust(real.stat().st_size, "#"))
     game.chmod(0o755)
 
 
