@@ -1,7 +1,7 @@
 """Shows an update of the launcher itself. Publishes BUNDLE as the newer launcher, together with the
 demo's releases, makes an older copy, and opens that. Without a display, it uses the copy on a virtual
-one, prints the texts of the windows, and saves pictures. There, it
-first publishes a launcher that does not work, and shows that it is refused.
+one, prints the texts of the windows, and saves pictures. There, it first publishes a launcher that does
+not work, and shows that it is refused.
 
     self_update.py BUNDLE WEB_FOLDER FOLDER PICTURES [ARGUMENT...]    arguments of the launcher
 """
@@ -52,8 +52,8 @@ def offer_broken(bundle, web):
 
 
 def walk(bundle, home, mend, pictures, *arguments):
-    """Uses the launcher as a player would, on a virtual desktop. `mend` replaces the broken launcher that is
-    on offer first."""
+    """Uses the launcher as a player would, on a virtual desktop. `mend` replaces the broken launcher
+    that is on offer first."""
     shutil.rmtree(pictures, ignore_errors=True)
     pictures.mkdir(parents=True)
     with Desktop() as desktop:

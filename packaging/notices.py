@@ -99,7 +99,8 @@ def collect(paths, target, documents=Path("/usr/share/doc")):
         common |= common_licences(copyright)
         text = texts.setdefault(copyright, f"{package}.txt")  # packages of one source share theirs
         source = f"{described.source} {described.source_version} {described.homepage}".strip()
-        notices.append(f"{package} {described.version}\n  Files:   {', '.join(sorted(libraries[package]))}\n"
+        names = ", ".join(sorted(libraries[package]))
+        notices.append(f"{package} {described.version}\n  Files:   {names}\n"
                        f"  Licence: {licence}\n  Text:    {text}\n  Source:  {source}\n")
     for copyright, name in texts.items():
         (target / name).write_text(copyright)
