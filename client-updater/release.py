@@ -177,6 +177,8 @@ def read_manifest(data):
 
 def path_fault(path):
     """Why a path is none for a file of a release; None when it is one."""
+    if re.search("[\ud800-\udfff]", path):  # bytes on the disk that are no UTF-8
+        return "is not Unicode"
     if len(path.encode()) > 1024:
         return "is too long"
     for name in path.split("/"):
