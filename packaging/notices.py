@@ -1,10 +1,10 @@
-"""Collects the licences of the libraries in a bundle, from the Debian packages that they come from.
+"""Collects the licences of a bundle's libraries from their Debian packages.
 
     notices.py TARGET <PATHS
 
-reads the libraries' paths on this machine, a line each, and makes in TARGET the list NOTICES, the
-packages' copyright files, and the licences that these refer to, in common/. Prints a line for each
-library without a licence, and exits with 1 if there is one.
+PATHS has the path of a library on each line. In TARGET, the program makes the list NOTICES, copies the
+packages' copyright files, and copies the licences to which these refer into common/. It prints a line
+for each library without a known licence, and then exits with 1.
 """
 
 import re
@@ -14,17 +14,18 @@ from pathlib import Path
 from typing import NamedTuple
 
 COMMON = Path("/usr/share/common-licenses")
-HEADERS = {"nlohmann-json3-dev": ["(a part of the programs)"]}  # libraries without a file
+HEADERS = {"nlohmann-json3-dev": ["(a part of the programs)"]}  # compiled into the programs
 HEAD = """\
 The libraries in this package come from Debian. Each is a file of its own and can be replaced by another
-version. The licence is that of most of the library; the text beside this list has those of parts, and
-the holders of the rights. The source is Debian's source package.
+version. This list names the licence of most of each library. The text beside the list names the
+licences of its other parts, and the copyright holders. The source is Debian's source package.
 """
-STATED = {  # by source package, where the copyright file has no “Files: *”, or means other parts by it
+# By source package, for copyright files without “Files: *”, or in which that means other parts.
+STATED = {
     "fontconfig": "HPND-sell-variant",
     r"gcc-\d+": "GPL-3+ with GCC-exception-3.1",
     "libice|libsm|libx11|libxau|libxcb|libxdmcp|libxkbcommon": "MIT",
-    "util-linux": "BSD-3-clause",  # of it, libuuid
+    "util-linux": "BSD-3-clause",  # the licence of libuuid
 }
 
 
@@ -42,8 +43,8 @@ def query(*arguments):
 
 
 def owners(paths):
-    """The packages and the names of their libraries; those that no package has are under None."""
-    # /lib and /usr/lib are one folder, which Debian's list has under either name.
+    """The libraries' names by package; the key None has libraries without a package."""
+    # /lib and /usr/lib are the same folder. Debian's list uses both names.
     patterns = ["*" + path.removeprefix("/usr") for path in paths]
     found = {}
     for line in query("--search", *patterns):
@@ -62,7 +63,7 @@ def describe(packages):
 
 
 def licence_of(copyright, source):
-    """In a word; None when that cannot be told."""
+    """The licence's short name; None when it is not found."""
     for form, licence in STATED.items():
         if re.fullmatch(form, source):
             return licence

@@ -1,9 +1,9 @@
-"""Puts an operator's resources into a bundle, and ours beside them where there are none of that name.
-Prints a line for each reason why that must not become a package, and exits with 1 if there is one.
+"""Copies an operator's resources into a bundle, then each default file that the operator does not replace.
+Prints a line for each fault that makes the package unusable, and then exits with 1.
 
     resources.py FOLDER TARGET CHECK_UPDATER [FILE...]
 
-FOLDER is the operator's, TARGET the bundle's Contents/Resources, and each FILE one of ours.
+FOLDER has the operator's resources, TARGET is the bundle's Contents/Resources, and each FILE is a default.
 """
 
 import os
@@ -29,10 +29,10 @@ NAME = "com.tarvex.launcher"
 
 
 def fault_of(path, top):
-    """Why there cannot be such a thing in a package; None when there can."""
+    """The reason why a package cannot contain this file or folder; None when it can."""
     try:
         target, mode = path.resolve(strict=True), path.stat().st_mode
-    except (OSError, RuntimeError):  # a circle of links is the latter before Python 3.13
+    except (OSError, RuntimeError):  # before Python 3.13, a loop of links is a RuntimeError
         return "leads nowhere"
     if not target.is_relative_to(top):
         return "leads out of the folder"
@@ -41,19 +41,19 @@ def fault_of(path, top):
     is_folder = stat.S_ISDIR(mode)
     if not is_folder and not stat.S_ISREG(mode):
         return "is neither a file nor a folder"
-    # Root may read everything, and would pack what players may not.
+    # Root may read every file, and would pack files that players cannot read.
     if not mode & stat.S_IRUSR or not os.access(path, os.R_OK | (os.X_OK if is_folder else 0)):
         return "cannot be read"
     return path_fault(path.relative_to(top).as_posix())
 
 
 def collect(top):
-    """All files of the folder, and the faults. A link counts as the file or folder to which it leads,
-    because a package has no links: they would lead to where players have nothing."""
+    """All files of the folder, and the faults. A link is replaced by its target, because the target
+    does not exist on a player's computer."""
     files, faults = [], []
     for place, folders, names in os.walk(top, followlinks=True):
         for path in sorted(Path(place, name) for name in folders + names):
-            if path.name == "__pycache__":  # is never read, and differs from run to run
+            if path.name == "__pycache__":  # never used, and different after each run
                 fault = ""
             elif (fault := fault_of(path, top)) is None:
                 if path.is_file():
@@ -103,7 +103,7 @@ def is_metainfo(data):
     return ElementTree.fromstring(data).tag == "component"
 
 
-INSTALLED = {  # what the installer puts into the desktop's folders
+INSTALLED = {  # files that the installer copies into the desktop's folders
     f"{NAME}.svg": (is_svg, "an SVG image"),
     f"{NAME}-48.png": (is_png_of_48, "a PNG image of 48 by 48 pixels"),
     f"{NAME}.desktop": (is_entry, "a desktop entry with an Exec"),
@@ -127,8 +127,8 @@ def faults_of_contents(resources):
 
 
 def faults_of_updater(resources, *check_updater):
-    """The launcher's own verdict on the catalogue and on a check."""
-    with tempfile.TemporaryDirectory() as folder:  # the updater may write beside itself
+    """The faults that check-updater finds in the catalogue and in a check."""
+    with tempfile.TemporaryDirectory() as folder:  # the updater may write into its own folder
         tried = Path(folder, "resources")
         shutil.copytree(resources, tried)
         run = subprocess.run([*check_updater, "--quiet", tried], capture_output=True)

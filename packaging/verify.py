@@ -1,11 +1,10 @@
-"""Tries a packaged demo as a player would whose machine has no Qt: installs it without root in a bare
-Debian, starts it on a virtual desktop from outside, has it check, update itself and the client, plays,
-starts it on Wayland, too, and takes it out again.
+"""Tries a package of the demo in a minimal Debian without Qt, as an unprivileged player: installs it, lets
+it check, update itself and the client, plays, opens it on Wayland, too, and uninstalls it.
 
     verify.py DEBIAN ARCHIVE WEB_FOLDER
 
-The releases come from a web server outside the Debian, signed. Runs as the player, with one privilege
-of root's: to enter the Debian's folder. The archive's path is one in the Debian.
+The virtual desktop and the web server with the signed releases run outside the Debian. The program runs
+as the player, but may use chroot to enter DEBIAN. ARCHIVE is a path inside the Debian.
 """
 
 import os
@@ -27,8 +26,8 @@ HOME = Path("/home/player")
 
 
 def lend_libraries(game, contents):
-    """The demo's game needs a Qt, and there is only the launcher's. The file keeps its size, or the
-    updater would take it for damaged."""
+    """Makes the demo's game use the launcher's Qt, the only one in this Debian. The file keeps its size,
+    because the updater would take another size for damage."""
     real = game.rename(game.with_name("real-game"))
     script = f'''#!/bin/sh
 export LD_LIBRARY_PATH="{contents}/Frameworks" QT_PLUGIN_PATH="{contents}/PlugIns"
@@ -75,8 +74,8 @@ def main(debian, archive, web):
         offer_newer(outside(bundle), server.folder / "web", "--key", secret)
         with desktop.launch(bundle, HOME, "--", "--seconds", "1", preexec_fn=enter) as old:
             say("check", old.wait_for(button="Update").version)
-            say("machine's", " ".join(path.name for path in libraries(old)
-                                      if str(bundle) not in str(path)))
+            say("system's", " ".join(path.name for path in libraries(old)
+                                     if str(bundle) not in str(path)))
             old.click("push button", "Update")
             new = old.successor()
             say("ended", f"with the start of the new one, exit status {old.process.wait(30)}")
