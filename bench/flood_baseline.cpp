@@ -1,7 +1,7 @@
 // The baseline of a flood of lines: flood-baseline LOG PROGRAM ARGUMENT...
 //
 // Runs the program, reads its output, appends each line that is not empty to the log and flushes it
-// to the device. This is the least work for a log that keeps every line when the machine crashes.
+// to the device. This is the least work for a log that keeps every line when the computer crashes.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>

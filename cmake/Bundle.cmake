@@ -34,7 +34,7 @@ foreach(program tarvex-launcher tarvex-check-updater)
 endforeach()
 
 # The resources are the updater and the demo's configuration, so that a build works without further
-# steps. The updater takes the demo's releases from their folder, or from a web server in scripts/run.
+# steps. The updater reads the demo's releases from a folder; scripts/run uses a web server instead.
 set(bundle_resources "${TARVEX_BUNDLE}/Contents/Resources")
 file(GLOB updater CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/client-updater/*.py")
 list(FILTER updater EXCLUDE REGEX "/publish\\.py$")

@@ -1,5 +1,5 @@
-# The compilers and checkers whose findings are errors: those of Debian 12, and the compiler of Debian
-# 13. Other versions warn about other things, which must not stop a build.
+# Only findings of these compilers and checkers are errors: those of Debian 12, and the compiler of
+# Debian 13. Other versions have other warnings, which must not stop a build.
 set(strict_compilers "GNU 12" "GNU 14" "Clang 14")
 set(checkers_version 14)
 

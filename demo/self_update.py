@@ -1,7 +1,7 @@
 """Shows an update of the launcher itself. Publishes BUNDLE as the newer launcher, together with the
-demo's releases, makes an older copy, and opens that. Without a display, it uses the copy on a virtual
-one, prints the texts of the windows, and saves pictures. There, it first publishes a launcher that does
-not work, and shows that it is refused.
+demo's releases, and opens an older copy. Without a display, it uses the copy on a virtual one, prints the
+texts of the windows, and saves pictures. In that case it first publishes a broken launcher, and shows that
+the updater refuses it.
 
     self_update.py BUNDLE WEB_FOLDER FOLDER PICTURES [ARGUMENT...]    arguments of the launcher
 """
@@ -42,7 +42,8 @@ def offer_newer(bundle, web, *options):
 
 
 def offer_broken(bundle, web):
-    """Publishes a launcher that knows no regions, so that it could never be replaced again."""
+    """Publishes a launcher with an empty catalogue. It would start no updater, so it could never be
+    replaced."""
     configuration = bundle / "Contents/Resources/launcher-config.json"
     good = configuration.read_bytes()
     configuration.write_text("{}")
@@ -51,9 +52,9 @@ def offer_broken(bundle, web):
     set_version(bundle, OLD)
 
 
-def walk(bundle, home, mend, pictures, *arguments):
-    """Uses the launcher as a player would, on a virtual desktop. `mend` replaces the broken launcher
-    that is on offer first."""
+def walk(bundle, home, offer_good, pictures, *arguments):
+    """Uses the launcher as a player would, on a virtual desktop. The broken launcher is offered first;
+    `offer_good` replaces that offer."""
     shutil.rmtree(pictures, ignore_errors=True)
     pictures.mkdir(parents=True)
     with Desktop() as desktop:
@@ -61,7 +62,7 @@ def walk(bundle, home, mend, pictures, *arguments):
             show(old, pictures, "1-available", button="Update")
             old.click("push button", "Update")
             show(old, pictures, "2-refused", button="Retry")
-            mend()
+            offer_good()
             old.click("push button", "Retry")
             old.wait_for(button="Update")
             old.click("push button", "Update")

@@ -31,7 +31,7 @@ def show(launcher, pictures, name, **wanted):
 
 def hold_back(script):
     """Makes the check wait until the returned function is called, so that there is time for a picture.
-    A named pipe in the script's place blocks the interpreter."""
+    A named pipe in place of the script blocks the interpreter."""
     aside = script.rename(script.with_suffix(".aside"))
     os.mkfifo(script)
 
@@ -47,7 +47,7 @@ def wait_for_bar(launcher):
 
 
 def open_on_display(bundle, home, *arguments):
-    """Opens the launcher. Returns when it and each launcher that it has started have ended."""
+    """Opens the launcher. Returns after the end of this launcher and of each launcher that it started."""
     home.mkdir(parents=True, exist_ok=True)
     program = bundle / "Contents/Linux/tarvex-launcher"
     status = subprocess.call([program, *arguments], env={**os.environ, "HOME": str(home)})

@@ -63,7 +63,7 @@ class WebServer:
                 ["/usr/sbin/nginx", "-e", "stderr", "-p", self.state, "-c", self.state / "nginx.conf"],
                 stderr=errors)
         self.address = f"http{'s' * secure}://127.0.0.1:{port}/"
-        while self.process.poll() is None:  # it ends at once when another program has taken the port
+        while self.process.poll() is None:  # nginx ends at once if another program has taken the port
             with socket.socket() as client:
                 if client.connect_ex(("127.0.0.1", port)) == 0:
                     return True

@@ -1,11 +1,11 @@
 #!/usr/bin/python3
 """The updater of the measurements, controlled by launcher-config.json:
 
-    client   the check's report on the client; where it is missing, there is nothing to update
+    client   the value of client in the check's report; default: current
     text     the line that an update prints, with its number from 0 to 100 in place of {}
-    count    and how many of them
-    log      the log that the last line must have arrived in before the time is taken
-    result   the file that then gets the time, in seconds
+    count    the number of these lines
+    log      the launcher's log; the measured time ends when it contains the last line
+    result   the file for the measured time, in seconds
 
 A play run fails, so that the launcher stays open.
 """
