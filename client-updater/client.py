@@ -1,4 +1,4 @@
-"""The client of a region: what is offered, and what is installed."""
+"""The client of a region: its offered and its installed release."""
 
 from __future__ import annotations
 
@@ -19,7 +19,7 @@ class Region:
         self.record = os.path.join(self.folder, "current.json")
 
     def read_offer(self):
-        """None when there is no network, but a game that may be played without."""
+        """The server's offer; None without a network, if the installed game may then be played."""
         def accept(envelope):
             return release.read_description(trust.opened(envelope, self.config.public_keys), self.id)
 
@@ -40,7 +40,7 @@ class Region:
         others = f"{self.config.region_name} is being updated or played"
         return locked(os.path.join(self.folder, "lock"), kind, others)
 
-    # --- What is installed ---
+    # --- The installed release ---
 
     def installed(self):
         return read_record(self.record)
@@ -50,7 +50,7 @@ class Region:
         return os.path.join(self.releases, name) if isinstance(name, str) else None
 
     def command(self):
-        """What starts the installed game; None when that cannot be started."""
+        """The command that starts the installed game; None if there is no such program."""
         command, work = self.installed().get("command"), self.work_folder()
         if not work or not isinstance(command, list) or not command:
             return None
@@ -59,7 +59,7 @@ class Region:
         return [program, *command[1:]] if can_start else None
 
     def is_current(self, offer):
-        """Whether there is nothing to install, or nothing that may or can be installed."""
+        """Whether the installed release is the offered one, or the offered one cannot be installed."""
         if not self.command():
             return False
         if offer is None or release.is_same(offer.release, self.installed()):
@@ -70,7 +70,7 @@ class Region:
         return reason is not None
 
     def refusal(self, offer):
-        """Why an offer is not taken; None when it may be."""
+        """The reason why an offer is refused; None when it is accepted."""
         if release.is_older(offer.counter, self.installed()):
             return "The server offers an older release than the installed one. Try again later."
         if os.path.isdir(self.folder) and not os.access(self.folder, os.W_OK):

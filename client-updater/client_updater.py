@@ -6,26 +6,25 @@
                       [--relaunched-from VERSION] [--no-self-update]
                       [--check | --update-only | --repair | -- GAME ARGUMENT...]
 
-    --check        says in one UPDATE_CHECK line what could be updated; changes nothing
-    --update-only  brings the launcher up to date, or else the client
-    --repair       reads all of the installed client, and makes good what is wrong with it
-    none of them   does what --update-only does, then runs the game and ends with its exit status
+    --check        reports the available updates in one UPDATE_CHECK line; changes nothing
+    --update-only  updates the launcher if it is out of date, otherwise the client
+    --repair       the same, but reads all files of the client and replaces damaged ones
+    none of them   the same as --update-only, then runs the game and returns its exit status
 
-The launcher reads standard output and standard error as one stream of UTF-8 lines and acts on those
-that it knows: the literal texts below are an interface, down to the character "…". A failure is one
-line "Tarvex launcher error: " with a sentence for the player, and exit status 1.
+The launcher reads standard output and standard error as one stream of UTF-8 lines and acts on the lines
+of its vocabulary. So the literal texts below are an interface, down to the character "…". A failure
+prints one line "Tarvex launcher error: " with a sentence for the player, and has exit status 1.
 
-The modules beside this file: release decides; trust verifies signatures; fetch asks the server;
-download does that for many files at once; store knows the disk; install makes a release of all that;
-client knows what is installed for a region; update brings that up to date; launcher replaces the
-launcher.
+The modules beside this file: release has the decisions; trust verifies signatures; fetch reads from the
+server; download reads many files at once; store has files, folders and locks; install makes a release's
+folder; client is the client of a region; update updates it; launcher replaces the launcher.
 """
 
 from __future__ import annotations
 
 import sys
 
-sys.dont_write_bytecode = True  # the modules lie in the launcher's bundle, which stays as it came
+sys.dont_write_bytecode = True  # it would be written into the launcher's bundle
 
 import errno
 import fcntl
@@ -48,7 +47,7 @@ def say(line):
     try:
         print(line, flush=True)
     except BrokenPipeError:
-        # The launcher is gone. Python would try to write the line once more at its own end.
+        # The launcher has ended. At its own end, Python would write the line again, and fail.
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         sys.exit(1)
 
@@ -76,9 +75,9 @@ def launcher_part(offer, arguments):
 
 
 def bring_up_to_date(region, arguments):
-    """Returns whether the client is up to date; otherwise a new launcher goes on from here."""
-    # Now, because another launcher may replace the bundle meanwhile; not earlier, because a player
-    # waits for a check, which needs neither.
+    """Returns True when the client is up to date, False when a new launcher was installed instead."""
+    # These modules are loaded before the server is asked, because another launcher may replace the
+    # bundle meanwhile. They are not loaded earlier, because a check must be fast and needs neither.
     import launcher
     import update
 
@@ -97,13 +96,13 @@ def play(region, arguments, game_arguments):
         command = region.command()
         if not command:
             raise UpdateError("The game is not installed completely.")
-        # Said before the game can write anything itself: the line must stand alone.
+        # Before the game starts, because its output must not mix with this line.
         say("Starting Tarvex…")
         return run_to_its_end([*command, *game_arguments])
 
 
 def run_to_its_end(command):
-    """Runs a child; a request to end that reaches this process is passed on to it."""
+    """Runs a child. When this process gets a request to end, the child gets SIGTERM."""
     import subprocess
 
     child = None
@@ -117,7 +116,7 @@ def run_to_its_end(command):
 
     handle_end_requests(pass_on)
     child = subprocess.Popen(command)
-    if end_requested:  # while the child was being started, too early for pass_on
+    if end_requested:  # during Popen, when pass_on had no child yet
         child.terminate()
     status = child.wait()
     return status if status >= 0 else 128 - status
@@ -132,14 +131,14 @@ def handle_end_requests(handler):
 
 
 def unwind(signal_number, _frame):
-    """Ends this process by an exception, so that every "finally" on the way cleans up."""
+    """Ends this process by an exception, so that every "finally" is executed."""
     handle_end_requests(signal.SIG_IGN)
     sys.exit(128 + signal_number)
 
 
 def parse_arguments(words):
-    """The options with their values, and the game's arguments. argparse would take a fifth of the time
-    that a check has."""
+    """The options with their values, and the game's arguments. argparse would take a fifth of the goal
+    for a check's time."""
     end = words.index("--") if "--" in words else len(words)
     try:
         options, others = getopt.getopt(words[:end], "", OPTIONS)
@@ -169,7 +168,7 @@ def read_config(path, region_id):
 def sentence_for(error):
     if isinstance(error, UpdateError):
         return str(error)
-    if not isinstance(error, OSError):  # the player gets a sentence even for a mistake of this program
+    if not isinstance(error, OSError):  # a bug in the updater also needs a sentence for the player
         return f"The updater failed unexpectedly ({type(error).__name__}: {error})."
     if error.errno in (errno.ENOSPC, errno.EDQUOT):
         return "There is not enough free space on the disk."

@@ -1,5 +1,5 @@
-"""Downloads objects over several connections at once, each verified before it gets its place. What has
-arrived of an object is kept in a file of its own, and the next attempt goes on behind it."""
+"""Downloads objects over several connections at once, and verifies each before it gets its name. An
+incomplete object is kept in a file of its own, and the next attempt continues it."""
 
 from __future__ import annotations
 
@@ -16,14 +16,14 @@ from release import BLOCK_SIZE, Fault, percent
 from store import remove
 
 PROGRESS_INTERVAL = 0.12  # seconds between two lines
-WORTHWHILE = 1 << 16  # bytes after which an object's attempts are counted anew
+WORTHWHILE = 1 << 16  # after this many bytes, an object's attempts are counted from 0 again
 
 
 class Download:
     def __init__(self, config, parts, targets):
-        """parts: a folder; targets: where each object belongs."""
+        """parts: the folder of incomplete objects; targets: the path of each object."""
         self.config, self.parts, self.targets = config, parts, targets
-        # Large ones first, or the last one would keep a single connection busy.
+        # Large objects first: a large one at the end would leave the other connections idle.
         self.waiting = collections.deque(sorted(targets, key=lambda content: -content.wire_size))
         self.total = sum(content.wire_size for content in targets)
         self.received = sum(map(self.size_of_part, targets))
@@ -39,13 +39,13 @@ class Download:
         return 0
 
     def space_needed(self):
-        """Bytes of the disk. What is packed is there twice while it is being unpacked."""
+        """Bytes on the disk. While a packed object is unpacked, it needs space for both forms."""
         packed = sorted(content.wire_size for content in self.targets if content.is_packed)
         return (sum(content.size for content in self.targets) - self.received
                 + sum(packed[-self.config.connections:]))
 
     def run(self, say, say_percent):
-        """After an error the threads are left alone: the process ends, and they with it."""
+        """After an error, the threads are not stopped: they end with the process."""
         count = min(self.config.connections, len(self.targets))
         threads = [threading.Thread(target=self.work, daemon=True) for _ in range(count)]
         shown, said = -1, 0.0
@@ -65,7 +65,7 @@ class Download:
                 return
             running[0].join(PROGRESS_INTERVAL)
 
-    # --- What the threads do ---
+    # --- In the threads ---
 
     def work(self):
         try:
@@ -76,7 +76,7 @@ class Download:
                     except IndexError:
                         break
                     self.fetch(connection, content)
-        except BaseException as error:  # for the main thread
+        except BaseException as error:  # the main thread raises it
             self.errors.append(error)
 
     def fetch(self, connection, content):
@@ -121,7 +121,7 @@ class Download:
                 unpack(part, part.name + ".unpacked", content)
             elif digest.hexdigest() != content.sha256:
                 raise Fault(f"{content.name} has another hash")
-            elif hasattr(os, "posix_fadvise"):  # begins to write, so that the end need not wait long
+            elif hasattr(os, "posix_fadvise"):  # begins to write to the disk, so the last sync is short
                 part.flush()
                 os.posix_fadvise(part.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
         if content.is_packed:
@@ -130,7 +130,7 @@ class Download:
 
 
 def unpack(source, path, content):
-    """Never writes more than there may be, and raises a Fault if it is not what was published."""
+    """Unpacks to path. Raises a Fault if the content is not the published one; limits its size."""
     unpacker, digest, left = zlib.decompressobj(), hashlib.sha256(), content.size
     try:
         with open(path, "wb") as target:

@@ -1,9 +1,8 @@
-"""Reading from the server that has the releases. A Folder or a Site is one connection, for one thread.
+"""Reads from the server with the releases. A Folder or a Site is one connection, for one thread.
 
-Both have blocks(name, size, offset, fresh), which yields the content from offset on in pieces, each
-with its place. The first may be at 0 instead, where a server does not know ranges. It raises a Failure
-where the server does not answer as it should, and a Fault where the answer cannot be what was
-published.
+Both have blocks(name, size, offset, fresh), which yields blocks of the content, each with its position.
+The first block begins at offset, or at 0 if the server does not support ranges. A Failure is raised when
+the server gives no usable answer, and a Fault when the content differs from the published one.
 """
 
 from __future__ import annotations
@@ -22,7 +21,7 @@ REDIRECTS = (301, 302, 303, 307, 308)
 MAX_REDIRECTS = 5
 WORTH_A_RETRY = (408, 425, 429, 500, 502, 503, 504)
 PAUSES = (0.25, 0.5, 1, 2, 4)  # seconds before each further attempt
-PATIENCE = 45  # seconds of attempts that bring nothing
+PATIENCE = 45  # seconds of attempts without progress
 
 UNREACHABLE = "{host} cannot be reached. Check the network connection and try again."
 BROKEN_OFF = "The connection to {host} broke off. Try again: what has arrived is kept."
@@ -35,7 +34,7 @@ DAMAGED = "The release on the server is damaged. Try again later."
 
 
 class Failure(Exception):
-    """An attempt that failed: with a sentence for the player, and whether another one may help."""
+    """A failed attempt, with a sentence for the player. again: whether another attempt may succeed."""
 
     def __init__(self, sentence, host, reason, again=False):
         super().__init__(reason)
@@ -44,11 +43,11 @@ class Failure(Exception):
 
 
 class Attempts:
-    """How often something is tried. tell gets a line for the log."""
+    """Repeats failed attempts, up to a limit. tell gets a line for the log."""
 
     def __init__(self, tell, fresh=False):
         self.tell = tell
-        self.fresh = fresh  # whether to ask past all caches
+        self.fresh = fresh  # whether to bypass caches
         self.progressed()
 
     def progressed(self):
@@ -56,7 +55,7 @@ class Attempts:
         self.end = time.monotonic() + PATIENCE
 
     def make(self, attempt):
-        """What attempt() returns at last; otherwise raises what the player is told."""
+        """The result of the first successful attempt(). Raises an UpdateError when it gives up."""
         while True:
             try:
                 return attempt()
@@ -85,7 +84,7 @@ def connect(config):
 
 
 def read(config, name, limit, accept, tell):
-    """What accept makes of the content of a small file; it raises a Fault where that is wrong."""
+    """Reads a small file and returns accept(content). accept raises a Fault for wrong content."""
     def attempt():
         content = b""
         for _, block in connection.blocks(name, None, 0, attempts.fresh):
@@ -126,8 +125,8 @@ class Site:
         self.address = config.releases.rstrip("/") + "/"
         self.timeout = config.timeout  # seconds, to connect and of silence
         self.has_key = bool(config.public_keys)
-        self.connections = {}  # by scheme and host: after a redirect there is more than one
-        self.host = None  # the one that was asked last
+        self.connections = {}  # by scheme and host: a redirect needs another connection
+        self.host = None  # of the last request
 
     def blocks(self, name, size, offset, fresh):
         sentence = UNREACHABLE
@@ -136,7 +135,7 @@ class Site:
             sentence = BROKEN_OFF
             place = judged(response, self.host, size, offset)
             end = MAX_SIZE if size is None else size
-            # One more than is wanted, so that more than that is seen.
+            # Reads one byte more than wanted, to notice content that is too long.
             while block := response.read1(min(BLOCK_SIZE, end - place + 1)):
                 yield place, block
                 place += len(block)
@@ -145,7 +144,7 @@ class Site:
             if response.length or size not in (None, place):
                 raise Failure(BROKEN_OFF, self.host, f"{name} ends at {place}", again=True)
             response.close()  # the connection stays, for the next request
-        except BaseException as error:  # also when the caller has had enough
+        except BaseException as error:  # also GeneratorExit, when the caller stops reading
             self.close()
             if isinstance(error, ssl.SSLCertVerificationError):
                 raise Failure(UNTRUSTED, self.host, error) from error
@@ -155,7 +154,7 @@ class Site:
             raise
 
     def answer(self, address, offset, fresh):
-        """The answer to a request, after redirects."""
+        """The server's answer, after redirects."""
         for _ in range(MAX_REDIRECTS + 1):
             self.host = urlsplit(address).hostname
             response = self.ask(address, offset, fresh)
@@ -167,8 +166,8 @@ class Site:
             address = target
             if response.length is None or response.length > BLOCK_SIZE:
                 self.close()
-            else:  # or the connection cannot be asked again
-                response.read()
+            else:
+                response.read()  # otherwise the connection could not be used again
         return response
 
     def ask(self, address, offset, fresh):
@@ -206,7 +205,7 @@ class Site:
 
 
 def judged(response, host, size, offset):
-    """The place at which the body of an answer begins."""
+    """The position of the body's first byte in the content."""
     status, length = response.status, response.length
     if status == 416:
         raise Fault("the server has less than was there already")
@@ -227,7 +226,7 @@ def judged(response, host, size, offset):
 
 
 def proxy_for(parts):
-    """The proxy that the environment names, and the headers that it wants."""
+    """The proxy from the environment, and the headers for it."""
     named = any(name.lower().endswith("_proxy") for name in os.environ)
     if not named or is_loopback(parts.hostname):
         return None, {}

@@ -1,6 +1,5 @@
-"""Makes a release's folder complete: takes what is on the disk already, downloads the rest, verifies
-all of it. Nothing that is installed changes; a folder that stays incomplete is where the next attempt
-goes on."""
+"""Completes a release's folder: links or copies files that are on the disk already, downloads the others,
+and verifies all. Installed releases are not changed. The next attempt continues an incomplete folder."""
 
 from __future__ import annotations
 
@@ -23,8 +22,8 @@ def load_manifest(folder):
 
 class Work:
     def __init__(self, folder, product, modes, config, say):
-        """product: "client" or "launcher", for the lines of progress; modes: of what is executable,
-        and of other files."""
+        """product: "client" or "launcher", for the lines of progress; modes: of executable files, and
+        of other files."""
         self.folder, self.product, self.config, self.say = folder, product, config, say
         self.modes = modes
         self.files = os.path.join(folder, "files")
@@ -37,7 +36,7 @@ class Work:
         return self.modes[not file.executable]
 
     def fetch_manifest(self, described):
-        """From the server, unless an earlier attempt has left it."""
+        """Downloads the manifest, unless an earlier attempt has done so."""
         path = os.path.join(self.folder, "manifest.json")
         make_private_folder(self.parts)
         if not is_whole(path, described, trust_seal=False):
@@ -49,7 +48,7 @@ class Work:
             raise UpdateError(DAMAGED) from error
 
     def complete(self, manifest, earlier, trust_seals):
-        """earlier: the folders of files that may be needed again, each with its manifest."""
+        """earlier: folders with files that can be used again, each with its manifest."""
         wanted = collections.defaultdict(list)
         for file in manifest.files:
             wanted[file.object.sha256].append(file)
@@ -69,14 +68,15 @@ class Work:
             for file in others:
                 if not self.take(file, [(self.path(first), self.mode(first))], trust_seals):
                     raise Fault(f"{file.path} cannot be made")
-        # Before the seals: a seal on the disk says that all of the file is there.
+        # Before the seals: after a crash, a sealed file must be complete on the disk.
         sync_disk_of(self.folder)
         for file in manifest.files:
             seal(self.path(file), self.mode(file))
         remove(self.parts)
 
     def take(self, file, candidates, trust_seals):
-        """Whether the file has its place now. candidates: paths that may have it, with their modes."""
+        """Puts the file in its place without a download. Returns whether that was possible.
+        candidates: paths that may have the content, with their modes."""
         target, content = self.path(file), file.object
         if is_whole(target, content, trust_seals):
             return True

@@ -1,6 +1,6 @@
-"""Replaces the launcher's bundle, NAME.app. The new one is made beside it, in NAME.app.new; swapping the
-two is the one step that switches over. The old one goes to NAME.app.old, which the next launcher
-deletes when it starts."""
+"""Replaces the launcher's bundle, NAME.app. The new one is made in NAME.app.new beside it. Then the two
+are swapped in one step. The old one becomes NAME.app.old, which the new launcher deletes when it
+starts."""
 
 from __future__ import annotations
 
@@ -19,7 +19,7 @@ def update(config, offer, bundle, say):
     make_private_folder(support)
     with locked(os.path.join(support, "launcher.lock"), fcntl.LOCK_EX, "The launcher is being updated"):
         say(f"Updating launcher to {offer.launcher}…")
-        if not is_launcher(bundle, offer.launcher):  # or the last run was killed a moment too early
+        if not is_launcher(bundle, offer.launcher):  # else an interrupted run has already installed it
             install(config, offer, bundle, say)
         remove(bundle + ".new")
         replace_record(os.path.join(support, "launcher.json"),
@@ -28,11 +28,11 @@ def update(config, offer, bundle, say):
 
 
 def install(config, offer, bundle, say):
-    # As open to other users as the bundle that it replaces.
+    # Other users get the same access as to the old bundle.
     access = os.stat(bundle).st_mode & 0o777
     work = Work(bundle + ".new", "launcher", (access, access & 0o666), config, say)
     manifest = work.fetch_manifest(offer.launcher_manifest)
-    # A file of the bundle is sealed, too, but that does not say that it is the one that is wanted.
+    # Seals do not help: a sealed file of the old bundle may have other content than the new one's.
     work.complete(manifest, [(bundle, manifest)], trust_seals=False)
     for folder, _, _ in os.walk(work.files):
         os.chmod(folder, access)
@@ -45,8 +45,8 @@ def install(config, offer, bundle, say):
 
 
 def rehearse(work):
-    """A launcher that cannot read its catalogue or run its updater here would never be replaced again.
-    So it comes with a program that tries both, in a home of its own."""
+    """A launcher that cannot read its catalogue or run its updater on this computer could never be
+    replaced. So the new bundle contains a program that tries both, in a temporary home."""
     import subprocess
 
     program = os.path.join(work.files, "Contents/Linux/check-updater")
@@ -77,15 +77,15 @@ def is_launcher(bundle, version):
 
 
 def put_in_place(new, bundle):
-    """Gives the new bundle the place, and retires the old one. Whenever this process is killed, a
-    whole bundle is at the place."""
+    """Puts the new bundle in the place of the old one, and renames the old one. Even if this process is
+    killed, there is a complete bundle in that place."""
     retired = bundle + ".old"
     remove(retired)
     if exchange(new, bundle):
-        with contextlib.suppress(OSError):  # then it goes with what else is left of the update
+        with contextlib.suppress(OSError):  # then the caller removes it with the other leftovers
             os.rename(new, retired)
         return
-    # Two steps, for a moment without a bundle: here only a kill at that moment does harm.
+    # Without an exchange, there are two steps. If the process is killed between them, there is no bundle.
     try:
         os.rename(bundle, retired)
         os.rename(new, bundle)

@@ -3,20 +3,19 @@
 
     publish GAME_FOLDER --to WEB_FOLDER --region ID --release NAME [--start COMMAND]
                         [--revision TEXT] [--world VERSION] [--key FILE] [--keep N]
-    publish --to WEB_FOLDER --region ID --release NAME      takes back: offers a release again that
-                                                            was published before
-    publish --to WEB_FOLDER --launcher ARCHIVE              what scripts/package made, or a bundle;
-                                                            may go with each of the others
+    publish --to WEB_FOLDER --region ID --release NAME      offers an earlier release again
+    publish --to WEB_FOLDER --launcher ARCHIVE              a package of scripts/package, or a bundle;
+                                                            can be combined with the other forms
 
-COMMAND is the program in the game's folder, with arguments if there are any; it may be left out where
-the folder has exactly one executable file beside its folders. --key names a secret key of minisign's:
-what has been published with one, updaters that know the public key accept, and no other. --keep takes
-all but the last N releases of each region, and of the launcher, out.
+COMMAND is the program in the game's folder, with its arguments. It may be left out if exactly one file
+directly in the folder is executable. --key names a secret key of minisign: updaters with the public key
+accept only releases that were published with it. --keep removes all but the last N releases of each
+region, and of the launcher.
 
-In WEB_FOLDER, objects/ has the files under their hashes, history/ the descriptions of all releases
-that are kept, and release.json those that are offered. Everything is added before release.json names
-it, and nothing is written twice, so the folder can be served while it changes. When it is copied to a
-server, release.json comes last.
+In WEB_FOLDER, objects/ has the files under their hashes, history/ the descriptions of all kept
+releases, and release.json the descriptions of the offered ones. Objects are added before release.json
+names them, and are never changed, so the folder can be served at any time. When you copy it to a server,
+copy release.json last.
 """
 
 from __future__ import annotations
@@ -49,14 +48,14 @@ SAVES = 0.95  # the part of its size that a compressed object may have
 
 
 class Mistake(Exception):
-    """What is wrong with what was asked for; a sentence for the operator."""
+    """A mistake of the operator; its text is one sentence for him."""
 
 
-# --- What is published ---------------------------------------------------------------------------
+# --- Games and launchers -------------------------------------------------------------------------
 
 
 def files_in(folder):
-    """All files of a folder. A link counts as the file that it leads to."""
+    """All files of a folder. A link is replaced by its target."""
     for place, folders, names in os.walk(folder):
         for path in (Path(place, name) for name in names + folders):
             if path.is_file():
@@ -67,7 +66,7 @@ def files_in(folder):
 
 @contextlib.contextmanager
 def bundle_in(archive):
-    """The bundle's folder, of a package or of a bundle."""
+    """The folder of the bundle in a package. A bundle is returned as it is."""
     if archive.is_dir():
         yield archive
         return
@@ -77,7 +76,7 @@ def bundle_in(archive):
                 for entry in members:
                     _, bundle, path = entry.name.partition(".app/")
                     target = Path(folder, path)
-                    content = members.extractfile(entry)  # none of a folder; a link's is its target's
+                    content = members.extractfile(entry)  # None for a folder; a link's target
                     if bundle and content and ".." not in target.parts:
                         target.parent.mkdir(parents=True, exist_ok=True)
                         with open(target, "wb") as file:
@@ -115,7 +114,7 @@ def command_of(text, entries):
 class Web:
     def __init__(self, folder):
         self.folder = folder
-        self.new = {}  # objects that have no place yet, with their size here
+        self.new = {}  # objects without their final name, with their size on the server
 
     def path(self, name):
         path = self.folder / name
@@ -123,7 +122,7 @@ class Web:
         return path
 
     def add(self, source):
-        """Adds a file, unless it is there. Returns how it is described in a manifest."""
+        """Adds a file, unless it is there. Returns its description for a manifest."""
         with open(source, "rb") as file:
             content = Object(digest_of(file), file.tell(), None)
             packed = content._replace(packed=0)
@@ -141,8 +140,8 @@ class Web:
         return described(content, size)
 
     def write(self, file, content, most, packer=None):
-        """Writes the file beside the object's place, unless it has more bytes than most there; returns
-        how many."""
+        """Writes the file beside the object's place. Returns the number of written bytes, or None if
+        that would be more than most."""
         digest, new = hashlib.sha256(), self.path(content.name + ".new")
         file.seek(0)
         with open(new, "wb") as target:
@@ -160,14 +159,14 @@ class Web:
         return size
 
     def place(self):
-        """Gives new objects their places, where they are believed to be whole. Returns their bytes."""
+        """Syncs new objects and gives them their final names. Returns their bytes."""
         sync_disk_of(self.folder)
         for name in self.new:
             os.replace(self.folder / (name + ".new"), self.folder / name)
         return sum(self.new.values())
 
     def add_release(self, folder, start=None):
-        """Adds all files and their manifest. Without a start there is no game in it."""
+        """Adds all files and their manifest. start is None for a launcher."""
         entries = [{"path": path.relative_to(folder).as_posix(),
                     "mode": "755" if os.access(path, os.X_OK) else "644", **self.add(path)}
                    for path in sorted(files_in(folder))]
@@ -198,7 +197,7 @@ class Web:
         sync_disk_of(self.folder)
         replace_record(str(self.folder / DESCRIPTION), envelope)
 
-    # --- What was published before ---
+    # --- Earlier releases ---
 
     def remember(self, series, name, entry, counter):
         replace_record(str(self.path(f"history/{series}/{name}.json")),
@@ -211,11 +210,11 @@ class Web:
         return sorted(entries, key=lambda entry: -entry["counter"])
 
     def keep(self, count, offered):
-        """Takes out all but the last releases and those that are offered, and the objects that no other
-        one needs."""
+        """Removes all releases but the last ones and the offered ones, and unneeded objects."""
         entries, needed = list(offered), set()
         for folder in {path.parent for path in self.folder.glob("history/**/*.json")}:
-            # What is offered first: publishing may have ended before the last ones were.
+            # Offered releases come first: the newest in the history may never have been offered, if
+            # publishing was interrupted.
             releases = sorted(self.history(folder.relative_to(self.folder / "history")),
                               key=lambda release: release["entry"] not in offered)
             for release in releases[count:]:
@@ -245,7 +244,7 @@ def signature_of(text, key, comment):
     with tempfile.TemporaryDirectory() as folder:
         file, signature = Path(folder, DESCRIPTION), Path(folder, "signature")
         file.write_bytes(text.encode())
-        try:  # asks for the key's password, if that has one
+        try:  # minisign asks for the password of the key
             subprocess.run(["minisign", "-S", "-s", key, "-m", file, "-x", signature, "-t", comment],
                            check=True, stdout=sys.stderr)
         except (OSError, subprocess.CalledProcessError) as error:
@@ -257,7 +256,7 @@ def signature_of(text, key, comment):
 
 
 def client_entry(web, arguments):
-    """What is said of the release in release.json."""
+    """The release's description for release.json."""
     if not arguments.game:
         for release in web.history(f"regions/{arguments.region}"):
             if release["name"] == arguments.release:
@@ -289,7 +288,7 @@ def publish(arguments):
         news.append((f"regions/{arguments.region}", arguments.release,
                      after["regions"][arguments.region]))
     added = web.place()
-    if after == before and not arguments.key:  # it may be another key
+    if after == before and not arguments.key:  # with a key, it is signed again: the key may be new
         print("Nothing is new.")
     else:
         after["counter"] = max(before.get("counter", 0) + 1, int(time.time()))

@@ -1,11 +1,11 @@
-"""What a server offers, as values: the configuration, the description of the releases, a manifest, and
-what follows from them. Nothing here touches the network or the disk, and nothing is believed: every
-function takes what it reads for a stranger's, and raises a Fault that says what is wrong with it.
+"""The configuration, the description of the releases and the manifests as values, and the decisions about
+them. This module uses neither the network nor the disk. It does not trust its input: every reading
+function raises a Fault with the reason if the input is invalid.
 
-release.json, the description, names for each region the release, and the launcher that goes with all
-of them. Its counter grows with each publication, also when that takes a release back. A manifest has
-one entry for each file, and the command that starts the game. Manifests and files are objects: they
-lie on the server under the SHA-256 of their content, raw or, with the suffix ".z", in zlib's format.
+The description in release.json names a release for each region, and one launcher for all regions. Its
+counter grows with each publication, also when an earlier release is offered again. A manifest has one
+entry for each file, and the command that starts the game. Manifests and files are objects: their names
+on the server are the SHA-256 of their content. An object with the suffix ".z" is compressed by zlib.
 """
 
 from __future__ import annotations
@@ -19,7 +19,7 @@ DESCRIPTION = "release.json"
 MAX_DESCRIPTION = 1 << 20  # bytes
 MAX_MANIFEST = 32 << 20
 MAX_SIZE = 1 << 50
-BLOCK_SIZE = 1 << 16  # what is read at once: no faster with more
+BLOCK_SIZE = 1 << 16  # bytes read at once; larger blocks are not faster
 
 # The launcher rejects a check report in which a release, a world or a version has another form.
 REGION_ID = r"[a-z][a-z0-9-]{0,31}"
@@ -29,21 +29,21 @@ WORLD = r"[0-9]{1,9}\.[0-9]{1,9}\.[0-9]{1,9}\.[0-9a-f]{12}"
 SHA256 = r"[0-9a-f]{64}"
 PUBLIC_KEY = r"RW[A-Za-z0-9+/]{54}"
 
-# Names that mean a device on some systems, whatever their extension is.
+# Names of devices on some systems, with any extension.
 DEVICES = {"con", "prn", "aux", "nul", "clock$", "conin$", "conout$"}
 DEVICES |= {name + digit for name in ("com", "lpt") for digit in "0123456789¹²³"}
 
 
 class UpdateError(Exception):
-    """A failure whose text is a sentence for the player. What caused it goes to the log."""
+    """A failure whose text is a sentence for the player. The log also gets its cause."""
 
 
 class Fault(Exception):
-    """What is wrong with something that was read; for the log."""
+    """Invalid input. The text is the reason, for the log."""
 
 
 class Object(namedtuple("Object", "sha256 size packed")):
-    """packed: the size on the server where the object is compressed there, else None."""
+    """packed: the compressed size on the server, or None if the object is not compressed."""
 
     name = property(lambda self: f"objects/{self.sha256[:2]}/{self.sha256}" + ".z" * self.is_packed)
     is_packed = property(lambda self: self.packed is not None)
@@ -53,7 +53,7 @@ class Object(namedtuple("Object", "sha256 size packed")):
 # path: text with "/" between names; executable: whether its owner may run it
 File = namedtuple("File", "path executable object")
 Manifest = namedtuple("Manifest", "files command")
-# release: what is said of a client, with the members of current.json; launcher: its version
+# release: the description of a client, with the members of current.json; launcher: its version
 Offer = namedtuple("Offer", "counter release manifest launcher launcher_manifest")
 Config = namedtuple("Config", "region_name releases public_keys connections timeout offline_play")
 
@@ -72,7 +72,7 @@ def read_json(data):
 
 
 def member(value, name, kind):
-    """A member that has to be there; kind is a type, a form for texts, or a limit for numbers."""
+    """A required member. kind is a type, a regular expression for strings, or the largest number."""
     found = value.get(name) if isinstance(value, dict) else None
     if isinstance(kind, str):
         fits = isinstance(found, str) and re.fullmatch(kind, found)
@@ -86,13 +86,13 @@ def member(value, name, kind):
 
 
 def is_text(value):
-    """Whether it can be a name or an argument: JSON takes NUL and halves of a surrogate pair, too."""
+    """Whether it can be a name or an argument. JSON strings may have NUL and lone surrogates."""
     return isinstance(value, str) and not re.search("[\0\ud800-\udfff]", value)
 
 
 def read_object(value, max_size):
     size = member(value, "size", max_size)
-    # Compressed only where that saves, so one limit is enough for both.
+    # Objects are compressed only if that makes them smaller, so size is the limit for packed.
     packed = member(value, "packed", size) if "packed" in value else None
     return Object(member(value, "sha256", SHA256), size, packed)
 
@@ -119,8 +119,8 @@ def read_config(data, region_id):
 
 
 def may_ask(address, has_key, asked_before=None):
-    """Whether an address may be asked: in the clear only on this computer or where a signature makes
-    up for it, and never after one that was asked in secret."""
+    """Whether a request to an address is allowed. http is allowed only on this computer or with a key
+    for signatures, and never after a redirect from https."""
     try:
         parts = urlsplit(address)
         is_valid = parts.hostname and "@" not in parts.netloc and parts.port != 0
@@ -176,8 +176,8 @@ def read_manifest(data):
 
 
 def path_fault(path):
-    """Why a path is none for a file of a release; None when it is one."""
-    if re.search("[\ud800-\udfff]", path):  # bytes on the disk that are no UTF-8
+    """The reason why a file of a release cannot have this path; None when it can."""
+    if re.search("[\ud800-\udfff]", path):  # from bytes on the disk that are not UTF-8
         return "is not Unicode"
     if len(path.encode()) > 1024:
         return "is too long"
@@ -194,11 +194,11 @@ def path_fault(path):
 
 
 def find_twins(paths):
-    """Two paths that some disks take for one, because of case, of how Unicode is written, or because
-    one is a folder of the other; None when there are none."""
+    """Two paths that are the same on some disks, because they differ only in case or in the form of
+    Unicode, or because one is a folder of the other; None when there are no such paths."""
     from unicodedata import normalize  # late: a check does not need its tables
 
-    known = {}  # as the least exact disk sees a path: how it is written, and whether it is a folder
+    known = {}  # by the normalized path: the path as it is written, and whether it is a folder
     for path in paths:
         names = path.split("/")
         for depth in range(1, len(names) + 1):
@@ -215,8 +215,8 @@ def find_twins(paths):
 
 
 def is_older(offer_counter, installed):
-    """Whether an offer was published before what is installed: a copy from a cache, or a deceit. A
-    release that is taken back on purpose is published again, with a counter of today."""
+    """Whether an offer was published before the installed release: an outdated copy from a cache, or an
+    attack. When an operator offers an earlier release again, it gets a new counter."""
     counter = installed.get("counter")
     return type(counter) is int and offer_counter < counter
 
@@ -227,16 +227,16 @@ def is_same(release, installed):
 
 
 def launcher_part(offer, installed, version, relaunched_from, may_replace):
-    """The launcher's part of the check report. installed: what is known of the launcher that was
-    installed last; version: the running one's, None when it is not packaged."""
+    """The launcher's part of the check report. installed: the record of the last installed launcher;
+    version: that of the running one, None when it is not packaged."""
     if version is None:
         return "unpackaged"
     if offer.launcher is None:
         return "unconfigured"
     if not may_replace or is_older(offer.counter, installed):
         return "unknown"
-    # A launcher that was started by the offered version must not go back to it, or the two would take
-    # turns for ever.
+    # If the offered version has just started this one, it must not be offered: the two launchers would
+    # replace each other for ever.
     if offer.launcher in (version, relaunched_from):
         return "current"
     return f"available:{offer.launcher}"

@@ -1,16 +1,16 @@
-"""Files, folders and locks: how things come to the disk and lie there.
+"""Files, folders and locks. The support folder:
 
 ~/Library/Application Support/Tarvex/
-    launcher.lock, launcher.json        held while a launcher is installed; the one installed last
+    launcher.lock                       held while a launcher is installed
+    launcher.json                       the last installed launcher
     client/regions/ID/
-        current.json                    the installed client; replacing it is the one step that
-                                        switches over
+        current.json                    the installed client; replacing this file switches to a new one
         lock                            held exclusively to install, shared to play
-        releases/RELEASE-HASH/          a folder a release; what current.json does not name is rubbish
+        releases/RELEASE-HASH/          a folder for each release; only the one in current.json is kept
 
-A release's folder has manifest.json, files/ with all files of the manifest, and, while it is not
-complete, parts/ with the downloads that are under way. A file that has been verified and synced is
-given the time SEALED: whoever writes to it later breaks the seal.
+A release's folder has manifest.json and files/ with all files of the manifest. Until it is complete, it
+also has parts/ with unfinished downloads. A file that was verified and synced gets the modification time
+SEALED; a later write changes this time, and so breaks the seal.
 """
 
 from __future__ import annotations
@@ -24,7 +24,7 @@ import stat
 
 from release import BLOCK_SIZE, Fault, UpdateError, read_json
 
-SEALED = 1_000_000_000 * 1_000_000_000  # in nanoseconds; a day in 2001 on which nobody downloads
+SEALED = 1_000_000_000 * 1_000_000_000  # nanoseconds; in 2001, so no download has this time by chance
 
 
 def support_folder():
@@ -41,12 +41,12 @@ def regions_folder():
 
 
 def local_path(folder, path):
-    """A manifest's path in a folder, whatever encoding of names the locale asks for."""
+    """A manifest's path in a folder, with a name in UTF-8 in every locale."""
     return os.path.join(folder, os.fsdecode(path.encode()))
 
 
 def read_record(path):
-    """A file of ours with a JSON object; empty when it is missing or damaged."""
+    """The JSON object in one of the updater's files; empty when the file is missing or damaged."""
     try:
         with open(path, "rb") as file:
             return read_json(file.read())
@@ -55,7 +55,8 @@ def read_record(path):
 
 
 def make_private_folder(path):
-    """Unlike os.makedirs, keeps the parents that it has to create private too."""
+    """Creates a folder and its missing parents, all private. os.makedirs would not make the parents
+    private."""
     if not os.path.isdir(path):
         make_private_folder(os.path.dirname(path))
         with contextlib.suppress(FileExistsError):
@@ -63,7 +64,7 @@ def make_private_folder(path):
 
 
 def remove(path):
-    """Removes a file, a link or a folder as far as it can be removed."""
+    """Removes a file or a link, or as much of a folder as possible."""
     if os.path.isdir(path) and not os.path.islink(path):
         import shutil
 
@@ -83,7 +84,8 @@ def locked(path, kind, others):
         os.close(lock)
         raise UpdateError(f"{others} already. Try again when that has ended.") from error
     yield
-    # Not when something was raised: then downloads may still be ending, and the lock with the process.
+    # Not after an exception: threads may still be downloading, so the lock is held until the process
+    # ends.
     os.close(lock)
 
 
@@ -96,7 +98,7 @@ def sync(path):
 
 
 def library_call(name, *arguments):
-    """A function of the C library that Python does not offer."""
+    """Calls a function of the C library that Python does not provide."""
     import ctypes
 
     library = ctypes.CDLL(None, use_errno=True)
@@ -107,7 +109,7 @@ def library_call(name, *arguments):
 
 
 def sync_disk_of(path):
-    """All that was written to the disk of a folder: for thousands of files faster than one by one."""
+    """Syncs the whole disk of a folder. For thousands of files, this is faster than one by one."""
     descriptor = os.open(path, os.O_RDONLY)
     try:
         library_call("syncfs", descriptor)
@@ -120,7 +122,7 @@ def sync_disk_of(path):
 
 
 def replace_record(path, value):
-    """Whoever reads, also after a crash, finds the old value or the new one."""
+    """Replaces a file at once: a reader finds the old value or the new one, also after a crash."""
     with open(path + ".new", "w", encoding="ascii") as file:
         json.dump(value, file, indent=1)
         file.flush()
@@ -130,7 +132,7 @@ def replace_record(path, value):
 
 
 def exchange(one, other):
-    """Swaps two names in one step; False where the system or the disk cannot do that."""
+    """Swaps two names in one step. Returns False if the system or the disk does not support that."""
     at_working_directory, exchange_both = -100, 2  # AT_FDCWD and RENAME_EXCHANGE
     try:
         library_call("renameat2", at_working_directory, os.fsencode(one),
@@ -174,9 +176,10 @@ def digest_of(file):
 
 
 def link_or_copy(source, target, content, scratch, may_link):
-    """Whether target is the same file as source now, or a verified copy, made in the file scratch."""
+    """Makes target a link to source, or a verified copy, which is first written to scratch. Returns
+    whether that succeeded."""
     if may_link:
-        with contextlib.suppress(OSError):  # not every disk has links; some other may be the reason
+        with contextlib.suppress(OSError):  # after any failure, such as a disk without links, copy
             os.link(source, target)
             return True
     import shutil

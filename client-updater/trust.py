@@ -1,7 +1,7 @@
 """Signatures in minisign's format (https://jedisct1.github.io/minisign/), the prehashed kind that
-minisign makes by default. release.json is an object with two texts: "release", the description, and
-"signature", the content of the file that minisign makes for it. They are one file so that a server
-cannot hand out one of them before the other has come."""
+minisign makes by default. release.json is an object with two strings: "release", the description, and
+"signature", the content of minisign's signature file for it. They are in one file, so a server cannot
+send a new description with an old signature."""
 
 from __future__ import annotations
 
@@ -10,7 +10,7 @@ import os
 
 from release import Fault, UpdateError, member, read_json
 
-LIBRARIES = ("libsodium.so.23", "libsodium.so.26")  # what is used here has never changed
+LIBRARIES = ("libsodium.so.23", "libsodium.so.26")  # both have the functions that are used here
 
 
 def library():
@@ -42,7 +42,7 @@ def decoded(text, size, what):
 
 
 def verify(content, signature, public_keys):
-    """Raises a Fault unless signature is one of content by one of the keys, in minisign's forms."""
+    """Raises a Fault unless one of the keys has signed content. The texts have minisign's formats."""
     from hashlib import blake2b
 
     lines = signature.split("\n")
@@ -63,7 +63,7 @@ def verify(content, signature, public_keys):
 
 
 def opened(envelope, public_keys):
-    """The description in release.json, verified where there are keys."""
+    """The description in release.json; if there are keys, after its signature is verified."""
     value = read_json(envelope)
     content = member(value, "release", str).encode()
     if public_keys:

@@ -1,4 +1,4 @@
-"""Brings the client of a region up to date, or makes good what is wrong with it."""
+"""Updates or repairs the client of a region."""
 
 from __future__ import annotations
 
@@ -23,7 +23,7 @@ def update(region, offer, repair=False):
     else:
         make_private_folder(region.releases)
         with region.locked(fcntl.LOCK_EX):
-            # Only now nobody else installs anything newer.
+            # Asked again under the lock: another updater may have installed a newer release meanwhile.
             if reason := region.refusal(offer):
                 raise UpdateError(reason)
             install(region, offer, repair)
@@ -31,7 +31,7 @@ def update(region, offer, repair=False):
 
 
 def is_complete(region):
-    """Whether all files are there; what is in them, only a repair asks."""
+    """Whether all files are there with their sizes. Only a repair reads their content."""
     work = region.work_folder()
     try:
         manifest = load_manifest(work)
@@ -44,8 +44,8 @@ def is_complete(region):
 def install(region, offer, repair):
     name = offer.release["releaseId"]
     region.say(f"Updating to client {name}…")
-    # The same for every attempt, so that one goes on where the last one stopped; but never the folder
-    # of the installed release, which stays as it is until another one is complete.
+    # Every attempt uses the same folder, so that it continues the last one. The folder of the installed
+    # release is never used, because that release must stay complete.
     folder = os.path.join(region.releases, f"{name}-{offer.manifest.sha256[:16]}")
     if folder == region.work_folder():
         folder += "-again"
@@ -62,14 +62,14 @@ def install(region, offer, repair):
 
 
 def remove_rubbish(region):
-    """Removes older releases and the remains of attempts at others."""
+    """Removes older releases and unfinished ones."""
     for path in glob.glob(os.path.join(glob.escape(region.releases), "*")):
         if path != region.work_folder():
             remove(path)
 
 
 def earlier_releases(but):
-    """Whatever lies on the disk, of any region: each folder of files with its manifest."""
+    """The file folders of all other releases of all regions, each with its manifest."""
     for work in glob.glob(os.path.join(glob.escape(regions_folder()), "*/releases/*")):
         if work != but:
             with contextlib.suppress(OSError, Fault):
