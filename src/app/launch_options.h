@@ -20,8 +20,7 @@ struct LaunchOptions {
   std::vector<std::string> gameArguments;  // the bytes unchanged; they need not be UTF-8
 
   // Parses the whole argument list, whose first element is the program's path. Never fails: unknown
-  // arguments are skipped, and an option whose value has not its form (text/identifiers.h) is
-  // dropped.
+  // arguments are skipped, and an option with an ill-formed value (text/identifiers.h) is dropped.
   static LaunchOptions parse(const std::vector<std::string> &arguments);
 
   bool operator==(const LaunchOptions &) const = default;

@@ -107,7 +107,7 @@ void LauncherController::applicationWillTerminate() {
   logHandle.reset();
 }
 
-// `process` alone would not do: it is set until the exit is judged, which a flood may delay.
+// `process` alone is not enough: it stays set until the exit is judged, which a flood may delay.
 bool LauncherController::runIsAlive() const {
   return process != nullptr && process->isRunning();
 }

@@ -1,7 +1,7 @@
 // The controller of the launcher: all of its state, and every operation on it. One object for the
 // life of the program, on the main thread. It owns the window, the controls, the log and the run.
-// An operation asks a plain function of the floors below for the decision, and applies the answer
-// to the fields and the controls.
+// A plain function of the floors below makes each decision; the controller applies it to the fields
+// and the controls.
 #pragma once
 
 #include <QObject>

@@ -158,7 +158,7 @@ void LauncherController::applyBar(const LineEffect &effect) {
 }
 
 void LauncherController::gameDidStart() {
-  // The player sees "Launching …" for a moment before the window goes.
+  // The player sees "Launching …" for a moment before the window hides.
   constexpr std::chrono::milliseconds untilHidden{250};
   failureBeforeHiding.reset();
   QTimer::singleShot(untilHidden, this, [this] {

@@ -19,7 +19,7 @@ int main(int argc, char **argv) {
   // Before Qt, which removes the startup tokens from the environment. Children get a full copy.
   LauncherController::Surroundings surroundings{
       {argv, argv + argc}, ownEnvironment(), Bundle::main(), homeFolder()};
-  ::setenv("HOME", surroundings.home.c_str(), 1);  // Qt's settings use $HOME and nothing else
+  ::setenv("HOME", surroundings.home.c_str(), 1);  // Qt's settings use only $HOME
   neverStartSessionBus();
   SingleInstance instance(instanceName(supportFolder(surroundings.home)));
   if (mayBeSecondStart(surroundings.arguments) && instance.bringOtherForward(ownStartupTokens())) {

@@ -20,7 +20,7 @@ struct InstalledMetadata {
 };
 
 // The bytes must be a JSON object (RFC 8259, UTF-8) whose "releaseId" and "sourceRevision" are
-// strings. A "worldVersion" that has not its form is left out.
+// strings. A "worldVersion" without worldVersionForm is left out.
 Expected<InstalledMetadata> parseInstalledMetadata(std::string_view json);
 
 inline constexpr std::size_t largestMetadata = 4'194'304;  // bytes

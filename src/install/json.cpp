@@ -5,7 +5,7 @@
 namespace tarvex {
 
 Expected<Json> parseObject(std::string_view text) {
-  if (text.find('\0') != std::string_view::npos) {  // the parser would take it for the end
+  if (text.find('\0') != std::string_view::npos) {  // the parser would stop there
     return Unexpected{QStringLiteral("not JSON: it has a NUL byte")};
   }
   // The library describes an error only in an exception.

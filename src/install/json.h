@@ -14,8 +14,8 @@
 
 namespace tarvex {
 
-// A number that is not a 64-bit integer. JSON has no limit for numbers, but the parser rejects
-// those that strtod makes infinite. This type holds such a number as the largest double instead.
+// A number that is not a 64-bit integer. JSON has no limit for numbers, but the parser rejects a
+// number that strtod makes infinite. This type stores it as the largest double instead.
 struct JsonNumber {
   double value;
 

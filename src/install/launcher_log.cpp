@@ -26,7 +26,7 @@ std::optional<DurableFile> openLauncherLog(const std::filesystem::path &supportF
   if (!unknown && size > largestKept && !replaceByPrivateFile(log, leaveEmpty)) {
     return std::nullopt;
   }
-  createPrivateFile(log);  // mostly fails, because the log exists; open decides
+  createPrivateFile(log);  // fails when the log exists; only the open counts
   return DurableFile::open(log);
 }
 

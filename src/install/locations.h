@@ -1,6 +1,6 @@
 // The places of the files that the launcher shares with the updater, and the launcher's own place
-// and version. No other file of the launcher knows these paths. Plain functions over values, for
-// any thread; none looks at the disk.
+// and version. These paths are defined only here. Plain functions over values, for any thread; they
+// do not read the disk.
 #pragma once
 
 #include <QString>
@@ -20,7 +20,7 @@ inline constexpr char updaterConfiguration[] = "launcher-config.json";
 // The player's folder for everything that belongs to the game. It need not exist.
 std::filesystem::path supportFolder(const std::filesystem::path &home);
 
-// The place of an application bundle: one whose extension is exactly ".app". Absent for others.
+// The path of an application bundle, whose extension must be exactly ".app"; otherwise absent.
 std::optional<std::filesystem::path> applicationBundle(const Bundle &bundle);
 
 // The place to which an update of the launcher moves the bundle that it replaces.
@@ -30,7 +30,7 @@ std::filesystem::path retiredBundle(const std::filesystem::path &bundle);
 std::filesystem::path currentMetadata(const std::filesystem::path &supportFolder,
                                       const std::optional<QString> &regionId);
 
-// The launcher's version. Fails when the bundle has none, or one without launcherVersionForm.
+// The launcher's version. Fails when the bundle has no version, or one without launcherVersionForm.
 Expected<QString> bundleVersion(const Bundle &bundle);
 
 }  // namespace tarvex

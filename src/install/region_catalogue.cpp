@@ -10,7 +10,7 @@
 namespace tarvex {
 namespace {
 
-// JSON has only one type of number, so 3.0 is as good as 3.
+// JSON has only one type of number, so 3.0 is equal to 3.
 bool isKnownSchema(const Json &version) {
   return version.is_number() && (version.get<double>() == 2 || version.get<double>() == 3);
 }

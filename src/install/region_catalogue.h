@@ -20,7 +20,7 @@ struct Region {
 };
 
 struct Regions {
-  QString defaultRegion;        // an id; need not be that of a region
+  QString defaultRegion;        // an id; there need not be a region with this id
   std::vector<Region> regions;  // at least one
 };
 
@@ -28,8 +28,8 @@ struct Regions {
 inline constexpr std::size_t largestCatalogue = 4'194'304;
 
 // Fails when one rule is broken: a member is missing or has another type, the schema is not 2 or 3,
-// there is no region, an id has not its form or occurs twice. readRegions also fails when the file
-// cannot be read or is too large.
+// there is no region, an id does not have regionIdForm or occurs twice. readRegions also fails when
+// the file cannot be read or is too large.
 Expected<Regions> parseRegions(std::string_view json);
 Expected<Regions> readRegions(const std::filesystem::path &file);
 

@@ -35,8 +35,8 @@ bool isIgnored(int signal) {
   return action.sa_handler == SIG_IGN;
 }
 
-// The parent process may have left any signal blocked or ignored, mostly by accident. Only an
-// ignored SIGHUP is intended, by nohup.
+// The parent process may have left any signal blocked or ignored, usually by accident. Only an
+// ignored SIGHUP is intended: nohup sets it.
 void receiveQuitSignals() {
   sigset_t wanted;
   sigemptyset(&wanted);
@@ -124,14 +124,14 @@ int Application::run() {
 void Application::terminate() {
   if (m_delegate->applicationShouldTerminate() == TerminateReply::now) {
     if (m_instance != nullptr) {
-      m_instance->stopServing();  // a second start must not rely on a window that is going away
+      m_instance->stopServing();  // a second start must not rely on a window that will close
     }
     exit(0);
   }
 }
 
 void Application::willTerminate() {
-  // Once: after run() has returned, the exit handler may call this again.
+  // Only once: after run() has returned, the exit handler may call this function again.
   if (ApplicationDelegate *delegate = std::exchange(m_delegate, nullptr)) {
     delegate->applicationWillTerminate();
   }
@@ -139,7 +139,7 @@ void Application::willTerminate() {
 
 void Application::requestUserAttention(QWidget &window, const QString &summary,
                                        const QString &body) {
-  // In a later turn: a failure at the start comes before the window is shown.
+  // In a later turn of the event loop: a failure at the start comes before the window is shown.
   handToMain(&window, [this, &window, summary, body] {
     if (window.isVisible()) {
       alert(&window);
@@ -150,7 +150,7 @@ void Application::requestUserAttention(QWidget &window, const QString &summary,
 }
 
 bool Application::event(QEvent *event) {
-  if (event->type() == QEvent::Quit) {  // the session has ended, or the system's menu asks
+  if (event->type() == QEvent::Quit) {  // from the end of the session, or from the system's menu
     terminate();
     return true;
   }

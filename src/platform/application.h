@@ -27,7 +27,7 @@ class ApplicationDelegate {
   virtual ~ApplicationDelegate() = default;
   // Called once, by the event loop's first turn.
   virtual void applicationDidFinishLaunching() = 0;
-  // Another launcher was started. True: our window has come forward, and the other launcher ends.
+  // Another launcher was started. Returns true after raising our window; the other one then ends.
   virtual bool applicationShouldHandleReopen(const StartupTokens &tokens) = 0;
   virtual bool applicationShouldTerminateAfterLastWindowClosed() = 0;
   // Called for each request to end; may be called again after a cancel.
@@ -36,11 +36,11 @@ class ApplicationDelegate {
   virtual void applicationWillTerminate() = 0;
 };
 
-// Every request to end goes through terminate(): the menu, the last window's closing, SIGINT,
-// SIGTERM and SIGHUP, and the end of the desktop session, which is cancelled when the reply is
-// cancel. A SIGHUP that was ignored at the start, as under nohup, stays ignored.
-// When the X server goes away, the delegate is not asked, but applicationWillTerminate still runs.
-// When a Wayland compositor goes away, Qt exits at once and skips it.
+// Every request to end goes through terminate(): the menu, closing the last window, SIGINT, SIGTERM
+// and SIGHUP, and the end of the desktop session. The reply cancel also cancels the session's end.
+// A SIGHUP that was ignored at the start, as under nohup, stays ignored.
+// When the X server ends, the delegate is not asked, but applicationWillTerminate still runs. When
+// a Wayland compositor ends, Qt exits at once and skips applicationWillTerminate.
 class Application : public QApplication {
  public:
   // Both arguments must outlive the application. Pass a count of 1: Qt removes its own options from
@@ -50,8 +50,9 @@ class Application : public QApplication {
 
   // Call this before run() and before any window is shown. The delegate must outlive run().
   void setDelegate(ApplicationDelegate &delegate) { m_delegate = &delegate; }
-  // Optional; call it before run(). The delegate is told of other starts from its first call until
-  // the application has decided to end. The instance must outlive the application.
+  // Optional; call it before run(). The delegate gets the requests of other launchers after
+  // applicationDidFinishLaunching and until the application ends. The instance must outlive the
+  // application.
   void setInstance(SingleInstance &instance) { m_instance = &instance; }
   // Runs the event loop until the end. Returns the exit status of the program.
   int run();

@@ -24,7 +24,7 @@ struct CloseFolder {
 };
 using Folder = std::unique_ptr<DIR, CloseFolder>;
 
-// Null also for a symbolic link, whose target must not be emptied.
+// Null on failure, and for a symbolic link, because its target must not be emptied.
 Folder openFolder(int parent, const char *name) {
   const int fd = ::openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
   Folder folder(fd >= 0 ? ::fdopendir(fd) : nullptr);
@@ -55,8 +55,8 @@ bool remove(int folder, const char *name) {
          errno == ENOENT;
 }
 
-// Removes entries until one cannot be removed, and returns its name; mostly that is a folder with
-// entries. An empty name: the folder is empty now.
+// Removes entries up to the first that cannot be removed, usually a folder with entries. Returns
+// its name, or an empty name when the folder is empty.
 std::string removeEntries(const Folder &folder) {
   while (const dirent *entry = ::readdir(folder.get())) {
     const std::string_view name = entry->d_name;
@@ -106,7 +106,7 @@ void removeInBackground(const std::filesystem::path &path) {
   const auto job = [path] {
     constexpr int lowestPriority = 19;  // nice value; on Linux a thread has its own
     ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), lowestPriority);
-    // Another program may still write to the tree.
+    // An attempt can fail because another program still writes to the tree.
     constexpr int attempts = 5;
     constexpr std::chrono::milliseconds pause{200};
     for (int attempt = 1; attempt <= attempts && !removeTree(path.c_str()); ++attempt) {

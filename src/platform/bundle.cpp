@@ -13,12 +13,12 @@
 namespace tarvex {
 namespace {
 
-// Whether the name stays within the folder that it is appended to.
+// Whether a path with this name appended stays within its folder.
 bool isFileName(const std::string &name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
 }
 
-// libplist reads only UTF-8, and no byte order mark.
+// Converts to UTF-8 without a byte order mark, the only form that libplist reads.
 std::string withXmlInUtf8(const std::string &list) {
   const auto encoding = QStringConverter::encodingForData(list, u'<');
   return encoding ? QString(QStringDecoder(*encoding)(list)).toStdString() : list;

@@ -37,8 +37,8 @@ Status whyNotStarted(const std::error_code &error) {
              : notStarted;
 }
 
-// Runs in this process, not in a helper program: an update may have moved or deleted the folder
-// that a helper would lie in.
+// Runs in this process, not in a helper program: an update may have moved or deleted the helper's
+// folder.
 std::error_code startInstance(const std::vector<std::string> &arguments,
                               const std::vector<std::string> &environment, Status &status) {
   const auto failed = [&status](Status reason, const std::string &line) {
@@ -70,7 +70,7 @@ std::error_code startInstance(const std::vector<std::string> &arguments,
   }
   pid_t child = -1;
   error = spawn(program, std::nullopt, Session::ownOfItsOwn, child);
-  // These say nothing about the bundle.
+  // These errors come from the system, not from the bundle.
   if (error == std::errc::resource_unavailable_try_again || error == std::errc::not_enough_memory) {
     return error;
   }

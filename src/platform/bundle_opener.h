@@ -15,8 +15,8 @@ namespace tarvex {
 //
 // The bundle's program is started in a session of its own, with the arguments and the environment.
 // `exited` gets the exit status on the main thread, from the event loop, unless the receiver is
-// destroyed before. An error means that the system has no process or memory left: then nothing was
-// run, and `exited` is never called.
+// destroyed before. An error means that the system has no process or memory left. Then no program
+// was started, and `exited` is never called.
 //
 // Status 0: the program's exec has succeeded. Each other status comes with one line on standard
 // error:

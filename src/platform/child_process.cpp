@@ -33,7 +33,7 @@ struct End {
   bool isSignal;
 };
 
-// How the child ended. Absent while a tracer (ptrace) holds the dead child back.
+// The child's end. Absent while a tracer (ptrace) has not released the dead child.
 std::optional<End> reap(const Descriptor &child) {
   siginfo_t info{};
   if (::waitid(P_PIDFD, static_cast<id_t>(child.get()), &info, WEXITED | WNOHANG) != 0) {
@@ -69,7 +69,7 @@ ChildProcess::~ChildProcess() {
     raiseEvent(m_wake);
     m_queue.close();
     m_launched.release();
-    m_thread.join();  // the thread waits for nothing but these three
+    m_thread.join();  // returns soon: the calls above end every wait of the thread
   }
 }
 
@@ -83,7 +83,7 @@ std::error_code ChildProcess::launch(const Program &program) {
   m_pipe = Descriptor(ends[0]);
   const Descriptor writeEnd(ends[1]);
   m_wake = eventDescriptor();
-  // Reserves a number for the child's descriptor. Running out of them must be noticed before the
+  // Reserves a number for the child's descriptor. A lack of descriptors must be noticed before the
   // child runs.
   Descriptor placeholder = eventDescriptor();
   if (!m_wake || !placeholder) {
@@ -97,7 +97,7 @@ std::error_code ChildProcess::launch(const Program &program) {
   placeholder.reset();
   m_child = childDescriptor(child);
   if (!m_child) {  // the kernel has run out of memory
-    // SIGKILL: the child has only just begun, and an unwatched updater must not go on.
+    // SIGKILL is harmless to a child that has just started. An unwatched updater must not run.
     const std::error_code error = lastError();
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, WNOHANG);
@@ -120,7 +120,7 @@ void ChildProcess::terminate() {
 
 void ChildProcess::watch() {
   enum class Child { runs, ended, reaped };
-  constexpr int untilAskedAgain = 100;  // milliseconds; nothing signals that a tracer lets go
+  constexpr int untilAskedAgain = 100;  // milliseconds; there is no event when a tracer releases it
   m_launched.acquire();
   for (Child child = Child::runs; m_pipe || child != Child::reaped;) {
     // poll ignores negative descriptors: an ended child, a closed pipe.
@@ -132,7 +132,7 @@ void ChildProcess::watch() {
     if (woken.revents != 0) {
       return;
     }
-    if (ended.revents != 0) {  // before the pipe, which others may keep readable for ever
+    if (ended.revents != 0) {  // before the pipe, which a daemon may keep readable for ever
       readWhatIsHeld();
       child = Child::ended;
     } else if (readable.revents != 0) {

@@ -51,7 +51,7 @@ class ChildProcess : public QObject {
   // False as soon as the child has ended, which may be before `exited` is called.
   bool isRunning() const;
 
-  // The signal that ended the child. Absent before `exited`, and when the child exited by itself.
+  // The signal that ended the child. Absent before `exited`, and after an exit without a signal.
   std::optional<int> fatalSignal() const { return m_fatalSignal; }
 
   // Asks the child to end (SIGTERM) and returns at once. Further calls do nothing, because a second

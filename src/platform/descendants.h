@@ -1,4 +1,4 @@
-// The descendants of this process, for a program that must not leave any behind. Linux. Call all
+// The descendants of this process, for a program that must end them all. Linux. Call the functions
 // from one thread.
 #pragma once
 

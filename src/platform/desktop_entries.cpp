@@ -42,7 +42,7 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-// The first of several entries with the same key counts: emplace keeps it.
+// Of several entries with the same key, the first one counts: emplace keeps it.
 KeyFile readKeyFile(const std::filesystem::path &path) {
   KeyFile file;
   Group *group = nullptr;

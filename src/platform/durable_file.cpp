@@ -25,7 +25,7 @@ Unexpected unexpected(const std::error_code &error) {
 void takeBack(const Descriptor &file, off_t count) {
   const off_t end = ::lseek(file.get(), 0, SEEK_END);
   if (count > 0 && end >= count && ::ftruncate(file.get(), end - count) != 0) {
-    return;  // a part of the entry stays, and the log is the only place to report it
+    return;  // a part of the entry stays; it cannot be reported, because this file is the log
   }
 }
 
@@ -33,7 +33,8 @@ void takeBack(const Descriptor &file, off_t count) {
 
 std::optional<DurableFile> DurableFile::open(const std::filesystem::path &path) {
   // O_APPEND: entries go to the end even when another program truncates the file. O_NONBLOCK: open
-  // and write must not wait at a pipe or a device. O_NOCTTY: a terminal must not become ours.
+  // and write must not wait for a pipe or a device. O_NOCTTY: a terminal must not become the
+  // controlling terminal.
   Descriptor file(::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (!file) {
     return std::nullopt;
@@ -92,7 +93,7 @@ bool createPrivateFolders(const std::filesystem::path &folder) {
     return false;
   }
   if (::mkdir(folder.c_str(), ownersFolder) != 0) {
-    return std::filesystem::is_directory(folder, error);  // another launcher was faster
+    return std::filesystem::is_directory(folder, error);  // another launcher may have created it
   }
   return ::chmod(folder.c_str(), ownersFolder) == 0;
 }

@@ -15,7 +15,7 @@
 
 namespace tarvex {
 
-// A file that entries are appended to. Each entry is on the storage device when append returns.
+// A file for appending entries. Each entry is on the storage device when append returns.
 class DurableFile {
  public:
   // Opens an existing file of any kind; absent on failure. Never waits, neither for the reader of a

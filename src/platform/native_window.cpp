@@ -117,7 +117,7 @@ void dressNativeWindow(const QWindow &window, const QColor &background) {
   if (connection == nullptr) {
     return;  // Wayland shows a window only with its first frame
   }
-  // All requests first, then the replies: one round trip to the display.
+  // Sends all requests before it waits for replies, so there is only one round trip to the display.
   const auto askForAtom = [&](const char *name) {
     return xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name);
   };
@@ -161,8 +161,8 @@ bool bringToFront(QWindow &window, const StartupTokens &tokens) {
   }
   window.raise();
   window.requestActivate();
-  // Ask once more: Qt has sent the time of this window's last event. Window managers refuse the
-  // keyboard when another window had a later one.
+  // A second request: Qt's request has the time of this window's last event. Window managers refuse
+  // the keyboard when another window had a later event.
   const auto handle = static_cast<xcb_window_t>(window.winId());
   const xcb_timestamp_t started = timeIn(tokens.startupId);
   constexpr uint32_t application = 1;  // source indication of EWMH

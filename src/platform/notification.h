@@ -9,8 +9,8 @@ class QObject;
 
 namespace tarvex {
 
-// The bus disconnects a sender whose message is too large. So summary and body are shortened to the
-// whole characters within their first 1000 UTF-16 code units.
+// Summary and body are shortened to the whole characters within their first 1000 UTF-16 code units,
+// because the bus disconnects the sender of a message that is too large.
 struct Notification {
   QString summary;
   QString body;    // plain text, shown literally

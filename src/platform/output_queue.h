@@ -2,8 +2,8 @@
 // memory, and with time for the window in between.
 //
 // The reading thread fills one of two buffers while the main thread uses the other. When both are
-// full, it waits: that is the back-pressure. The main thread uses bytes for about 8 ms in each turn
-// of the event loop, however many there are and however long a line takes.
+// full, the reading thread waits; this is the back-pressure. The main thread uses bytes for about
+// 8 ms in each turn of the event loop, even if more bytes are waiting.
 #pragma once
 
 #include <QObject>
@@ -24,8 +24,8 @@ namespace tarvex {
 
 class OutputQueue : public QObject {
  public:
-  // Called on the main thread with the bytes in order, at least one. A call has one line or a part
-  // of a line; it has a batch of lines while the calls before it were quick.
+  // Called on the main thread with the bytes in order, at least one. A call gets one line or a part
+  // of a line, or a batch of lines if the calls before it were quick.
   using Use = std::function<void(std::string_view bytes)>;
 
   // Main thread; throws std::bad_alloc. `use` and the events may do anything but destroy the queue.
@@ -33,8 +33,8 @@ class OutputQueue : public QObject {
   // dropped.
   explicit OutputQueue(Use use);
 
-  // Reading thread: waits for a free buffer of 64 KiB and returns it; empty once the queue is
-  // closed. After one that is not empty, push must follow.
+  // Reading thread: waits for a free buffer of 64 KiB and returns it. Empty when the queue is
+  // closed; otherwise, call push next.
   std::span<char> buffer();
   // Reading thread: hands over the first `count` bytes of that buffer. With 0, gives it back.
   void push(std::size_t count);

@@ -4,15 +4,15 @@
 
 namespace tarvex {
 
-// Whether the environment names a bus. It need not answer.
+// Whether the environment names a bus. The bus need not be running.
 bool hasSessionBus();
 
-// Without a session bus, the D-Bus library would start one and wait for it, as soon as Qt's
-// accessibility asks for it. This prevents that. Call it before the application object is made.
+// Prevents the D-Bus library from starting a session bus when there is none. Otherwise it would
+// start one for Qt's accessibility, and wait for it. Call it before the application object is made.
 void neverStartSessionBus();
 
-// Hides the session bus from this process: Qt waits without limit for one that does not answer.
-// Call it before the application object is made.
+// Hides the session bus from this process, because Qt waits without limit for a bus that does not
+// answer. Call it before the application object is made.
 void giveUpSessionBus();
 
 }  // namespace tarvex

@@ -126,7 +126,7 @@ bool SingleInstance::bringOtherForward(const StartupTokens &tokens) {
     if (result >= 0) {
       return true;
     }
-    if (result == -ETIMEDOUT) {  // the owner hangs: take the name over
+    if (result == -ETIMEDOUT) {  // the owner does not respond: take the name over
       sd_bus_request_name_async(
           m_bus.get(), nullptr, m_name.c_str(),
           SD_BUS_NAME_QUEUE | SD_BUS_NAME_ALLOW_REPLACEMENT | SD_BUS_NAME_REPLACE_EXISTING, nullptr,
@@ -164,11 +164,11 @@ uint64_t SingleInstance::microsecondsLeft() const {
 }
 
 int SingleInstance::lineUp() {
-  // The name can be replaced, so that a later launcher can take it from one that hangs.
+  // A later launcher can take over the name if this one does not respond.
   sd_bus_set_method_call_timeout(m_bus.get(), microsecondsLeft());
   const int result = sd_bus_request_name(m_bus.get(), m_name.c_str(),
                                          SD_BUS_NAME_QUEUE | SD_BUS_NAME_ALLOW_REPLACEMENT);
-  // Positive: the owner now; EALREADY: the owner before; 0: in the queue.
+  // Positive: this launcher is the owner now. EALREADY: it was the owner before. 0: it is queued.
   m_isFirst = result > 0 || result == -EALREADY;
   return m_isFirst ? 0 : result;
 }
@@ -188,7 +188,7 @@ void SingleInstance::readWhatCame() {
   while (result > 0 && m_incoming->isEnabled()) {
     result = sd_bus_process(m_bus.get(), nullptr);
   }
-  if (result < 0) {  // the bus has gone
+  if (result < 0) {  // the connection to the bus is lost
     stopServing();
   }
 }
@@ -206,7 +206,8 @@ int SingleInstance::onCall(sd_bus_message *call, void *self, sd_bus_error * /*er
   if (instance.m_comeForward(tokens)) {
     return sd_bus_reply_method_return(call, nullptr);
   }
-  // To the end of the queue, before the refusal: its receiver asks the next owner at once.
+  // Goes to the end of the queue before it refuses: after a refusal, the other launcher asks the
+  // next owner at once.
   sd_bus *const bus = instance.m_bus.get();
   const char *const name = instance.m_name.c_str();
   const auto ignored = [](sd_bus_message *, void *, sd_bus_error *) { return 0; };

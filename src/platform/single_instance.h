@@ -1,10 +1,10 @@
-// Lets the launchers of one folder find each other, through a name on the session bus (D-Bus
-// Specification). The owner of the name answers org.freedesktop.Application.Activate (Desktop Entry
-// Specification 1.5) and nothing else. Main thread.
+// Lets the launchers of one folder find each other by a name on the session bus (D-Bus
+// Specification). The owner of the name serves one method, org.freedesktop.Application.Activate
+// (Desktop Entry Specification 1.5). Main thread.
 //
 // Each launcher queues for the name when it starts. The bus makes the first in the queue the owner.
-// A launcher that refuses to come forward goes to the end of the queue, so that the next request
-// reaches another one.
+// A launcher that refuses to raise its window goes to the end of the queue, so that the next
+// request reaches another one.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -26,22 +26,22 @@ std::string instanceName(const std::filesystem::path &folder);
 
 class SingleInstance {
  public:
-  // Connects to the session bus and queues for the name. One second after the construction began,
-  // all waiting for the bus and for another launcher is over. A bus that has not accepted the
+  // Connects to the session bus and queues for the name. All waiting, for the bus and for other
+  // launchers, ends one second after the construction began. A bus that has not accepted the
   // connection by then is hidden (giveUpSessionBus). Without a bus, all calls below do nothing.
   // Construct it before the application object.
   explicit SingleInstance(std::string name);
   ~SingleInstance();
 
-  // Asks the launchers ahead in the queue, one after the other, to bring their window forward.
-  // True: one has done it. False: there is none, all have refused, or one has not answered in time;
-  // this launcher then replaces that one as the owner.
+  // Asks the launchers ahead in the queue, one after the other, to raise their window. True: one of
+  // them has raised it. False: there is no other launcher, all have refused, or one did not answer
+  // in time; then this launcher has replaced it as the owner.
   bool bringOtherForward(const StartupTokens &tokens);
 
   // From now on, `comeForward` is called from the event loop for each request of another launcher,
-  // also for requests that came before. It returns whether this launcher's window has come forward.
+  // also for earlier requests. It returns whether this launcher has raised its window.
   void serve(std::function<bool(const StartupTokens &)> comeForward);
-  // Later requests get no answer. Their senders see this process leave the bus when it ends.
+  // Later requests get no answer. Their senders get an error when this process ends.
   void stopServing();
 
  private:

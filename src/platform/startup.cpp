@@ -16,7 +16,7 @@ void settleSignals() {
   std::signal(SIGXFSZ, SIG_IGN);
 }
 
-// open and dup return the lowest free number, so the gaps are filled first.
+// open and dup return the lowest free number, so closed standard descriptors are filled first.
 void openMissingStandardDescriptors() {
   for (int fd = ::open("/dev/null", O_RDWR); fd >= 0; fd = ::dup(fd)) {
     if (fd > STDERR_FILENO) {

@@ -1,5 +1,5 @@
-// The state that the process was started with: signals, descriptors, environment, home. POSIX. Call
-// these at the start of main, on the main thread, before Qt and before any other thread.
+// The state that the process inherited: signals, descriptors, environment, home. POSIX. Call these
+// functions at the start of main, on the main thread, before Qt and before any other thread.
 #pragma once
 
 #include <filesystem>
@@ -11,7 +11,7 @@ namespace tarvex {
 // Sets the dispositions of SIGCHLD, SIGPIPE and SIGXFSZ, whatever the process inherited. An ignored
 // SIGCHLD would lose the exit status of children. A write to a closed pipe or beyond the size limit
 // must be an error instead of a fatal signal. Call this first: even a warning on standard error may
-// meet a closed pipe.
+// go to a closed pipe.
 void settleSignals();
 
 // Opens /dev/null for each standard descriptor that is closed. Otherwise the log or a pipe would
@@ -21,8 +21,8 @@ void openMissingStandardDescriptors();
 // The environment of this process: entries of the form NAME=value.
 std::vector<std::string> ownEnvironment();
 
-// They prove to the window system that the player has just asked for a window. Both are empty when
-// the launcher was started from a terminal, for instance.
+// With these tokens, the window system lets a new window take the keyboard. Both are empty when the
+// launcher was started from a terminal, for instance.
 struct StartupTokens {
   std::string startupId;        // Startup Notification Protocol, on X11: DESKTOP_STARTUP_ID
   std::string activationToken;  // xdg-activation, on Wayland: XDG_ACTIVATION_TOKEN

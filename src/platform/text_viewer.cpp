@@ -88,7 +88,7 @@ class TextViewer : public QObject {
       return false;
     }
     m_child = childDescriptor(child);
-    if (!m_child) {  // no descriptor is left to watch its end, so take it for a success
+    if (!m_child) {  // without a descriptor, the exit cannot be watched; count it as a success
       deleteLater();
       return true;
     }
@@ -98,11 +98,11 @@ class TextViewer : public QObject {
     return true;
   }
 
-  // Some openers run until the viewer is closed. A failure after 5 seconds means that the viewer
-  // was there, so no other one is tried.
+  // Some openers run until the viewer is closed. After 5 seconds, a failure does not count: the
+  // viewer was open, so no other way is tried.
   void ended(pid_t child) {
     constexpr std::chrono::seconds soon{5};
-    m_end.release()->deleteLater();  // not at once: this is its own callback
+    m_end.release()->deleteLater();  // not at once, because this runs in its callback
     int status = 0;
     const bool hasFailed = ::waitpid(child, &status, 0) != child || status != 0;
     if (hasFailed && std::chrono::milliseconds(m_sinceStart.elapsed()) < soon) {

@@ -13,8 +13,8 @@ namespace tarvex {
 
 // Tries one way after the other until one succeeds; when all fail, nothing happens. Main thread.
 // Returns at once; the rest runs from the event loop, until the parent is destroyed. Children get
-// the environment (platform/spawn.h) without startup tokens, which were for our own window. They
-// outlive this process.
+// the environment (platform/spawn.h) without the startup tokens of our own window. They outlive
+// this process.
 void showTextFile(const std::filesystem::path &file, const std::vector<std::string> &environment,
                   QObject *parent);
 

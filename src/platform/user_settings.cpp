@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t largest = 1'048'576;  // bytes
 
-// The same place as QSettings' own. A QSettings object could tell it, but would read the file at
+// The path that QSettings uses. A QSettings object would know it, but would also read the file at
 // once.
 std::filesystem::path settingsFile() {
   const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
@@ -66,7 +66,7 @@ void setUserSetting(const QString &key, const QString &text) {
     QSettings settings = settingsIn(copy);
     settings.setValue(key, text);
     settings.sync();
-    // A format error is one of the old content, which is replaced now.
+    // A format error comes from the old content, which is replaced now.
     return settings.status() != QSettings::AccessError;
   });
 }

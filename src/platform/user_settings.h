@@ -9,7 +9,7 @@
 
 namespace tarvex {
 
-std::optional<QString> userSetting(const QString &key);  // absent also when it is not a text
+std::optional<QString> userSetting(const QString &key);  // also absent when it is not a string
 void setUserSetting(const QString &key, const QString &text);
 
 }  // namespace tarvex

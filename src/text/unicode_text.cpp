@@ -14,8 +14,8 @@ namespace {
 constexpr unsigned firstNotAscii = 0x80;
 constexpr char16_t carriageReturn = u'\r';
 constexpr char16_t lineFeed = u'\n';
-// Two neighbours below this code point are two characters, except CR LF. The same is true for the
-// ellipsis, which many of the updater's lines contain.
+// Two neighbouring code points below this one are two characters, except CR LF. The same is true
+// for the ellipsis, which many of the updater's lines contain.
 constexpr char16_t firstCombining = 0x300;
 
 bool areSimple(QChar before, QChar after) {
@@ -58,8 +58,8 @@ qsizetype characterEnd(QStringView text, qsizetype begin) {
   if (areSimple(text[begin], text[begin + 1])) {
     return begin + (areLineEnd(text[begin], text[begin + 1]) ? 2 : 1);
   }
-  // A window keeps the cost linear: ICU would look at the whole text each time. A boundary at the
-  // window's end may be the window's fault, so a larger one is tried then.
+  // A window keeps the cost linear: ICU would look at the whole text each time. If the boundary
+  // found is the window's end, the character may be longer, so a larger window is tried.
   for (qsizetype reach = 32;; reach *= 2) {
     const QStringView window = wholeCodePoints(text, begin, std::min(begin + reach, text.size()));
     const qsizetype length = ubrk_following(characterBreaks(window), 0);
@@ -76,8 +76,8 @@ bool isBoundary(QStringView text, qsizetype index) {
   if (areSimple(text[index - 1], text[index])) {
     return !areLineEnd(text[index - 1], text[index]);
   }
-  // A few neighbours decide whether this is a boundary. One rule looks further back, at pairs of
-  // regional indicators (flags), but no text that is searched for contains any.
+  // A few neighbours decide whether this is a boundary. Only regional indicators (flags) need a
+  // longer look back, and no text that the launcher searches for contains them.
   constexpr qsizetype around = 16;
   const qsizetype begin = std::max<qsizetype>(index - around, 0);
   const QStringView window = wholeCodePoints(text, begin, std::min(index + around, text.size()));
@@ -103,7 +103,7 @@ bool isWhiteSpace(UChar32 character) {
   return character == 0x85 || (U_GET_GC_MASK(character) & U_GC_Z_MASK) != 0;
 }
 
-// Moves the index behind the code point; negative for an ill-formed sequence.
+// The code point at the index, negative for an ill-formed sequence. Moves the index behind it.
 UChar32 nextCodePoint(std::string_view utf8, std::size_t &index) {
   UChar32 codePoint = 0;
   U8_NEXT(reinterpret_cast<const uint8_t *>(utf8.data()), index, utf8.size(), codePoint);

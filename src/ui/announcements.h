@@ -1,5 +1,5 @@
-// The rules for the words that a screen reader says about the window. Values go in and words come
-// out; the clock and the screen reader are the caller's. Any one thread.
+// The rules for the words that a screen reader says about the window. Plain values without a clock
+// or a screen reader: the caller passes the time and announces the words. Any one thread.
 #pragma once
 
 #include <QString>
@@ -35,7 +35,7 @@ class Announcements {
   // The words to say now, if there are any. They count as said.
   std::optional<QString> take(Clock::time_point now);
 
-  // The time at which `take` will have words; absent: none are waiting.
+  // The time from which `take` returns waiting words. Absent when no words are waiting.
   std::optional<Clock::time_point> due() const {
     return m_words ? std::optional(m_due) : std::nullopt;
   }
@@ -51,8 +51,8 @@ class Announcements {
   QString m_said;  // the last words that were taken
 };
 
-// Whether a progress bar's value (0 to 100) should be reported: it differs from the value that was
-// reported last by at least 10, or differs at all 10 seconds later.
+// Whether a progress bar's value (0 to 100) should be reported: it differs from the last reported
+// value by at least 10, or by any amount after 10 seconds.
 bool isWorthTelling(double value, Clock::time_point now, double told, Clock::time_point toldAt);
 
 }  // namespace tarvex

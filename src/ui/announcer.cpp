@@ -7,7 +7,7 @@
 
 namespace tarvex {
 
-// Hiding and showing makes the notification appear anew, which is when a screen reader says it.
+// A screen reader says a notification when it appears, so it is hidden and shown again.
 void Notice::show(const QString &words) {
   m_words = words;
   for (const QAccessible::Event kind :
@@ -41,7 +41,7 @@ void Announcer::announce() {
   if (const auto words = m_announcements.take(now)) {
     m_notices[m_next++ % m_notices.size()]->show(*words);
   }
-  // Rounded up: a timer that is early would find nothing due.
+  // Rounded up: if the timer fired early, no words would be due yet.
   if (const auto due = m_announcements.due()) {
     m_calm.start(std::chrono::ceil<std::chrono::milliseconds>(*due - now));
   }

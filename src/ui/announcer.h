@@ -42,9 +42,9 @@ class Announcer : public QObject {
   // The lines show a failure now, perhaps with the same words as the failure before.
   void failed() { ++m_failures; }
 
-  // Has a screen reader say the words that are due. Call it when the lines may have changed, and
-  // when the window has become active. Nothing is said before that, because a screen reader would
-  // say the window's title last.
+  // Makes a screen reader say the words that are due. Call it when the lines may have changed, and
+  // when the window has become active. Before the window is first active, no words are said: the
+  // screen reader would say the window's title after them.
   void announce();
 
  private:
@@ -53,10 +53,10 @@ class Announcer : public QObject {
   const Label &m_message;
   const ProgressIndicator &m_progress;
   int m_failures = 0;
-  bool m_isIntroduced = false;  // the window was active once: a screen reader has said its title
+  bool m_isIntroduced = false;  // the window was active, so a screen reader has said its title
   Announcements m_announcements;
   QTimer m_calm;
-  // One for each of the words in quick succession: a screen reader asks for the words only later.
+  // Words in quick succession need one object each: a screen reader asks for the words only later.
   std::array<std::unique_ptr<Notice>, Announcements::most> m_notices;
   std::size_t m_next = 0;
 };

@@ -20,7 +20,7 @@ constexpr double frameAlpha = 0.055;
 }  // namespace
 
 void BackdropView::paintEvent(QPaintEvent * /*event*/) {
-  // The line lies exactly on device pixels. Between two, so thin and faint a line would be blurred.
+  // The line is aligned to device pixels. Otherwise such a thin and faint line would be blurred.
   const double ratio = devicePixelRatioF();
   const double line = std::max(std::round(frameWidth * ratio), 1.0);
   const double edge = std::round(frameInset * ratio - line / 2) + line / 2;

@@ -1,5 +1,5 @@
-// The ring around the control with the keyboard focus. It shows only after the player has moved the
-// focus by keyboard. Main thread.
+// The ring around the control with the keyboard focus. It is visible only after the player has
+// moved the focus by keyboard. Main thread.
 #pragma once
 
 #include <QWidget>
@@ -8,7 +8,7 @@ namespace tarvex {
 
 class FocusRing : public QWidget {
  public:
-  // Serves the children of the parent that take the focus by Tab. Construct it after them.
+  // For all children of the parent that take the focus by Tab. Construct the ring after them.
   explicit FocusRing(QWidget *parent);
 
  protected:

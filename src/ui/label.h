@@ -40,8 +40,8 @@ class Label : public QWidget {
  public:
   explicit Label(const QString &text = {}, QWidget *parent = nullptr);
 
-  // The whole text. The picture follows a change once, when the turn of the event loop ends.
-  // Assistive technology is told then, too, but at most ten times in a second.
+  // The whole text. At the end of a turn of the event loop with changes, the label is painted once
+  // and the change is reported to assistive technology, at most ten times in a second.
   const QString &text() const { return m_text; }
   void setText(const QString &text);
 
@@ -64,8 +64,8 @@ class Label : public QWidget {
   void resizeEvent(QResizeEvent *event) override;
   void showEvent(QShowEvent *event) override;
 
-  // Lays out one of the visible lines, whose index is given, in the direction of the whole text.
-  // Returns the place of its left upper corner.
+  // Lays out the visible line with this index, in the direction of the whole text. Returns the
+  // place of its left upper corner.
   QPointF layOutLine(QTextLayout &layout, int index) const;
 
   virtual void shownTextChanged() {}

@@ -33,8 +33,8 @@ constexpr std::optional<Place> of(Control control, Anchor anchor) {
   return Place{control, anchor};
 }
 
-// The rows of a control stand together, after those of the controls that they refer to: layOut
-// solves them in one pass.
+// The rows of a control are adjacent, and come after the rows of the controls that they refer to.
+// So layOut solves them in one pass.
 constexpr Constraint constraints[] = {
     {Control::title, Anchor::top, backdrop(Anchor::top), 42},
     {Control::title, Anchor::centreX, backdrop(Anchor::centreX), 0},

@@ -11,8 +11,7 @@
 
 namespace tarvex {
 
-// In stacking order, the lowest first. The footer stays the last value, because controlCount needs
-// that.
+// In stacking order, the lowest first. The footer must stay the last value for controlCount.
 enum class Control : std::size_t {
   title,
   subtitle,
@@ -32,7 +31,7 @@ using PerControl = std::array<Value, controlCount>;
 
 inline constexpr QSize contentSize{540, 365};
 
-// The size that a control wants. With a width, its height at that width.
+// The preferred size of a control. If a width is given, the height is that for this width.
 using IntrinsicSize = std::function<QSize(Control, std::optional<int> width)>;
 
 // The frames of all controls in the backdrop's coordinates.

@@ -188,9 +188,9 @@ void MainWindow::orderOut() {
   m_statusIcon->show();
 }
 
-// Qt calls this also when the control with the focus is disabled or hidden, and would move the
+// Qt also calls this when the control with the focus is disabled or hidden, and would move the
 // focus to the next control. A screen reader would say that control in the middle of a run, so the
-// focus waits at the window instead.
+// window gets the focus meanwhile.
 bool MainWindow::focusNextPrevChild(bool next) {
   QWidget *const focused = focusWidget();
   if (focused == nullptr || (focused->isEnabled() && focused->isVisible())) {
@@ -224,7 +224,7 @@ void MainWindow::closeEvent(QCloseEvent *event) {
   event->setAccepted(m_delegate.windowShouldClose());
 }
 
-// There is no menu bar, so this is the way to the menu.
+// There is no menu bar, so the menu opens as a context menu.
 void MainWindow::contextMenuEvent(QContextMenuEvent *event) {
   m_mainMenu.submenu().popup(event->globalPos());
 }
@@ -236,8 +236,8 @@ bool MainWindow::eventFilter(QObject *watched, QEvent *event) {
   if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::EnabledChange) {
     m_turnEnd.schedule();
   }
-  // With the themes of some desktops, Return presses the button with the focus. Here it belongs to
-  // the primary button.
+  // With the themes of some desktops, Return presses the button with the focus. Here, Return always
+  // presses the primary button.
   if (event->type() == QEvent::KeyPress && isReturn(static_cast<const QKeyEvent &>(*event))) {
     event->ignore();
     return true;
@@ -246,7 +246,7 @@ bool MainWindow::eventFilter(QObject *watched, QEvent *event) {
 }
 
 void MainWindow::keyPressEvent(QKeyEvent *event) {
-  // A key that is held down must not trigger one action after the other.
+  // A key that is held down must trigger only one action.
   const bool isPlain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
   if (isReturn(*event) && isPlain && !event->isAutoRepeat()) {
     m_playButton.click();

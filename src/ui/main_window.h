@@ -55,11 +55,11 @@ class MainWindow : public QWidget {
   // Shows the window in the middle of the screen and gives it the keyboard.
   void makeKeyAndOrderFront();
 
-  // Raises the window, which is shown or minimised, and gives it the keyboard. The tokens are those
-  // of another start.
+  // Raises the shown or minimised window and gives it the keyboard, with the tokens of another
+  // start.
   void comeForward(const StartupTokens &tokens);
 
-  // The status and the line below it show a failure now. Screen readers say both.
+  // Call it when the status and the line below it show a failure. Screen readers then say both.
   void linesTellOfFailure();
 
   // Hides the window. On desktops with a place for status icons, an icon offers the menu from now

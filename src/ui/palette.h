@@ -25,8 +25,8 @@ QColor withAlpha(QColor colour, double alpha);
 // Mixes the colours: 0 gives `colour`, 1 gives `other`.
 QColor blended(const QColor &colour, double fraction, const QColor &other);
 
-// Gives menus, lists, tooltips and the region chooser the launcher's colours, whatever the
-// desktop's theme is. Call it once, after the application object and before any control is made.
+// Gives menus, lists, tooltips and the region picker the launcher's colours with every desktop
+// theme. Call it once, after the application object and before any control is made.
 void styleQt();
 
 }  // namespace tarvex

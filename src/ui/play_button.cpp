@@ -17,7 +17,7 @@ constexpr double disabledTitleAlpha = 0.6;
 
 PlayButton::PlayButton(const QString &title, QWidget *parent) : QPushButton(title, parent) {}
 
-// The whole rectangle, whatever shape Qt's style gives a button.
+// Clicks count on the whole rectangle. The shape from Qt's style could be smaller.
 bool PlayButton::hitButton(const QPoint &position) const {
   return rect().contains(position);
 }
@@ -27,7 +27,7 @@ void PlayButton::paintEvent(QPaintEvent * /*event*/) {
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(Qt::NoPen);
 
-  // The layer behind. While the button is pressed, it shows as a rim of plain gold.
+  // The layer behind. While the button is pressed, it is visible as a rim of plain gold.
   const QRectF bounds = rect();
   painter.setBrush(gold);
   painter.drawRoundedRect(bounds, cornerRadius, cornerRadius);

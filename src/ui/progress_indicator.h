@@ -1,6 +1,7 @@
 // A slim progress bar with independent properties: value, indeterminate, animating, visible. An
-// indeterminate bar has a part that moves while the bar is animating and visible. The picture and
-// assistive technology follow a change once, when the turn of the event loop ends. Main thread.
+// indeterminate bar has a part that moves while the bar is animating and visible. Changes are
+// painted and reported to assistive technology once, at the end of the turn of the event loop. Main
+// thread.
 #pragma once
 
 #include <QVariantAnimation>

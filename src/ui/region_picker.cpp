@@ -10,8 +10,8 @@
 namespace tarvex {
 namespace {
 
-// Qt writes the texts of a chooser and its list in the direction of the window. U+2067 and U+2069
-// (UAX #9) isolate a right-to-left name, so that its ellipsis stands at its own end.
+// Qt writes the texts of a combo box and its list in the direction of the window. U+2067 and U+2069
+// (UAX #9) isolate a right-to-left name, so that the ellipsis is at the name's own end.
 QString shown(const QString &name, const QFont &font, int width) {
   const QString fitted = fittedText(name, font, width, 1, Shortened::atEnd);
   return directionOf(name) == Qt::RightToLeft ? u'\u2067' + fitted + u'\u2069' : fitted;

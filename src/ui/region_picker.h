@@ -1,6 +1,6 @@
-// The chooser of regions. The list opens by click, Space, F4, Up or Down. Choosing an entry, also
-// the current one, emits QComboBox::activated. The mouse wheel and the keys that step through a
-// closed combo box have no effect. Changes by the program emit nothing. Main thread.
+// The combo box for the region. The list opens by click, Space, F4, Up or Down. Choosing an entry,
+// also the current one, emits QComboBox::activated. The mouse wheel, and keys that change the entry
+// of a closed combo box, have no effect. Changes by the program emit no signal. Main thread.
 #pragma once
 
 #include <QComboBox>
@@ -9,7 +9,7 @@ namespace tarvex {
 
 class RegionPicker : public QComboBox {
  public:
-  // The size of the letters is the desktop's, unless the chooser would become too high for the
+  // The font has the desktop's size, or a smaller one if the control would become too high for the
   // window.
   using QComboBox::QComboBox;
 

@@ -43,7 +43,7 @@ int moved(const QString &text, int from, const CursorKey &key) {
   if (key.move == Move::line) {
     return key.forward ? static_cast<int>(text.size()) : 0;
   }
-  const QTextLayout layout(text);  // knows the boundaries of characters (UAX #29) and words
+  const QTextLayout layout(text);  // finds the boundaries of characters (UAX #29) and words
   const auto mode = key.move == Move::word ? QTextLayout::SkipWords : QTextLayout::SkipCharacters;
   return key.forward ? layout.nextCursorPosition(from, mode)
                      : layout.previousCursorPosition(from, mode);
@@ -95,7 +95,7 @@ void SelectableLabel::focusInEvent(QFocusEvent *event) {
   update();
 }
 
-// A menu and another window take the focus only for a while: the selection stays.
+// The selection stays while a menu or another window has the focus.
 void SelectableLabel::focusOutEvent(QFocusEvent *event) {
   if (event->reason() != Qt::PopupFocusReason && event->reason() != Qt::ActiveWindowFocusReason) {
     select(m_cursor, m_cursor);
@@ -164,7 +164,7 @@ void SelectableLabel::paintEvent(QPaintEvent *event) {
 }
 
 void SelectableLabel::shownTextChanged() {
-  select(0, 0);  // the old indices mean nothing in another text
+  select(0, 0);  // the old indices are invalid in another text
 }
 
 QList<QTextLayout::FormatRange> SelectableLabel::selections() const {

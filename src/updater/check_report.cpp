@@ -44,7 +44,7 @@ std::optional<CheckOutcome> parseCheck(QStringView line) {
       return std::nullopt;
     }
     if (world) {
-      tokens.removeLast();  // checked, but not used: the installed metadata tell the world
+      tokens.removeLast();  // checked, but not used: the window shows the installed world
     }
   }
   if (tokens.size() != 3 || tokens[0] != u"UPDATE_CHECK") {

@@ -5,7 +5,7 @@
 
 namespace tarvex::failures {
 
-// For the status line. One of the reasons below, or that of a run, stands in the line under it.
+// For the status line. The line below it shows one of the reasons here, or the reason from a run.
 inline constexpr QStringView checkFailed = u"Couldn’t check for updates";
 inline constexpr QStringView startFailed = u"Couldn’t start the game";
 

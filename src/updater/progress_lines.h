@@ -56,7 +56,7 @@ struct LineForm {
   bool inCheck;  // it has its effect in the mode check, too
 };
 
-// All forms, for tools that look for lines that narrowly miss one.
+// All forms, for tools that find lines that are almost equal to a form.
 std::vector<LineForm> lineForms();
 
 // The number that all digits of the line form together: "1 of 20" gives 120. 0 when there is no

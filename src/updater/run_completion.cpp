@@ -29,7 +29,7 @@ Verdict judgePlay(const RunRecord &run, bool succeeded) {
 
 Verdict judgeRun(const RunRecord &run, int status) {
   const bool succeeded = status == 0;
-  // Before the mode: a replaced launcher must not go on with the old program.
+  // Checked before the mode: after a new launcher was installed, the old one must not go on.
   if (run.sawLauncherInstalled) {
     return succeeded ? Verdict{Verdict::Kind::relaunch}
                      : failure(run, QStringLiteral("The launcher update could not be completed."));
@@ -64,7 +64,7 @@ CheckResult checkResult(const CheckOutcome &outcome, std::optional<QStringView> 
 
 FollowUp followUp(const CheckOutcome &outcome, bool automaticUpdatePending, bool playAfterCheck) {
   const bool available = outcome.updateAvailable();
-  // The wish to play stays for the check after the update.
+  // playAfterCheck stays set for the check after the update.
   if (automaticUpdatePending && available) {
     return {Mode::update, false, playAfterCheck};
   }

@@ -1,5 +1,5 @@
-// The judgement on a run of the updater that has ended, and its consequences. Plain functions over
-// values, for any thread.
+// The verdict on a finished run of the updater, and its consequences. Plain functions over values,
+// for any thread.
 #pragma once
 
 #include <QString>
