@@ -78,7 +78,7 @@ struct Seen {
   bool operator==(const Seen &) const = default;
 };
 
-// Log and effects must be the same wherever the stream is cut.
+// The log and the effects must not depend on where the stream is cut.
 void output(const std::string &input) {
   Seen expected;
   for (const QByteArray &bytes : QByteArray::fromStdString(input).split('\n')) {

@@ -1,5 +1,5 @@
-// Takes an updater through its runs as the launcher would, and prints what the launcher
-// understands, shows and decides. It uses the launcher's code, but no window.
+// Runs an updater as the launcher would, and prints each line's meaning and each run's result. It
+// uses the launcher's code, but no window.
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QSocketNotifier>
@@ -90,10 +90,10 @@ int run(int argc, char **argv) {
   const Options options;
   QCommandLineParser parser;
   parser.setApplicationDescription(QStringLiteral(
-      "Takes the updater of a folder through a check as the launcher would, in a home of its own, "
-      "and prints\nfor each line what the launcher understands, shows and decides.\nThe exit "
-      "status "
-      "is 1 after a failure or, with --strict, after a warning."));
+      "Runs the check of a folder's updater as the launcher would, in a temporary home, and "
+      "prints\n"
+      "each line with its meaning for the launcher, and the result.\nThe exit status is 1 after a "
+      "failure or, with --strict, after a warning."));
   parser.addOptions({options.region, options.update, options.play, options.bundle, options.timeout,
                      options.strict, options.quiet, options.json});
   const QCommandLineOption help = parser.addHelpOption();

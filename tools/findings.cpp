@@ -15,8 +15,7 @@ namespace {
 using Bar = LineEffect::Bar;
 using Event = LineEffect::Event;
 
-// Only the letters and digits, in lower case. Texts that should be equal have the same gist even
-// when they were not copied exactly.
+// Only the letters and digits, in lower case. An inexact copy of a text has the same gist.
 QString gist(QStringView text) {
   QString result;
   std::copy_if(text.begin(), text.end(), std::back_inserter(result),
@@ -140,8 +139,7 @@ QString aboutEffect(std::string_view bytes, const LineEffect &effect, const RunN
   return {};
 }
 
-// --- Rules about whole runs. Each returns an empty text when it finds nothing.
-// --------------------
+// --- Rules about whole runs. Each returns an empty text when it finds no mistake. ---
 
 bool isFailure(const RunNotes &run) {
   const Verdict::Kind kind = judgeRun(run.record, run.status).kind;

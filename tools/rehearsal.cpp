@@ -221,8 +221,8 @@ void Rehearsal::exited(int status) {
   m_rest.start();
 }
 
-// The launcher would not wait here. The rehearsal does, so that a process that is about to end is
-// not reported.
+// The launcher would not wait here. The rehearsal waits, so that it does not report a process that
+// is about to end.
 void Rehearsal::waitForTheRest() {
   const std::vector<Child> left = childrenLeft();
   if ((m_pipeIsHeld || !left.empty()) && m_sinceStart.elapsed() < m_run.duration + longestRest) {
