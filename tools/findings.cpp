@@ -71,7 +71,7 @@ QString aboutPercentage(QStringView line, double percentage, const RunNotes &bef
   const QString shown = wholeNumber(percentage);
   if (foreign) {
     return QStringLiteral(
-        "a numeric character other than 0 to 9 makes the percentage 0: print digits of ASCII");
+        "a numeric character other than 0 to 9 makes the percentage 0: print ASCII digits");
   }
   if (numbers == 0) {
     return QStringLiteral("no number, so the percentage is 0: print a whole one from 0 to 100");
@@ -81,7 +81,7 @@ QString aboutPercentage(QStringView line, double percentage, const RunNotes &bef
            u": print one whole number";
   }
   if (percentage > 100) {
-    return u"more than 100: the bar stands at its end, and the status shows " + shown + u'%';
+    return u"more than 100: the bar is full, and the status shows " + shown + u'%';
   }
   if (line.startsWith(before.download) && percentage < before.percentage) {
     return u"the percentage goes back, from " + wholeNumber(before.percentage) +
@@ -167,7 +167,7 @@ QString unexplained(const RunNotes &run) {
   const bool isExplained = run.record.lastErrorDetail || run.record.sawGameStart;
   return isFailure(run) && run.status != 0 && !run.fatalSignal && !isExplained
              ? u"the status " + QString::number(run.status) +
-                   u" is a failure that nothing explains to the player: print “Tarvex launcher "
+                   u" is a failure without an explanation for the player: print “Tarvex launcher "
                    u"error: …” before. The last line is " +
                    quoted(run.lastLine)
              : QString();
@@ -199,13 +199,15 @@ QString withoutResult(const RunNotes &run) {
 QString withoutGame(const RunNotes &run) {
   return isSuccessful(run, Mode::play) && !run.record.sawGameStart &&
                  !run.record.sawLauncherInstalled
-             ? QStringLiteral("the start of the game was not told: print “Starting Tarvex…” before")
+             ? QStringLiteral(
+                   "no line about the start of the game: print “Starting Tarvex…” before")
              : QString();
 }
 
 QString errorOfSuccess(const RunNotes &run) {
   return run.status == 0 && run.record.lastErrorDetail
-             ? QStringLiteral("an error line, but the status 0 is a success: end with another one")
+             ? QStringLiteral(
+                   "an error line, but the status 0 is a success: end with another status")
              : QString();
 }
 
@@ -232,8 +234,8 @@ QString buffered(const RunNotes &run) {
 
 QString gameLeftAlone(const RunNotes &run) {
   return isSuccessful(run, Mode::play) && run.record.sawGameStart && !run.leftBehind.isEmpty()
-             ? u"the run is over, and the launcher ends, while there still is " +
-                   run.leftBehind.join(u", ") + u": wait for the game"
+             ? u"the run is over, and the launcher ends, while these processes still run: " +
+                   run.leftBehind.join(u", ") + u". Wait for the game"
              : QString();
 }
 
@@ -248,7 +250,7 @@ QString longOutputOfGame(const RunNotes &run) {
   constexpr int bearable = 1000;
   return run.linesOfGame > bearable
              ? u"the game has printed " + QString::number(run.linesOfGame) +
-                   u" lines; each is forced to the disk, and holds it up: redirect its output"
+                   u" lines; it is slow, because each is forced to the disk: redirect its output"
              : QString();
 }
 
@@ -301,7 +303,8 @@ QStringList findingsAboutLine(std::string_view bytes, const std::optional<LineEf
   }
   if (line.contains(QChar::ReplacementCharacter) || line.contains(u"UnicodeEncodeError")) {
     findings += QStringLiteral(
-        "not UTF-8, whatever the locale is: begin with sys.stdout.reconfigure(encoding=\"utf-8\")");
+        "not UTF-8, which the launcher expects in every locale: begin with "
+        "sys.stdout.reconfigure(encoding=\"utf-8\")");
   }
   findings.removeAll(QString());
   return findings;
@@ -318,7 +321,7 @@ QStringList findingsAboutInstalled(QStringView line, const Expected<std::string>
                 u" is installed: write it before this line";
   }
   if (!installed->world && parseObject(*file)->contains("worldVersion")) {
-    findings += QStringLiteral("“worldVersion” in current.json has not the form N.N.N.HASH");
+    findings += QStringLiteral("“worldVersion” in current.json does not have the form N.N.N.HASH");
   }
   return findings;
 }

@@ -85,7 +85,7 @@ void Rehearsal::openLauncher() {
         Bundle::ofExecutable(*m_plan.bundle / "Contents" / bundleProgramFolder / "-"));
     if (!version) {
       warn(QString::fromStdString(*m_plan.bundle) +
-           u": the updater is told neither bundle nor version: " + version.reason());
+           u": the updater gets neither the bundle nor its version: " + version.reason());
     }
     m_version = version.optional();
   }
@@ -109,7 +109,7 @@ void Rehearsal::openLauncher() {
   }
   m_region = catalogue->regions[*first];
   if (m_plan.region && m_region.id != *m_plan.region) {
-    warn(u"there is no region " + *m_plan.region + u": the launcher takes another one");
+    warn(u"there is no region " + *m_plan.region + u": the launcher uses another one");
   }
   m_report.tell(Entry::region, {m_region.name, m_region.id});
   startUpdater(Mode::check);
@@ -272,7 +272,7 @@ void Rehearsal::showCheckResult(const CheckOutcome &outcome) {
                 {result.status, result.versionLine,
                  result.offersUpdate ? QStringLiteral("Update") : QStringLiteral("Play")});
   if (result.offersUpdate && outcome == m_updatedAfter) {
-    warn(QStringLiteral("the update succeeded, and yet the same update is offered again"));
+    warn(QStringLiteral("the update succeeded, but the same update is offered again"));
   }
   if (!result.offersUpdate) {
     showInstalled(
@@ -345,7 +345,7 @@ void Rehearsal::breakOff() {
       std::any_of(left.begin(), left.end(), [](const Child &child) { return child.isStopped; });
   warn(isStopped ? QStringLiteral("the updater is stopped, by SIGSTOP or by a question to the "
                                   "terminal: ask nothing")
-                 : u"neither output nor an end for " + time +
+                 : u"no output for " + time +
                        u", and the launcher sets no limit: use time-outs, and print progress");
   m_report.tell(Entry::standstill,
                 {m_during, QStringLiteral("the window stays as it is, and the launcher waits")});

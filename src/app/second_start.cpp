@@ -10,7 +10,7 @@ SecondStart onSecondStart(bool windowIsVisible, bool runIsAlive) {
   if (windowIsVisible) {
     return SecondStart::comeForward;
   }
-  // Hidden without a run: nothing would ever show the window again.
+  // Hidden without a run: the window would stay hidden for ever.
   return runIsAlive ? SecondStart::leaveAlone : SecondStart::makeWay;
 }
 

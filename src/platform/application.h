@@ -44,7 +44,7 @@ class ApplicationDelegate {
 class Application : public QApplication {
  public:
   // Both arguments must outlive the application. Pass a count of 1: Qt removes its own options from
-  // an argument list, wherever they stand.
+  // any position in an argument list.
   Application(int &argumentCount, char **arguments);
   ~Application() override;
 

@@ -31,8 +31,8 @@ class DurableFile {
   Descriptor m_file;
 };
 
-// Creates an empty file with mode 0600, whatever the umask is. False when the path exists already,
-// and on any failure.
+// Creates an empty file with mode 0600 under any umask. False when the path exists already, and on
+// any failure.
 bool createPrivateFile(const std::filesystem::path &path);
 
 // Replaces the file atomically by a new one with mode 0600. `fill` gets the path of the new file,
@@ -40,8 +40,8 @@ bool createPrivateFile(const std::filesystem::path &path);
 bool replaceByPrivateFile(const std::filesystem::path &path,
                           const std::function<bool(const std::filesystem::path &)> &fill);
 
-// Creates the folder and all missing parents with mode 0700, whatever the umask is. True: the
-// folder exists now.
+// Creates the folder and all missing parents with mode 0700 under any umask. True: the folder
+// exists now.
 bool createPrivateFolders(const std::filesystem::path &folder);
 
 // The reason why the path cannot be read; no error when it can. access(2)

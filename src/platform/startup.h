@@ -8,7 +8,7 @@
 
 namespace tarvex {
 
-// Sets the dispositions of SIGCHLD, SIGPIPE and SIGXFSZ, whatever the process inherited. An ignored
+// Sets the dispositions of SIGCHLD, SIGPIPE and SIGXFSZ in place of the inherited ones. An ignored
 // SIGCHLD would lose the exit status of children. A write to a closed pipe or beyond the size limit
 // must be an error instead of a fatal signal. Call this first: even a warning on standard error may
 // go to a closed pipe.
