@@ -1,7 +1,6 @@
 """What servers do wrong, and what becomes of an update then. Most of it is played by a server of the
 tests, which can be told to answer the next requests for something in a certain way."""
 
-import hashlib
 import http.server
 import json
 import re
@@ -13,7 +12,7 @@ import threading
 import unittest
 import zlib
 
-from updater_test import CONTENT, FIRST, NEW, OLD, REGION, UpdaterTest, fetch, having
+from updater_test import CONTENT, FIRST, NEW, OLD, UpdaterTest, fetch, having
 import trust
 from web_server import WebServer
 
@@ -301,15 +300,6 @@ class ServerTest(UpdaterTest):
             self.assertEqual(len(server.requests()), 1)
             self.assert_updates()
             self.assertEqual(len(server.requests()), 4)  # once more release.json, manifest, one file
-            other = {"tarvex-game": "#!/bin/sh\n", "data": CONTENT[::-1]}
-            self.publish("3.0", other)
-            manifest = self.described()["regions"][REGION]["manifest"]["sha256"]
-            parts = self.installed / f"releases/3.0-{manifest[:16]}/parts"
-            parts.mkdir(parents=True)
-            (parts / hashlib.sha256(other["data"]).hexdigest()).write_bytes(other["data"][:-9])
-            self.assert_updates()
-            self.assertTrue(any(line.startswith("206 9 ") for line in server.requests()))
-            self.assert_installed(other)
 
 
 class SignatureTest(UpdaterTest):
