@@ -1,7 +1,6 @@
 #include <QTest>
 
 #include "app/launch_options.h"
-#include "app/second_start.h"
 
 using namespace tarvex;
 
@@ -69,17 +68,6 @@ class TestLaunchOptions : public QObject {
         LaunchOptions::parse({"t", "--region", "a\xFF", "--", "\xFF\x00"});
     QVERIFY(!options.region);
     QCOMPARE(options.gameArguments, std::vector<std::string>{"\xFF\x00"});
-  }
-
-  void secondStart() {
-    QVERIFY(mayBeSecondStart({}));
-    QVERIFY(mayBeSecondStart({"--continue"}));  // the program's path
-    QVERIFY(!mayBeSecondStart({"x", "--continue"}));
-    QVERIFY(!mayBeSecondStart({"x", ""}));
-    QCOMPARE(onSecondStart(true, false), SecondStart::comeForward);
-    QCOMPARE(onSecondStart(true, true), SecondStart::comeForward);
-    QCOMPARE(onSecondStart(false, true), SecondStart::leaveAlone);
-    QCOMPARE(onSecondStart(false, false), SecondStart::makeWay);
   }
 };
 

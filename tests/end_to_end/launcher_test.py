@@ -37,9 +37,18 @@ class LauncherTest(unittest.TestCase):
         shutil.copy(CHILD, self.resources / "client_updater.py")
         (self.resources / "plan.json").write_text(json.dumps(steps), encoding="utf-8")
 
-    def launch(self, *arguments, **environment):
-        return self.enterContext(
-            desktop.launch(self.bundle, self.home, *arguments, environment=environment))
+    def launch(self, *arguments, preexec_fn=None, **environment):
+        return self.enterContext(desktop.launch(
+            self.bundle, self.home, *arguments, environment=environment, preexec_fn=preexec_fn))
+
+    def wait_for_line(self, launcher, line="x\n"):
+        wait_until(lambda: launcher.log.exists() and launcher.log.read_text().endswith(line),
+                   "the child's line")
+
+    def play_until_hidden(self, launcher):
+        launcher.wait_for(button="Play")
+        launcher.press("Return")
+        wait_until(lambda: launcher.window() is None, "the window to hide")
 
     def children(self):
         calls = self.resources / "calls.jsonl"

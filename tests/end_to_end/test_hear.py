@@ -135,15 +135,6 @@ class HearTest(LauncherTest):
         launcher.press("Tab")
         self.wait_to_hear(launcher.look().footer, "selected")
 
-    def test_failed_relaunch(self):
-        (self.bundle / "Contents/Info.plist").unlink()
-        self.launch_with_update(["print", "Installed launcher x. Restarting…\n"],
-                                ["wait for", "installed"])
-        self.wait_to_hear(said("Restarting the launcher…"))
-        self.go_on("installed")
-        self.wait_to_hear(said(
-            "Couldn’t start the game. The updated launcher was installed but could not be started."))
-
     def test_repeated_failure_is_said_again(self):
         failed = said("Couldn’t check for updates. No connection.")
         failing = [["print", "Tarvex launcher error: No connection.\n"], ["exit", 3]]

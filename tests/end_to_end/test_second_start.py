@@ -63,9 +63,8 @@ class SecondStartTest(LauncherTest):
         return other
 
     def hidden_by_the_game(self, *arguments):
-        launcher = self.ready(*arguments)
-        launcher.press("Return")
-        wait_until(lambda: launcher.window() is None, "the window to hide")
+        launcher = self.launch(*arguments)
+        self.play_until_hidden(launcher)
         return launcher
 
     def wait_until_in_front(self, launcher):
@@ -114,8 +113,7 @@ class SecondStartTest(LauncherTest):
     def test_window_comes_forward_while_a_run_is_alive(self):
         self.plan(check=[["print", "x\n"], ["wait for", "on"], NO_UPDATE])
         launcher = self.launch()
-        wait_until(lambda: launcher.log.exists() and launcher.log.read_text().endswith("x\n"),
-                   "the child's line")
+        self.wait_for_line(launcher)
         self.assert_second_start_ends(launcher)
         self.assertEqual(len(self.children()), 1)
 

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -191,6 +193,7 @@ class TestInstall : public QObject {
   void logIsKeptUntilItIsTooLarge() {
     QTemporaryDir folder;
     const std::filesystem::path support = std::filesystem::path(folder.path().toStdString()) / "s";
+    const mode_t usual = ::umask(0);
     QVERIFY(openLauncherLog(support)->append("kept\n"));
     QVERIFY(openLauncherLog(support)->append("added\n"));
     QCOMPARE(*readFile(launcherLog(support), 99), "kept\nadded\n");
@@ -199,7 +202,10 @@ class TestInstall : public QObject {
     QCOMPARE(std::filesystem::file_size(launcherLog(support)), 2'000'000U);
     std::filesystem::resize_file(launcherLog(support), 2'000'001);
     QVERIFY(openLauncherLog(support));
+    ::umask(usual);
     QCOMPARE(std::filesystem::file_size(launcherLog(support)), 0U);
+    QVERIFY(QFile::permissions(folder.filePath("s/launcher.log")) ==
+            (QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser));
 
     std::filesystem::remove(launcherLog(support));
     std::filesystem::create_directory(launcherLog(support));

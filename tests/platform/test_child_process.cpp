@@ -2,7 +2,6 @@
 #include <malloc.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,6 +21,7 @@
 #include "platform/child_process.h"
 #include "platform/startup.h"
 #include "test_application.h"
+#include "test_limit.h"
 
 using namespace tarvex;
 
@@ -98,10 +98,7 @@ class TestChildProcess : public QObject {
   void everyFatalSignalIsReported() {
     QTemporaryDir folder;  // for the cores
     QDir::setCurrent(folder.path());
-    rlimit usual{};
-    ::getrlimit(RLIMIT_CORE, &usual);
-    const rlimit any{usual.rlim_max, usual.rlim_max};
-    ::setrlimit(RLIMIT_CORE, &any);
+    const Limit cores(RLIMIT_CORE, RLIM_INFINITY);
     const std::set harmless{SIGCHLD, SIGCONT, SIGURG, SIGWINCH, SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU};
     for (int signal = 1; signal <= SIGRTMAX; ++signal) {
       if (!harmless.contains(signal)) {
@@ -112,7 +109,6 @@ class TestChildProcess : public QObject {
         QCOMPARE(*run.status, signal);
       }
     }
-    ::setrlimit(RLIMIT_CORE, &usual);
     QDir::setCurrent("/");
   }
 
@@ -131,20 +127,6 @@ class TestChildProcess : public QObject {
     std::signal(SIGHUP, SIG_DFL);
     QVERIFY2(run.output.contains("SigBlk:\t0000000000000000"), run.output);
     QVERIFY2(run.output.contains("SigIgn:\t0000000000000001"), run.output);
-  }
-
-  void exitDoesNotWaitForAGrandchild() {
-    QTemporaryDir folder;
-    const QString later = folder.filePath("later");
-    Run run(QStringLiteral(R"([["print","mine"],["daemon","%1","late"]])").arg(later));
-    QTRY_VERIFY(run.status);
-    QCOMPARE(run.output, QByteArray("mine"));
-    QVERIFY(!run.ended);
-    QVERIFY(!run.process->isRunning());
-    QVERIFY(QFile(later).open(QIODevice::WriteOnly));
-    QTRY_VERIFY(run.ended);
-    QCOMPARE(run.output, QByteArray("mine"));
-    QCOMPARE(run.late, QByteArray("late"));
   }
 
   // With SIGCHLD ignored, the kernel drops the exit status.
@@ -170,22 +152,6 @@ class TestChildProcess : public QObject {
     QTRY_VERIFY(run.ended);
     QVERIFY(QFile::exists(mark));
     QCOMPARE(run.output.count('\n'), 50000);
-  }
-
-  void terminateNeverKills() {
-    QTemporaryDir folder;
-    const QString ready = folder.filePath("ready");
-    const QString end = folder.filePath("end");
-    Run stubborn(QStringLiteral(R"([["ignore terminate"],["touch","%1"],["wait for","%2"]])")
-                     .arg(ready, end));
-    Run willing(QStringLiteral(R"([["wait for","%1"]])").arg(end));
-    QTRY_VERIFY(QFile::exists(ready));
-    stubborn.process->terminate();
-    willing.process->terminate();
-    QTRY_COMPARE(willing.status.value_or(0), SIGTERM);
-    QVERIFY(stubborn.process->isRunning());
-    QVERIFY(QFile(end).open(QIODevice::WriteOnly));
-    QTRY_COMPARE(stubborn.status.value_or(-1), 0);
   }
 
   // A second SIGTERM would interrupt the child's clean-up.
@@ -254,13 +220,9 @@ class TestChildProcess : public QObject {
     QVERIFY(start("/etc/passwd") == nullptr);
     QCOMPARE(error.value(), EACCES);
 
-    rlimit usual{};
-    ::getrlimit(RLIMIT_NOFILE, &usual);
     for (rlim_t spare = 0; spare < 5; ++spare) {  // each descriptor in turn cannot be opened
-      const rlimit tight{static_cast<rlim_t>(before) + spare, usual.rlim_max};
-      ::setrlimit(RLIMIT_NOFILE, &tight);
+      const Limit descriptors(RLIMIT_NOFILE, static_cast<rlim_t>(before) + spare);
       ChildProcess *const process = start("/usr/bin/true");
-      ::setrlimit(RLIMIT_NOFILE, &usual);
       if (process == nullptr) {
         QCOMPARE(error.value(), EMFILE);
       }
@@ -269,23 +231,6 @@ class TestChildProcess : public QObject {
     QCOMPARE(openDescriptors(), before);
     while (::waitpid(-1, nullptr, 0) > 0) {  // children that started and were killed again
     }
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // sanitizers need memory, too
-    const rlimit none{1, RLIM_INFINITY};
-    ::getrlimit(RLIMIT_AS, &usual);
-    ::setrlimit(RLIMIT_AS, &none);
-    std::list<std::vector<char>> heap;
-    try {
-      for (;;) {
-        heap.emplace_back(32768);
-      }
-    } catch (const std::bad_alloc &) {
-      heap.pop_back();  // room for the error's text
-    }
-    const ChildProcess *const process = start("/usr/bin/true");
-    ::setrlimit(RLIMIT_AS, &usual);
-    QVERIFY(process == nullptr);
-    QCOMPARE(error.value(), ENOMEM);
-#endif
   }
 
   // With a limit of 1 the thread cannot start, with 2 the child cannot. The limit does not apply to
@@ -295,11 +240,8 @@ class TestChildProcess : public QObject {
     const uid_t user = ::geteuid();
     const uid_t other = 20000 + ::getpid() % 10000;  // has no other process
     const std::ptrdiff_t before = openDescriptors();
-    rlimit usual{};
-    ::getrlimit(RLIMIT_NPROC, &usual);
     for (const rlim_t limit : {1U, 2U}) {
-      const rlimit tight{limit, usual.rlim_max};
-      ::setrlimit(RLIMIT_NPROC, &tight);
+      const Limit processes(RLIMIT_NPROC, limit);
       if (user == 0) {
         QCOMPARE(::syscall(SYS_setresuid, other, other, 0), 0);
       }
@@ -309,7 +251,6 @@ class TestChildProcess : public QObject {
         QCOMPARE(::syscall(SYS_setresuid, 0, 0, 0), 0);
         ::prctl(PR_SET_DUMPABLE, 1);  // the leak sanitizer traces this process
       }
-      ::setrlimit(RLIMIT_NPROC, &usual);
       QVERIFY(process == nullptr);
       QCOMPARE(error.value(), EAGAIN);
       QCOMPARE(openDescriptors(), before);

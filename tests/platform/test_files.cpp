@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <QDir>
@@ -16,8 +15,8 @@
 #include "platform/bundle.h"
 #include "platform/durable_file.h"
 #include "platform/single_instance.h"
-#include "platform/startup.h"
 #include "platform/user_settings.h"
+#include "test_limit.h"
 
 using namespace tarvex;
 
@@ -57,16 +56,11 @@ class TestFiles : public QObject {
   void partOfAnEntryIsRemovedOnAFullDevice() {
     createPrivateFile(root / "log");
     auto file = DurableFile::open(root / "log");
-    rlimit usual{};
-    ::getrlimit(RLIMIT_FSIZE, &usual);
-    const rlimit tight{10, usual.rlim_max};
     std::signal(SIGXFSZ, SIG_IGN);
-    ::setrlimit(RLIMIT_FSIZE, &tight);
-    const bool first = file->append("1234567\n");
-    const bool second = file->append("too long\n");
-    const bool third = file->append("\n");
-    ::setrlimit(RLIMIT_FSIZE, &usual);
-    QVERIFY(first && !second && third);
+    const Limit size(RLIMIT_FSIZE, 10);
+    QVERIFY(file->append("1234567\n"));
+    QVERIFY(!file->append("too long\n"));
+    QVERIFY(file->append("\n"));
     QCOMPARE(*readFile(root / "log", 99), "1234567\n\n");
   }
 
@@ -151,15 +145,9 @@ class TestFiles : public QObject {
       here = Descriptor(::openat(here.get(), "sub", O_RDONLY | O_CLOEXEC));
     }
     here.reset();
-    rlimit usual{};
-    ::getrlimit(RLIMIT_NOFILE, &usual);
-    const rlimit tight{32, usual.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &tight);
+    const Limit descriptors(RLIMIT_NOFILE, 32);
     removeInBackground(root / "deep");
-    const bool isGone =
-        QTest::qWaitFor([&] { return !std::filesystem::exists(root / "deep"); }, 60'000);
-    ::setrlimit(RLIMIT_NOFILE, &usual);
-    QVERIFY(isGone);
+    QTRY_VERIFY_WITH_TIMEOUT(!std::filesystem::exists(root / "deep"), 60'000);
     QCOMPARE(namesIn(root), QStringList("kept"));
   }
 
@@ -278,12 +266,10 @@ class TestFiles : public QObject {
     QCOMPARE(*userSetting("key"), "folder");
     std::filesystem::remove(lock);
 
-    rlimit usual{};
-    ::getrlimit(RLIMIT_FSIZE, &usual);
-    const rlimit full{20, usual.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &full);
-    setUserSetting("key", "does not fit");
-    ::setrlimit(RLIMIT_FSIZE, &usual);
+    {
+      const Limit size(RLIMIT_FSIZE, 20);
+      setUserSetting("key", "does not fit");
+    }
     QCOMPARE(*userSetting("key"), "folder");
     QCOMPARE(namesIn(file.parent_path()), QStringList("settings.conf"));
 
@@ -301,18 +287,6 @@ class TestFiles : public QObject {
     QVERIFY(!userSetting("key"));
     setUserSetting("key", "x");
     QVERIFY(std::filesystem::is_directory(file));
-  }
-
-  void home() {
-    const QByteArray before = qgetenv("HOME");
-    qputenv("HOME", "/some where");
-    QCOMPARE(homeFolder(), std::filesystem::path("/some where"));
-    for (const bool empty : {true, false}) {
-      empty ? qputenv("HOME", "") : qunsetenv("HOME");
-      QVERIFY(homeFolder().is_absolute());
-      QVERIFY(homeFolder() != "/some where");
-    }
-    qputenv("HOME", before);
   }
 
   void folderHasOneNameOnTheBus() {
