@@ -1,9 +1,18 @@
 // A main function for tests that need the launcher's application object.
 #pragma once
 
+#include <QDebug>
 #include <QTest>
 
 #include "platform/application.h"
+
+// The description of a failure that these values explain.
+template <typename... Values>
+QByteArray told(const Values &...values) {
+  QString text;
+  (QDebug(&text) << ... << values);
+  return text.toUtf8();
+}
 
 // NOLINTNEXTLINE(cppcoreguidelines-macro-usage)
 #define TARVEX_TEST_MAIN(TestClass)                      \
