@@ -109,15 +109,6 @@ class HearTest(LauncherTest):
         self.go_on("prepared")
         self.wait_to_hear(said("Ready to play."))
 
-    def test_end_of_an_update(self):
-        self.launch_with_update(["print", READY], ["wait for", "updated"])
-        self.wait_to_hear(said("Ready to play."))
-        self.plan(check=[["wait for", "checked again"], NO_UPDATE])
-        self.go_on("updated")
-        self.wait_to_hear(self.CHECKING)
-        self.go_on("checked again")
-        self.wait_to_hear(self.READY)
-
     def test_game(self):
         launcher = self.launch_and_play(["print", "Starting Tarvex…\n"], ["wait for", "over"],
                                         ["exit", 1])

@@ -693,15 +693,10 @@ class TestUi : public QObject, public WindowDelegate {
     for (const Row &row : rows) {
       QAccessibleInterface *const reader = QAccessible::queryAccessibleInterface(&row.control);
       QAccessibleTextInterface *const text = reader->textInterface();
-      const auto said = [](const QString &name, Role role, const QString &description,
-                           const QString &content) {
-        return QString("name '%1', role %2, description '%3', text '%4'")
-            .arg(name, QString::number(role), description, content);
-      };
-      QCOMPARE(said(reader->text(QAccessible::Name), reader->role(),
+      QCOMPARE(told(reader->text(QAccessible::Name), reader->role(),
                     reader->text(QAccessible::Description),
-                    text == nullptr ? QString("-") : text->text(0, text->characterCount())),
-               said(row.name, row.role, row.description, row.text));
+                    text == nullptr ? "-" : text->text(0, text->characterCount())),
+               told(row.name, row.role, row.description, row.text));
     }
     QAccessibleInterface *const bar = QAccessible::queryAccessibleInterface(&controls->progress);
     controls->progress.setValue(30);
