@@ -1,5 +1,5 @@
 // The accessibility interfaces of the window's own controls, through Qt's bridge (AT-SPI). Labels
-// and the region picker have fixed accessible names; their current content is their text. The
+// and the region picker keep a given accessible name; their current content is their text. The
 // progress bar has a value, and is busy while it is indeterminate. Main thread. Without an active
 // assistive technology, the functions do nothing.
 #pragma once
