@@ -167,7 +167,7 @@ QString unexplained(const RunNotes &run) {
   const bool isExplained = run.record.lastErrorDetail || run.record.sawGameStart;
   return isFailure(run) && run.status != 0 && !run.fatalSignal && !isExplained
              ? u"the status " + QString::number(run.status) +
-                   u" is a failure without an explanation for the player: print “Tarvex launcher "
+                   u" is a failure that nothing explains to the player: print “Tarvex launcher "
                    u"error: …” before. The last line is " +
                    quoted(run.lastLine)
              : QString();
@@ -199,8 +199,7 @@ QString withoutResult(const RunNotes &run) {
 QString withoutGame(const RunNotes &run) {
   return isSuccessful(run, Mode::play) && !run.record.sawGameStart &&
                  !run.record.sawLauncherInstalled
-             ? QStringLiteral(
-                   "no line about the start of the game: print “Starting Tarvex…” before")
+             ? QStringLiteral("the start of the game was not told: print “Starting Tarvex…” before")
              : QString();
 }
 
@@ -234,8 +233,8 @@ QString buffered(const RunNotes &run) {
 
 QString gameLeftAlone(const RunNotes &run) {
   return isSuccessful(run, Mode::play) && run.record.sawGameStart && !run.leftBehind.isEmpty()
-             ? u"the run is over, and the launcher ends, while these processes still run: " +
-                   run.leftBehind.join(u", ") + u". Wait for the game"
+             ? u"the run is over, and the launcher ends, before the end of " +
+                   run.leftBehind.join(u", ") + u": wait for the game"
              : QString();
 }
 
