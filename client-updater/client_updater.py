@@ -92,17 +92,18 @@ def bring_up_to_date(region, arguments):
 def play(region, arguments, game_arguments):
     if not bring_up_to_date(region, arguments):
         return 0
-    with region.locked(fcntl.LOCK_SH):
+    with region.locked(fcntl.LOCK_SH) as lock:
         command = region.command()
         if not command:
             raise UpdateError("The game is not installed completely.")
         # Before the game starts, because its output must not mix with this line.
         say("Starting Tarvex…")
-        return run_to_its_end([*command, *game_arguments])
+        return run_to_its_end([*command, *game_arguments], lock)
 
 
-def run_to_its_end(command):
-    """Runs a child. When this process gets a request to end, the child gets SIGTERM."""
+def run_to_its_end(command, lock):
+    """Runs a child. When this process gets a request to end, the child gets SIGTERM. The child inherits
+    the lock, so that its files stay when this process is killed."""
     import subprocess
 
     child = None
@@ -115,7 +116,7 @@ def run_to_its_end(command):
             child.terminate()
 
     handle_end_requests(pass_on)
-    child = subprocess.Popen(command)
+    child = subprocess.Popen(command, pass_fds=[lock])
     if end_requested:  # during Popen, when pass_on had no child yet
         child.terminate()
     status = child.wait()

@@ -83,7 +83,7 @@ def locked(path, kind, others):
     except BlockingIOError as error:
         os.close(lock)
         raise UpdateError(f"{others} already. Try again when that has ended.") from error
-    yield
+    yield lock
     # Not after an exception: threads may still be downloading, so the lock is held until the process
     # ends.
     os.close(lock)

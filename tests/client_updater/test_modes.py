@@ -3,10 +3,12 @@
 import json
 import os
 import re
+import select
 import shutil
 import signal
 import subprocess
 import unittest
+from pathlib import Path
 from unittest.mock import Mock
 
 from updater_test import CONTENT, FIRST, GAME, NEW, OLD, REGION, SECOND, UPDATER, UpdaterTest, having
@@ -287,12 +289,20 @@ class PlayTest(UpdaterTest):
         self.assertEqual(list(UPDATER.glob("__pycache__")), [])
 
     def test_nobody_else_installs_during_a_game_or_an_installation(self):
-        game = self.start("--", "wait", beginning="game:")
+        updater = self.start("--", "wait", beginning="game:")
+        game = int(Path(f"/proc/{updater.pid}/task/{updater.pid}/children").read_text())
         self.assertEqual(self.run_updater("--", "three")[0], 3)
         self.publish("2.0", {**SECOND, "large": CONTENT})
         self.assert_fails("updated or played already")
-        game.terminate()
-        game.wait()
+        updater.kill()
+        updater.wait()
+        end_of_game = os.pidfd_open(game)
+        self.addCleanup(os.close, end_of_game)
+        try:
+            self.assert_fails("updated or played already")
+        finally:
+            os.kill(game, signal.SIGTERM)
+        select.select([end_of_game], [], [])
         self.configure(self.enterContext(WebServer(self.web, rate=1)).address)
         updater = self.start("--update-only", beginning="Downloading client:")
         self.assert_fails("updated or played already")
