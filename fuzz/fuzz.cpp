@@ -45,7 +45,8 @@ bool fits(const std::optional<QString> &text, const QString &form) {
          QRegularExpression(QRegularExpression::anchoredPattern(form)).match(*text).hasMatch();
 }
 
-// Each line of the input is an argument. A relaunch must pass the parsed options on unchanged.
+// Each line of the input is an argument. A relaunch must pass the parsed options on unchanged, and
+// add --continue.
 void launchOptions(const std::string &input) {
   std::vector<std::string> arguments{"launcher"};
   for (const QByteArray &argument : QByteArray::fromStdString(input).split('\n')) {

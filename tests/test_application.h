@@ -6,7 +6,7 @@
 
 #include "platform/application.h"
 
-// The description of a failure that these values explain.
+// The values as text, for the message of a failed test.
 template <typename... Values>
 QByteArray told(const Values &...values) {
   QString text;

@@ -1,6 +1,6 @@
-// A rehearsal: runs of an updater as the launcher would start them, without its window, until the
-// launcher would wait for the player or end. Processes that the updater leaves behind are killed
-// after each run. Main thread.
+// Runs an updater as the launcher would, without its window. A rehearsal ends where the launcher
+// would wait for the player or end. Processes that the updater leaves behind are killed after each
+// run. Main thread.
 #pragma once
 
 #include <QElapsedTimer>

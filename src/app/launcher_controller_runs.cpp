@@ -16,8 +16,8 @@
 namespace tarvex {
 namespace {
 
-// The log's entry at the start of a run, in the order of the modes. A play run, too, begins with a
-// check.
+// The log's entry at the start of a run, in the order of the modes. In a play run, the updater
+// first looks for missing parts.
 constexpr std::string_view startLines[] = {
     "Checking for updates.\n",
     "Starting update.\n",

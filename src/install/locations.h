@@ -12,8 +12,8 @@
 
 namespace tarvex {
 
-// In the resource folder: the updater, and its configuration, which is the catalogue of regions,
-// too.
+// In the resource folder: the updater and its configuration, which contains the catalogue of
+// regions.
 inline constexpr char updaterScript[] = "client_updater.py";
 inline constexpr char updaterConfiguration[] = "launcher-config.json";
 

@@ -73,8 +73,8 @@ ChildProcess::~ChildProcess() {
   }
 }
 
-// The thread starts before the child: if there is no thread to watch it, no child must run. Nothing
-// after it throws.
+// The thread starts before the child: if there is no thread to watch it, no child must run. After
+// the child's start, nothing throws.
 std::error_code ChildProcess::launch(const Program &program) {
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
@@ -120,7 +120,8 @@ void ChildProcess::terminate() {
 
 void ChildProcess::watch() {
   enum class Child { runs, ended, reaped };
-  constexpr int untilAskedAgain = 100;  // milliseconds; there is no event when a tracer releases it
+  // In milliseconds. No event tells when a tracer has released the dead child.
+  constexpr int untilAskedAgain = 100;
   m_launched.acquire();
   for (Child child = Child::runs; m_pipe || child != Child::reaped;) {
     // poll ignores negative descriptors: an ended child, a closed pipe.

@@ -32,7 +32,7 @@ class ChildProcess : public QObject {
   struct Handlers {
     // Bytes that were written before the child ended, in chunks cut at any byte, never empty.
     std::function<void(std::string_view bytes)> output;
-    // The exit code, or the number of the fatal signal; negative when the system does not tell.
+    // The exit code, or the number of the fatal signal; negative when it is unknown.
     std::function<void(int status)> exited;
     // Bytes that another process wrote into the pipe after the child's end: a daemon that the child
     // left behind, for instance. The exit does not wait for them.
@@ -70,7 +70,7 @@ class ChildProcess : public QObject {
   OutputQueue m_queue;
   Descriptor m_pipe;                        // read end; used by the reading thread alone
   Descriptor m_child;                       // pidfd; see childDescriptor
-  Descriptor m_wake;                        // becomes readable when the reading thread shall stop
+  Descriptor m_wake;                        // becomes readable when the reading thread must stop
   std::counting_semaphore<> m_launched{0};  // the reading thread waits for the child
   bool m_askedToEnd = false;
   bool m_exitIsTold = false;

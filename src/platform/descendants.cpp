@@ -35,8 +35,8 @@ std::vector<Child> childrenLeft() {
   std::error_code error;
   for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end;
        entry.increment(error)) {
-    // "PROCESS (NAME) STATE PARENT …". The name may contain spaces and parentheses, so its end is
-    // the last one.
+    // "PROCESS (NAME) STATE PARENT …". The name may contain spaces and parentheses; it ends at the
+    // last ')'.
     std::ostringstream file;
     file << std::ifstream(entry->path() / "stat").rdbuf();
     const std::string text = file.str();

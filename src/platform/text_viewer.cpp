@@ -58,7 +58,7 @@ class TextViewer : public QObject {
   // The portal's result. It may come long after the reply to the call, because the portal may ask
   // the player to choose an application.
   void portalResponded(uint response, const QVariantMap & /*results*/) {
-    constexpr uint failed = 2;
+    constexpr uint failed = 2;  // 1: the player has cancelled, so no other way is tried
     if (response == failed) {
       runApplications();
     } else {

@@ -135,7 +135,8 @@ void Label::tell() {
   announce();
 }
 
-// A screen reader that falls behind drops events, among them the notification that ends a flood.
+// Limits the rate: a screen reader that falls behind drops events, among them the notification that
+// ends a flood.
 void Label::announce() {
   if (m_text == m_announced) {
     return;

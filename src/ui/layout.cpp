@@ -95,7 +95,7 @@ double positionOf(const QRectF &frame, Anchor anchor) {
   return 0;
 }
 
-// The left or upper edge, from the one anchor that is known.
+// The left or upper edge, from the first of these anchors that is known.
 double beginning(std::optional<double> begin, std::optional<double> centre,
                  std::optional<double> end, double size) {
   return begin ? *begin : centre ? *centre - size / 2 : *end - size;

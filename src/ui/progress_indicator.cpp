@@ -66,7 +66,7 @@ void ProgressIndicator::tell() {
   tellValue(wasIndeterminate);
 }
 
-// A screen reader says every value that is reported, so only some are.
+// A screen reader says every value that is reported, so only some values are reported.
 void ProgressIndicator::tellValue(bool isFirst) {
   const Clock::time_point now = Clock::now();
   const bool hasValue = isVisible() && !m_state.indeterminate;

@@ -17,8 +17,7 @@ std::optional<QStringView> valueOf(QStringView token, QStringView key) {
   return token.sliced(key.size());
 }
 
-// Whether the value is "available:" and a text of the form. That text goes to `offered`, which is
-// otherwise left alone.
+// Whether the value is "available:" and a text of the form. Then that text goes to `offered`.
 bool isAvailable(QStringView value, IdentifierForm form, std::optional<QString> &offered) {
   const std::optional<QStringView> text = valueOf(value, u"available:");
   if (!text || !hasForm(*text, form)) {

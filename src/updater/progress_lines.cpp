@@ -25,7 +25,7 @@ struct Form {
   Bar bar = Bar::unchanged;
   QStringView status{};         // a percentage or the region's name may be appended
   QStringView versionLine{};    // shown below the status
-  QStringView versionPrefix{};  // replaces the beginning in the line, which is shown there instead
+  QStringView versionPrefix{};  // or shown there: the line with this in place of `beginning`
   Event event = Event::none;
 };
 
@@ -105,7 +105,7 @@ std::optional<LineEffect> interpretLine(std::string_view line, Mode mode,
   if (form == std::end(forms)) {
     return std::nullopt;
   }
-  // Everywhere, not only at the beginning: an error that quotes an error line repeats it.
+  // Replaces every occurrence: an error line that quotes another one contains the text twice.
   const auto withBeginningAs = [&](QStringView replacement) {
     return replacedEverywhere(decodedUtf8(line), decodedUtf8(form->beginning), replacement);
   };

@@ -54,15 +54,15 @@ const Ends plays{{gameEndsWell, printing("Starting Tarvex…")},
 
 // A model of the launcher between runs.
 struct State {
-  QString button;  // empty before the start and after the end
-  bool automatic = false;
-  bool wish = false;
+  QString button;          // empty before the start and after the end
+  bool automatic = false;  // the update that a check finds starts without a click
+  bool wish = false;       // the game starts after a check that finds nothing
   bool operator==(const State &) const = default;
 };
 
-// An action of the player, and the ends of the runs that may follow. The action is a press on the
-// button; `other` makes it the choice of a region. Before the start it is the start itself; `other`
-// adds "--continue".
+// An action of the player, and the ends of the runs that may follow. Before the start, the action
+// is the start, with "--continue" if `other` is set. Later it is a press on the button, or the
+// choice of a region if `other` is set.
 struct Event {
   bool other;
   QString check;
@@ -279,6 +279,7 @@ class TestLauncherController : public QObject {
   }
 
   // Every action of the player in every state between runs, with every end of the runs that follow.
+  // Goes to each state, and from there on through untried steps while the current state has any.
   void everyStateAndWhatFollows() {
     const auto states = reachableStates();
     std::set<QString> untried;

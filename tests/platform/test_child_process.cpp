@@ -169,7 +169,7 @@ class TestChildProcess : public QObject {
     QVERIFY(QFile::exists(path("clean")));
   }
 
-  // A dead child cannot be reaped while its tracer has not waited for it.
+  // A dead child can be reaped only after its tracer has waited for it.
   void tracerThatKeepsTheDeadChildBlocksNothing() {
     QTemporaryDir folder;
     Run run(QStringLiteral(R"([["pid"],["wait for","%1"],["exit",5]])").arg(folder.filePath("go")));

@@ -119,8 +119,8 @@ class TestUi : public QObject, public WindowDelegate {
     QApplication::setFont(defaultFont);
   }
 
-  // For a font whose lines are 36, 13, 19, 14 and 11 high. The rows below the chooser are measured
-  // from its lower edge, because Qt's style gives its height.
+  // For a font whose lines are 36, 13, 19, 14 and 11 high. The rows below the region picker are
+  // measured from its lower edge, because Qt's style gives its height.
   void controlsStandWhereTheyShould() {
     setDesktopFont(QFont("DejaVu Sans", 10));
     controls->progress.show();
