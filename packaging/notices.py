@@ -20,7 +20,7 @@ The libraries in this package come from Debian. Each is a file of its own and ca
 version. This list names the licence of most of each library. The text beside the list names the
 licences of its other parts, and the copyright holders. The source is Debian's source package.
 """
-# By source package, for copyright files without “Files: *”, or in which that means other parts.
+# By source package, for copyright files without “Files: *”, or whose “Files: *” describes other parts.
 STATED = {
     "fontconfig": "HPND-sell-variant",
     r"gcc-\d+": "GPL-3+ with GCC-exception-3.1",
