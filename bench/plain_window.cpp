@@ -1,4 +1,4 @@
-// The baseline of the launcher's window: Qt's own controls, the same ten with the same places,
+// The baseline of the launcher's window: the same ten controls as Qt widgets, with the same places,
 // fonts and colours, in as few lines as possible.
 //
 //   plain-window [LOG PROGRAM ARGUMENT...]

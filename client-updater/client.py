@@ -19,7 +19,8 @@ class Region:
         self.record = os.path.join(self.folder, "current.json")
 
     def read_offer(self):
-        """The server's offer; None without a network, if the installed game may then be played."""
+        """The server's offer. None if the server gives no usable answer and the installed game may then be
+        played."""
         def accept(envelope):
             return release.read_description(trust.opened(envelope, self.config.public_keys), self.id)
 
@@ -59,7 +60,7 @@ class Region:
         return [program, *command[1:]] if can_start else None
 
     def is_current(self, offer):
-        """Whether the installed release is the offered one, or the offered one cannot be installed."""
+        """Whether the installed release is the offered one, or there is no offer that can be installed."""
         if not self.command():
             return False
         if offer is None or release.is_same(offer.release, self.installed()):

@@ -138,8 +138,8 @@ def unwind(signal_number, _frame):
 
 
 def parse_arguments(words):
-    """The options with their values, and the game's arguments. argparse would take a fifth of the goal
-    for a check's time."""
+    """The options with their values, and the game's arguments. argparse is not used: its import would take
+    a fifth of the 50 ms that a check may take."""
     end = words.index("--") if "--" in words else len(words)
     try:
         options, others = getopt.getopt(words[:end], "", OPTIONS)

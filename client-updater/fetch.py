@@ -1,8 +1,9 @@
-"""Reads from the server with the releases. A Folder or a Site is one connection, for one thread.
+"""Reads from the server with the releases. A Folder or a Site is used by one thread.
 
 Both have blocks(name, size, offset, fresh), which yields blocks of the content, each with its position.
-The first block begins at offset, or at 0 if the server does not support ranges. A Failure is raised when
-the server gives no usable answer, and a Fault when the content differs from the published one.
+The first block begins at offset, or at 0 if the server does not support ranges. size is None if it is not
+known; fresh bypasses caches. A Failure is raised when the server gives no usable answer, and a Fault when
+the content differs from the published one.
 """
 
 from __future__ import annotations
@@ -63,7 +64,7 @@ class Attempts:
                 self.failed(error)
 
     def failed(self, error):
-        if isinstance(error, Fault):
+        if isinstance(error, Fault):  # perhaps from a cache, so the next attempt bypasses caches
             if self.fresh:
                 raise UpdateError(DAMAGED) from error
             self.fresh = True

@@ -40,7 +40,7 @@ class Work:
         path = os.path.join(self.folder, "manifest.json")
         make_private_folder(self.parts)
         if not is_whole(path, described, trust_seal=False):
-            remove(self.files)  # of another release
+            remove(self.files)  # they may belong to another release
             self.download({described: path}, lambda _: None)
         try:
             return load_manifest(self.folder)

@@ -1,6 +1,6 @@
 """Replaces the launcher's bundle, NAME.app. The new one is made in NAME.app.new beside it. Then the two
-are swapped in one step. The old one becomes NAME.app.old, which the new launcher deletes when it
-starts."""
+are swapped, in one step if the system can do that. The old one becomes NAME.app.old, which the new
+launcher deletes when it starts."""
 
 from __future__ import annotations
 
@@ -77,15 +77,15 @@ def is_launcher(bundle, version):
 
 
 def put_in_place(new, bundle):
-    """Puts the new bundle in the place of the old one, and renames the old one. Even if this process is
-    killed, there is a complete bundle in that place."""
+    """Puts the new bundle in the place of the old one, and renames the old one. If the system can swap the
+    two in one step, there is a complete bundle in that place at every moment."""
     retired = bundle + ".old"
     remove(retired)
     if exchange(new, bundle):
-        with contextlib.suppress(OSError):  # then the caller removes it with the other leftovers
+        with contextlib.suppress(OSError):  # on failure, the caller removes the old bundle
             os.rename(new, retired)
         return
-    # Without an exchange, there are two steps. If the process is killed between them, there is no bundle.
+    # Otherwise, there are two steps. If the process is killed between them, there is no bundle.
     try:
         os.rename(bundle, retired)
         os.rename(new, bundle)

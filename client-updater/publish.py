@@ -44,7 +44,7 @@ from release import (BLOCK_SIZE, DESCRIPTION, REGION_ID, RELEASE_ID, VERSION, WO
                      read_json, read_manifest)
 from store import digest_of, replace_record, sync_disk_of
 
-SAVES = 0.95  # the part of its size that a compressed object may have
+SAVES = 0.95  # a compressed object has at most this part of the file's size
 
 
 class Mistake(Exception):

@@ -122,7 +122,7 @@ def sync_disk_of(path):
 
 
 def replace_record(path, value):
-    """Replaces a file at once: a reader finds the old value or the new one, also after a crash."""
+    """Replaces a file in one step: a reader finds the old value or the new one, also after a crash."""
     with open(path + ".new", "w", encoding="ascii") as file:
         json.dump(value, file, indent=1)
         file.flush()

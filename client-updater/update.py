@@ -54,6 +54,7 @@ def install(region, offer, repair):
     manifest = work.fetch_manifest(offer.manifest)
     if not manifest.command:
         raise UpdateError("The release on the server does not contain a game.")
+    # If an installed file is missing or has another size, the others may be damaged, too.
     work.complete(manifest, earlier_releases(folder),
                   trust_seals=not repair and (not region.installed() or is_complete(region)))
     replace_record(region.record, {**offer.release, "counter": offer.counter,

@@ -19,7 +19,7 @@ endif()
 if(NOT bundle_version)
   set(bundle_version 0)
 endif()
-set(readable_version 0)  # a package has one
+set(readable_version 0)  # only a package has a version for people
 configure_file(${CMAKE_SOURCE_DIR}/packaging/Info.plist.in
                "${TARVEX_BUNDLE}/Contents/Info.plist" @ONLY)
 

@@ -16,11 +16,12 @@ from typing import NamedTuple
 COMMON = Path("/usr/share/common-licenses")
 HEADERS = {"nlohmann-json3-dev": ["(a part of the programs)"]}  # compiled into the programs
 HEAD = """\
-The libraries in this package come from Debian. Each is a file of its own and can be replaced by another
-version. This list names the licence of most of each library. The text beside the list names the
-licences of its other parts, and the copyright holders. The source is Debian's source package.
+The libraries in this package come from Debian. Except for “a part of the programs”, each is a file
+of its own and can be replaced by another version. This list names the licence of most of each library.
+The text beside the list names the licences of its other parts, and the copyright holders. The source is
+Debian's source package.
 """
-# By source package, for copyright files without “Files: *”, or in which that means other parts.
+# By source package, for copyright files without “Files: *”, or whose “Files: *” describes other parts.
 STATED = {
     "fontconfig": "HPND-sell-variant",
     r"gcc-\d+": "GPL-3+ with GCC-exception-3.1",

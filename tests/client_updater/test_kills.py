@@ -39,7 +39,8 @@ class KillTest(UpdaterTest):
         return run.returncode, run.stdout + run.stderr
 
     def kills(self, restore, *command):
-        """Restores and kills, before each call that changes something. Gives the call each time."""
+        """For each call that changes something: restores, runs the command, kills it before that call, and
+        yields the call."""
         restore()
         status, output = self.traced("trace=" + CHANGES, *command)
         self.assertEqual(status, 0, output)

@@ -1,4 +1,4 @@
-"""The updater's modes, with a folder as the server: what is asked of it is in the other tests."""
+"""The updater's modes, mostly with releases in a folder. test_server.py tests the requests to a server."""
 
 import json
 import os
@@ -43,7 +43,7 @@ class CheckTest(UpdaterTest):
                 self.assertEqual(self.run_updater(*words, "--check"), (0, [report]))
         self.assertFalse(self.home.exists())
 
-    def test_older_offers_are_not_taken_but_releases_that_are_taken_back(self):
+    def test_older_offers_are_refused_but_a_release_can_be_taken_back(self):
         self.publish("1.0", FIRST, "--launcher", self.make_bundle(self.root / "built", "c" * 16))
         stale = (self.web / "release.json").read_bytes()
         bundle = self.make_bundle(self.root / "built", NEW)
@@ -133,7 +133,7 @@ class UpdateTest(UpdaterTest):
         self.assertTrue((other / "copy").samefile(other / "data/map"))
         self.assertFalse((one / "tarvex-game").samefile(other / "tarvex-game"))
 
-    def test_where_there_are_no_links_files_are_copied(self):
+    def test_files_are_copied_on_a_disk_without_links(self):
         no_links = having(os, link=Mock(side_effect=PermissionError))
         self.publish("1.0", FIRST)
         self.assert_updates(before=no_links)
@@ -143,9 +143,9 @@ class UpdateTest(UpdaterTest):
         self.assert_installed(SECOND)
 
     def test_damage_is_found_and_only_that_is_downloaded(self):
-        rows = [  # what is done, whether a check and an update notice it, what is downloaded
+        rows = [  # the damage, whether a check and an update notice it, the number of downloaded files
             ("program gone", lambda files: (files / "tarvex-game").unlink(), True, True, 1),
-            ("file gone", lambda files: (files / "data/map").unlink(), False, True, 0),  # its twin
+            ("file gone", lambda files: (files / "data/map").unlink(), False, True, 0),  # from its twin
             ("shorter", lambda files: damage(files / "readme", False) or
              os.truncate(files / "data/Skógarljós", 9), False, True, 1),
             ("written to", lambda files: damage(files / "tarvex-game", False), False, False, 1),
@@ -171,7 +171,7 @@ class UpdateTest(UpdaterTest):
                 asked = [line for line in server.requests() if "/objects/" in line]
                 self.assertEqual(len(asked), downloads + 1, asked)  # and the manifest
 
-    def test_what_is_wrong_around_it_is_said(self):
+    def test_faults_of_the_call_the_configuration_and_the_disk_are_reported(self):
         self.publish("1.0", FIRST)
         self.assert_fails("configuration is missing or damaged", "--check", region="nowhere")
         self.assert_fails("called wrongly", "--check", "--update-only")
@@ -199,7 +199,7 @@ class LauncherTest(UpdaterTest):
     def offer(self, version=NEW, **files):
         self.publish(None, None, "--launcher", self.make_bundle(self.root / "built", version, **files))
 
-    def test_is_replaced_before_anything_else(self):
+    def test_launcher_is_replaced_before_anything_else(self):
         self.offer()
         for before in (lambda: None), having(launcher, exchange=lambda *_: False):
             for mode in ["--update-only"], ["--", "wait"]:
@@ -219,7 +219,7 @@ class LauncherTest(UpdaterTest):
                     self.assertEqual(len(list(self.bundle.parent.iterdir())), 2)
                     self.assertEqual((self.bundle / "Contents").stat().st_mode & 0o777, 0o755)
 
-    def test_sealed_files_of_another_one_are_not_taken_for_its_own(self):
+    def test_sealed_files_of_another_launcher_are_not_trusted(self):
         self.make_bundle(self.bundle, OLD)
         for version in NEW, "c" * 16:
             self.offer(version)
@@ -230,7 +230,7 @@ class LauncherTest(UpdaterTest):
         self.assert_updates(*self.launcher)
         self.assertEqual(self.version_of(self.bundle), "d" * 16)
 
-    def test_that_cannot_work_is_refused_and_the_old_one_stays(self):
+    def test_incomplete_launcher_is_refused_and_the_old_one_stays(self):
         self.make_bundle(self.bundle, OLD)
         for name in "Linux/launcher", "Resources/client_updater.py":
             with self.subTest(name):
@@ -241,7 +241,7 @@ class LauncherTest(UpdaterTest):
                 self.assertEqual(self.version_of(self.bundle), OLD)
                 self.assertEqual(list(self.bundle.parent.iterdir()), [self.bundle])
 
-    def test_that_does_not_work_on_this_machine_is_refused_and_the_old_one_stays(self):
+    def test_launcher_that_does_not_work_on_this_machine_is_refused_and_the_old_one_stays(self):
         self.make_bundle(self.bundle, OLD)
         checker = '#!/bin/sh\necho "$*, $TMPDIR"; exit {}\n'
         for status in 1, 0:
@@ -263,12 +263,13 @@ class PlayTest(UpdaterTest):
         self.publish("1.0", FIRST)
 
     def start(self, *words, beginning):
-        """A real process, in a locale that knows ASCII only, up to a line."""
+        """Starts the updater as a process of its own, in an ASCII locale, and waits for a line with this
+        beginning."""
         process = subprocess.Popen(
             ["/usr/bin/python3", UPDATER / "client_updater.py", "--config", self.config, "--region",
              REGION, *words], stdout=subprocess.PIPE, encoding="utf-8",
             env={"HOME": str(self.home), "LC_ALL": "C", "PYTHONCOERCECLOCALE": "0", "PYTHONUTF8": "0"})
-        for cleanup in (process.stdout.close, process.wait, process.terminate):  # also the game
+        for cleanup in (process.stdout.close, process.wait, process.terminate):  # ends the game, too
             self.addCleanup(cleanup)
         self.assertTrue(any(line.startswith(beginning) for line in process.stdout))
         return process
@@ -281,14 +282,14 @@ class PlayTest(UpdaterTest):
                 lines = ["Client 1.0 is current.", "Starting Tarvex…", f"game: {['-x', *words]}"]
                 self.assertEqual(self.run_updater("--", *words), (status, lines))
 
-    def test_an_end_during_the_game_reaches_the_game(self):
+    def test_sigterm_during_the_game_is_passed_on_to_the_game(self):
         updater = self.start("--", "wait", beginning="game:")
         self.assert_installed(FIRST)
         updater.terminate()
         self.assertEqual(updater.wait(), 7)
         self.assertEqual(list(UPDATER.glob("__pycache__")), [])
 
-    def test_nobody_else_installs_during_a_game_or_an_installation(self):
+    def test_no_other_updater_installs_during_a_game_or_an_installation(self):
         updater = self.start("--", "wait", beginning="game:")
         game = int(Path(f"/proc/{updater.pid}/task/{updater.pid}/children").read_text())
         self.assertEqual(self.run_updater("--", "three")[0], 3)

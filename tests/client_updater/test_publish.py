@@ -1,4 +1,4 @@
-"""What publishing leaves in the web folder, also where it is asked for nonsense."""
+"""The content of the web folder after publishing, and after mistakes of the operator."""
 
 import os
 import shutil
@@ -6,7 +6,7 @@ import unittest
 
 from updater_test import CONTENT, FIRST, GAME, NEW, REGION, SECOND, UpdaterTest, publish
 
-MISTAKES = [  # the files, the options, what is said
+MISTAKES = [  # the files, the region, the release, the options, a part of the message
     ({"game": "#!", "other": "#!"}, "eu", "1", [], "Which file starts the game"),
     ({"data": ""}, "eu", "1", [], "Which file starts the game"),
     ({"game": "#!"}, "eu", "1", ["--start", "other"], "none of the executable files"),
@@ -25,7 +25,7 @@ MISTAKES = [  # the files, the options, what is said
 
 
 class PublishTest(UpdaterTest):
-    def test_what_is_there_is_not_written_again(self):
+    def test_published_files_are_not_written_again(self):
         def written():
             files = (path for path in self.web.rglob("*") if path.is_file())
             return {path: path.stat().st_mtime_ns for path in files}
@@ -42,7 +42,7 @@ class PublishTest(UpdaterTest):
         self.assertGreater(self.described()["counter"], counter)
         self.assertEqual(list(self.described()["regions"]), [REGION, "mossgate"])
 
-    def test_keeps_what_it_is_asked_to_keep(self):
+    def test_keep_removes_older_releases_and_their_objects(self):
         for release in range(4):
             self.publish(str(release), {"game": f"#!{release}"})
         self.publish("0")
@@ -57,7 +57,7 @@ class PublishTest(UpdaterTest):
         self.make_bundle(self.bundle, "a" * 16)
         self.assert_updates(*self.launcher)
 
-    def test_a_package_is_a_launcher(self):
+    def test_a_package_can_be_published_as_a_launcher(self):
         self.publish("1.0", FIRST)
         self.make_bundle(self.root / "pack/tarvex-launcher-1/Tarvex Launcher.app", NEW)
         (self.root / "pack/tarvex-launcher-1/install.sh").write_text("no part of the bundle")

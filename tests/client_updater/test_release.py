@@ -1,4 +1,4 @@
-"""What is believed of what a server says, and what is not; without a server."""
+"""Accepted and rejected input of the module release. These tests need no server."""
 
 import json
 import unittest
@@ -45,7 +45,7 @@ BAD_RELEASES = [{"releaseId": "1.0\n"}, {"releaseId": ".5"}, {"releaseId": "../1
                 {"releaseId": 1}, {"sourceRevision": None}, {"worldVersion": "1.4.2"}, {"worldVersion": None},
                 {"manifest": HASH}, {"manifest": {}}, {"manifest": {**MANIFEST, "size": (32 << 20) + 1}}]
 
-# The address, whether there is a key, the one that was asked before; whether it may be asked.
+# The address, whether there is a key, the address that redirects to it, whether a request is allowed.
 ADDRESSES = [
     ("https://example.org/x", False, None, True),
     ("http://example.org/x", False, None, False),
@@ -121,7 +121,7 @@ class ReleaseTest(unittest.TestCase):
                 read_config(json.dumps({**good, **bad}), REGION)
 
     def test_launchers(self):
-        rows = [  # the counter of the last one, version, where it came from, whether it may be replaced
+        rows = [  # the last installed launcher's counter; the arguments of launcher_part; the result
             (None, OLD, None, True, f"available:{NEW}"),
             (5, OLD, None, True, f"available:{NEW}"),
             (6, OLD, None, True, "unknown"),

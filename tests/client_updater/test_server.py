@@ -1,5 +1,5 @@
-"""What servers do wrong, and what becomes of an update then. Most of it is played by a server of the
-tests, which can be told to answer the next requests for something in a certain way."""
+"""Faults of servers, and their effect on an update. The tests have a server of their own, which gives planned
+answers to the requests for a kind of file. Some tests use nginx."""
 
 import http.server
 import json
@@ -65,7 +65,7 @@ def status(number, **headers):
 
 
 def cut(handler, content):
-    """Ends in the middle of what it has announced."""
+    """Ends in the middle of the announced content."""
     start = int(handler.headers.get("Range", "bytes=0-")[6:-1])
     handler.send_response(206 if start else 200)
     handler.send_header("Content-Length", len(content) - start)
@@ -77,7 +77,7 @@ def cut(handler, content):
 
 
 def stall(handler, content):
-    """Says nothing more, in the middle."""
+    """Stops in the middle of the content, but leaves the connection open."""
     cut(handler, content)
     handler.wfile.flush()
     handler.server.ended.wait(60)
@@ -117,7 +117,7 @@ def changed(handler, content):
 
 
 def repacked(handler, content):
-    """Another content, which is well compressed to the same size."""
+    """Another content that compresses to the same size."""
     others = (zlib.compress(TEXT[:-1] + bytes([last])) for last in range(256))
     whole(handler, next(other for other in others if len(other) == len(content) and other != content))
 
@@ -152,8 +152,8 @@ REFUSED = "127.0.0.1 refuses the download"
 MISSING = "127.0.0.1 does not have the files"
 DAMAGED = "The release on the server is damaged"
 UNSAFE = "127.0.0.1 leads to an unsafe address"
-# Which request, how it is answered (the last answer stays), the sentence of the failure (None: it ends
-# well), and in how many requests for the file.
+# The kind of file, the answers to its requests (the last one repeats), the sentence of the failure (None:
+# success), the number of requests for “content” (None: any).
 FAULTS = [
     ("content", [cut, whole], None, 2),
     ("content", [cut, cut, status(500), wrong_range, whole], None, 5),
@@ -201,7 +201,7 @@ class ServerTest(UpdaterTest):
         server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
         server.web, server.plans, server.requests = self.web, plans, []
         server.ended = threading.Event()
-        server.handle_error = lambda *_: None  # a client that leaves is part of the plan
+        server.handle_error = lambda *_: None  # clients close some connections
         if context:
             server.socket = context.wrap_socket(server.socket, server_side=True)
         threading.Thread(target=server.serve_forever, kwargs={"poll_interval": 0.01}).start()
@@ -241,7 +241,7 @@ class ServerTest(UpdaterTest):
         return not path.endswith((".z", ".json")) and len(
             (self.web / path.removeprefix("/elsewhere")[1:]).read_bytes()) == len(CONTENT)
 
-    def test_goes_on_where_it_stopped_also_after_a_restart(self):
+    def test_download_continues_also_after_a_restart(self):
         self.publish("1.0", GAME)
         server = self.serve(content=[cut, status(404)])
         self.assert_fails(MISSING)
@@ -299,7 +299,7 @@ class ServerTest(UpdaterTest):
             self.assertEqual(self.run_updater("--check")[0], 0)
             self.assertEqual(len(server.requests()), 1)
             self.assert_updates()
-            self.assertEqual(len(server.requests()), 4)  # once more release.json, manifest, one file
+            self.assertEqual(len(server.requests()), 4)  # two of release.json, the manifest, one file
 
 
 class SignatureTest(UpdaterTest):

@@ -1,5 +1,5 @@
-"""What the tests of the updater share: a home, a web folder, a game to publish, and runs of the updater
-in a child that is forked off, which is much faster than starting an interpreter."""
+"""The common part of the updater's tests: a home, a web folder, a game to publish, and runs of the updater in
+a forked child, which is much faster than starting an interpreter."""
 
 import hashlib
 import json
@@ -29,19 +29,19 @@ if "wait" in sys.argv: signal.pause()
 if "crash" in sys.argv: os.kill(os.getpid(), signal.SIGKILL)
 sys.exit(3 if "three" in sys.argv else 0)
 """
-CONTENT = hashlib.shake_256().digest(1 << 20)  # 1 MiB that does not shrink
+CONTENT = hashlib.shake_256().digest(1 << 20)  # 1 MiB that cannot be compressed
 FIRST = {"tarvex-game": GAME, "data/map": "forest " * 9999, "data/twin": "forest " * 9999,
          "data/Skógarljós": bytes(range(256)) * 512, "readme": ""}
 SECOND = {**FIRST, "data/map": "meadow " * 9999, "new/deep/file": "new"}
 
 
 def having(module, **changes):
-    """Makes these changes; to be called before a run."""
+    """A function that makes these changes to a module: the argument `before` of a run."""
     return lambda: vars(module).update(changes)
 
 
 def memory():
-    """A disk that need not be waited for at each sync; None where there is none for programs."""
+    """A folder in memory, where a sync takes no time; None if there is none that may contain programs."""
     disk = "/dev/shm"
     usable = os.access(disk, os.W_OK) and not os.statvfs(disk).f_flag & os.ST_NOEXEC
     return disk if usable else None
@@ -125,7 +125,7 @@ class UpdaterTest(unittest.TestCase):
         return folder
 
     def make_bundle(self, bundle, version, **files):
-        """A bundle with a program that says its version."""
+        """A bundle with a program that prints its version."""
         information = {"CFBundleExecutable": "launcher", "CFBundleVersion": version}
         self.make_files(bundle, {
             "Contents/Info.plist": plistlib.dumps(information),
@@ -135,7 +135,7 @@ class UpdaterTest(unittest.TestCase):
         return bundle
 
     def version_of(self, bundle):
-        """The version of everything in the bundle."""
+        """The bundle's version. Fails if a file has another one."""
         information = plistlib.loads((bundle / "Contents/Info.plist").read_bytes())
         version = information["CFBundleVersion"]
         self.assertIn(version, (bundle / "Contents/Linux/launcher").read_text())
@@ -161,7 +161,7 @@ class UpdaterTest(unittest.TestCase):
         return folder / "releases" / name / "files"
 
     def assert_installed(self, *possible, region=REGION):
-        """That what is installed is one of these sets of files, to the byte."""
+        """Asserts that the installed files are one of these sets, byte by byte."""
         folder = self.current_files(region)
         found = {str(path.relative_to(folder)): path.read_bytes()
                  for path in folder.rglob("*") if path.is_file()}

@@ -43,13 +43,13 @@ class DemoTest(LauncherTest):
                       log)
 
 
-@unittest.skipIf("TSAN_OPTIONS" in os.environ, "the locks of Qt's plugin look broken to it")
+@unittest.skipIf("TSAN_OPTIONS" in os.environ, "the thread sanitizer reports the locks of Qt's plugin")
 class WaylandTest(LauncherTest):
     def test_from_the_first_start_to_the_end_of_the_game(self):
         with desktop.wayland() as environment, open(self.folder / "errors", "w+") as errors:
             launcher = self.enterContext(desktop.launch(
                 self.bundle, self.home, "--", "--seconds", "1",
-                # Qt leaks there, and its library is unloaded before the leaks are named.
+                # Qt leaks there. Its library is unloaded before the report, so no suppression can name it.
                 environment={**environment, "WAYLAND_DEBUG": "client", "ASAN_OPTIONS": "detect_leaks=0"},
                 preexec_fn=lambda: os.dup2(errors.fileno(), 2)))
             for button in "Update", "Play":
@@ -544,7 +544,7 @@ class DragTest(LauncherTest):
 
 
 class BackgroundTest(LauncherTest):
-    def test_window_is_dark_before_anybody_draws_it(self):
+    def test_window_is_dark_before_it_is_drawn(self):
         self.plan(check=[])
         launcher = self.launch()
         launcher.wait_for(button="Retry")

@@ -103,7 +103,7 @@ class FaultTest(LauncherTest):
         support.mkdir(parents=True)
         mount = ["mount", "-t", "tmpfs", "-o", "size=64k", "tmpfs", support]
         if os.geteuid() != 0 or subprocess.run(mount, stderr=subprocess.DEVNULL).returncode != 0:
-            self.skipTest("a disk of its own takes a mount, and that the superuser")
+            self.skipTest("a disk for the test cannot be mounted")
         self.addCleanup(run, "umount", "--lazy", support)
         self.plan(check=[["flood", 3000], NO_UPDATE])
         launcher = self.launch()

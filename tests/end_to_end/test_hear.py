@@ -40,9 +40,9 @@ def said(status):
 
 
 class HearTest(LauncherTest):
-    """Except in the test of a flood, no launcher here changes its status so often that it counts as a
-    flood. Each run waits until its status has been heard: a status that lasts only one turn is not
-    announced, and Orca reads a value later than it is reported."""
+    """Only the test of a flood changes the status so often that it counts as a flood. Each run waits until
+    its status has been heard: a status that lasts only one turn is not announced, and Orca reads a value
+    later than it is reported."""
 
     CHECKING = said("Checking for updates…")
     READY = said("Ready to play Aurora Reach.")
@@ -114,7 +114,7 @@ class HearTest(LauncherTest):
                                         ["exit", 1])
         self.wait_to_hear(said("Launching Aurora Reach…"))
         self.go_on("over")
-        launcher.wait_for(button="Retry")  # it would not end while the game runs
+        launcher.wait_for(button="Retry")  # while the game runs, SIGTERM would not end the launcher
 
     def test_failed_game_and_the_way_to_the_footer(self):
         launcher = self.launch_and_play(["exit", 1])

@@ -59,7 +59,7 @@ class InstallTest(unittest.TestCase):
         self.assertRegex(run.stderr, f"^install.sh: nothing was changed: .*{reason}.*\n$")
 
     def start(self, entry, home):
-        """The launcher that a desktop starts, with which path."""
+        """Starts the entry as a desktop does. Returns the path of the launcher that ran."""
         started = home / "started"
         started.unlink(missing_ok=True)
         application = Gio.DesktopAppInfo.new_from_filename(str(entry))
@@ -73,7 +73,7 @@ class InstallTest(unittest.TestCase):
             time.sleep(0.01)
         return started.read_text().removesuffix("\n")
 
-    def test_any_home_has_a_working_entry_and_nothing_stays_there(self):
+    def test_any_home_gets_a_working_entry_and_uninstalling_leaves_no_file(self):
         for name in HOMES:
             with self.subTest(name):
                 home = self.root / name
@@ -133,11 +133,11 @@ class InstallTest(unittest.TestCase):
         self.install(old)
         enter = ["unshare", "--mount"] + (["--user", "--map-root-user"] if os.geteuid() else [])
         if subprocess.run([*enter, "true"], capture_output=True).returncode:
-            self.skipTest("this system lets nobody mount a disk of its own")
+            self.skipTest("this system does not allow a mount namespace")
         self.write("tarvex-launcher", LAUNCHER + "# " + 20000 * "x")
         failures = 0
         used = sum(4 * -(-path.stat().st_size // 4096) for path in old.rglob("*") if path.is_file())
-        for size in range(used + 8, 2 * used + 100, 4):  # KiB; whichever file is the first without room
+        for size in range(used + 8, 2 * used + 100, 4):  # KiB, so that different files do not fit
             run = subprocess.run([*enter, "sh", "-ec", TOO_SMALL, "sh", str(size), disk, old, self.root,
                                   self.package], capture_output=True, text=True)
             if run.returncode == 9:

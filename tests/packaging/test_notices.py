@@ -50,7 +50,7 @@ class NoticesTest(unittest.TestCase):
             elif key in ("Licence", "Source"):
                 self.assertTrue(value.strip(), line)
 
-    def test_a_library_without_one_is_a_fault(self):
+    def test_a_library_without_a_licence_is_a_fault(self):
         [fault] = notices.collect(["/opt/lib/libmine.so"], self.target)
         self.assertIn("libmine.so belongs to no package", fault)
         [fault] = notices.collect([], self.target, documents=self.target)

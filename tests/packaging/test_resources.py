@@ -1,4 +1,4 @@
-"""Gives resources with a fault each to the program that puts them into a package."""
+"""Puts resources with one fault each into a package."""
 
 import os
 import shutil
@@ -46,7 +46,7 @@ def bind_socket(top):
         listener.bind(str(top / "s"))
 
 
-FAULTS = [  # how good resources are spoilt, and a part of each line that is then said
+FAULTS = [  # the change to good resources, and a part of each line of faults
     (catalogue("}]}", "}]"), "launcher-config.json:", NO_REGIONS),
     (catalogue(': "n", "regions', ': "m", "regions'), "“defaultRegion”", NO_REGIONS),
     (text(UPDATER, "print("), "'client_updater.py' does not compile", "“SyntaxError: ",
@@ -92,7 +92,7 @@ class ResourcesTest(unittest.TestCase):
             return faults, {str(path.relative_to(target)) for path in target.rglob("*")
                             if path.is_file()}
 
-    def test_good_ones_are_taken_as_they_are(self):
+    def test_good_resources_have_no_faults(self):
         def spoil(top):
             link("config.json", CONFIG)(top)
             link("again", "modules")(top)
