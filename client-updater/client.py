@@ -48,12 +48,12 @@ class Region:
 
     def work_folder(self):
         name = self.installed().get("folder")
-        return os.path.join(self.releases, name) if isinstance(name, str) else None
+        return os.path.join(self.releases, name) if release.is_text(name) else None
 
     def command(self):
         """The command that starts the installed game; None if there is no such program."""
         command, work = self.installed().get("command"), self.work_folder()
-        if not work or not isinstance(command, list) or not command:
+        if not (work and isinstance(command, list) and command and all(map(release.is_text, command))):
             return None
         program = local_path(os.path.join(work, "files"), command[0])
         can_start = os.path.isfile(program) and os.access(program, os.X_OK)

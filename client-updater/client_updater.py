@@ -62,16 +62,19 @@ def check(region, arguments):
         return
     client = "current" if region.is_current(offer) else f"available:{offer.release['releaseId']}"
     world = offer.release.get("worldVersion", "unknown")
-    say(f"UPDATE_CHECK launcher={launcher_part(offer, arguments)} client={client} world={world}")
+    say(f"UPDATE_CHECK launcher={launcher_part(region, offer, arguments)} client={client} world={world}")
 
 
-def launcher_part(offer, arguments):
+def launcher_part(region, offer, arguments):
     bundle = arguments.get("--launcher-bundle")
     version = arguments.get("--launcher-version") if bundle else None
-    may_replace = (bundle and "--no-self-update" not in arguments
+    # The bundle is moved to another folder, and for that, it must be writable, too.
+    may_replace = (bundle and "--no-self-update" not in arguments and os.access(bundle, os.W_OK)
                    and os.access(os.path.dirname(bundle), os.W_OK))
-    last = read_record(os.path.join(support_folder(), "launcher.json"))
-    return release.launcher_part(offer, last, version, arguments.get("--relaunched-from"), may_replace)
+    # The client's record also shows an outdated offer: the player may have installed the launcher by hand.
+    records = read_record(os.path.join(support_folder(), "launcher.json")), region.installed()
+    return release.launcher_part(offer, records, version, arguments.get("--relaunched-from"),
+                                 may_replace)
 
 
 def bring_up_to_date(region, arguments):
@@ -82,7 +85,7 @@ def bring_up_to_date(region, arguments):
     import update
 
     offer = region.read_offer()
-    if offer and launcher_part(offer, arguments).startswith("available:"):
+    if offer and launcher_part(region, offer, arguments).startswith("available:"):
         launcher.update(region.config, offer, arguments["--launcher-bundle"], say)
         return False
     update.update(region, offer, repair="--repair" in arguments)

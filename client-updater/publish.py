@@ -41,7 +41,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 
 from release import (BLOCK_SIZE, DESCRIPTION, REGION_ID, RELEASE_ID, VERSION, WORLD, Fault, Object,
-                     read_json, read_manifest)
+                     member, read_json, read_manifest)
 from store import digest_of, replace_record, sync_disk_of
 
 SAVES = 0.95  # a compressed object has at most this part of the file's size
@@ -56,7 +56,10 @@ class Mistake(Exception):
 
 def files_in(folder):
     """All files of a folder. A link is replaced by its target."""
-    for place, folders, names in os.walk(folder):
+    def fail(error):
+        raise error
+
+    for place, folders, names in os.walk(folder, onerror=fail):
         for path in (Path(place, name) for name in names + folders):
             if path.is_file():
                 yield path
@@ -269,6 +272,9 @@ def client_entry(web, arguments):
 
 
 def publish(arguments):
+    if arguments.game and arguments.to.resolve().is_relative_to(arguments.game.resolve()):
+        raise Mistake(f"{arguments.to} is in the game's folder, so it would be published, too.")
+    os.umask(os.umask(0) & 0o022)  # the web server must be able to read all files
     arguments.to.mkdir(parents=True, exist_ok=True)
     lock = os.open(arguments.to, os.O_RDONLY)  # until the end of this process
     fcntl.flock(lock, fcntl.LOCK_EX)
@@ -276,7 +282,7 @@ def publish(arguments):
     envelope = web.envelope()
     if "signature" in envelope and not arguments.key:
         raise Mistake("What is published here is signed. Say with --key by which key.")
-    before = json.loads(envelope["release"])
+    before = read_json(member(envelope, "release", str))
     after = {**before, "regions": dict(before.get("regions", {}))}
     news = []
     if arguments.launcher:

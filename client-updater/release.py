@@ -179,7 +179,7 @@ def path_fault(path):
     """The reason why a file of a release cannot have this path; None when it can."""
     if re.search("[\ud800-\udfff]", path):  # from bytes on the disk that are not UTF-8
         return "is not Unicode"
-    if len(path.encode()) > 1024:
+    if len(path.encode()) > 1024 or path.count("/") > 64:
         return "is too long"
     for name in path.split("/"):
         if name in ("", ".", ".."):
@@ -226,14 +226,14 @@ def is_same(release, installed):
                for name in ("releaseId", "sourceRevision", "worldVersion", "manifest"))
 
 
-def launcher_part(offer, installed, version, relaunched_from, may_replace):
-    """The launcher's part of the check report. installed: the record of the last installed launcher;
-    version: that of the running one, None when it is not packaged."""
+def launcher_part(offer, records, version, relaunched_from, may_replace):
+    """The launcher's part of the check report. records: those of the last installed launcher
+    and client; version: that of the running launcher, None when it is not packaged."""
     if version is None:
         return "unpackaged"
     if offer.launcher is None:
         return "unconfigured"
-    if not may_replace or is_older(offer.counter, installed):
+    if not may_replace or any(is_older(offer.counter, record) for record in records):
         return "unknown"
     # If the offered version has just started this one, it must not be offered: the two launchers would
     # replace each other for ever.

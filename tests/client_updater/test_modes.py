@@ -41,6 +41,8 @@ class CheckTest(UpdaterTest):
                     self.publish(None, None, "--launcher", bundle)
                 report = f"UPDATE_CHECK launcher={launcher} client=available:1.0 world={WORLD}"
                 self.assertEqual(self.run_updater(*words, "--check"), (0, [report]))
+        read_only = having(os, access=lambda path, _: path != str(self.bundle))
+        self.assertIn("launcher=unknown", self.run_updater(*self.launcher, "--check", before=read_only)[1][0])
         self.assertFalse(self.home.exists())
 
     def test_older_offers_are_refused_but_a_release_can_be_taken_back(self):
@@ -56,6 +58,8 @@ class CheckTest(UpdaterTest):
         said = self.run_updater("--check", *self.launcher)[1]
         self.assertIn("1.0 is not taken", said[0])
         self.assertIn(" launcher=unknown client=current ", said[1])
+        (self.support / "launcher.json").unlink()
+        self.assertIn(" launcher=unknown ", self.run_updater("--check", *self.launcher)[1][1])
         self.assert_updates()
         self.assert_installed(SECOND)
         for words in ["--repair"], ["--update-only"]:
@@ -96,6 +100,11 @@ def damage(path, keep_time):
     path.write_bytes(b"x" * times.st_size)
     if keep_time:
         os.utime(path, ns=(times.st_atime_ns, times.st_mtime_ns))
+
+
+def change_record(files, **changes):
+    record = files.parents[2] / "current.json"
+    record.write_text(json.dumps({**json.loads(record.read_bytes()), **changes}))
 
 
 class UpdateTest(UpdaterTest):
@@ -151,6 +160,8 @@ class UpdateTest(UpdaterTest):
             ("written to", lambda files: damage(files / "tarvex-game", False), False, False, 1),
             ("rotten", lambda files: damage(files / "tarvex-game", True), False, False, 1),
             ("nothing", lambda files: None, False, False, 0),
+            ("odd record", lambda files: change_record(files, folder="a\0b"), True, True, -1),  # all is there
+            ("odd command", lambda files: change_record(files, command=[5]), True, True, 0),
         ]
         self.publish("1.0", FIRST)
         for name, harm, check_sees, update_sees, downloads in rows:

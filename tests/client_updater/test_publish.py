@@ -21,6 +21,8 @@ MISTAKES = [  # the files, the region, the release, the options, a part of the m
     ({"game": "#!"}, "eu", "1", ["--launcher", "/etc/passwd"], "is no package"),
     (None, "eu", "1", [], "no release 1 of eu to take back to"),
     (None, None, None, [], "nothing to publish"),
+    (None, "eu", "1", ["nowhere"], "No such file or directory: 'nowhere'"),
+    (None, "eu", "1", ["."], "is in the game's folder"),
 ]
 
 
@@ -32,6 +34,7 @@ class PublishTest(UpdaterTest):
 
         self.publish("1.0", {**FIRST, "content": CONTENT})
         before = written()
+        self.assertEqual({path.stat().st_mode & 0o777 for path in before}, {0o644})
         self.assertEqual(self.publish("1.0", {**FIRST, "content": CONTENT}), ["Nothing is new."])
         self.assertEqual(written(), before)
         self.assertIn("Published: regions/mossgate 1.0; 0 bytes are new.",

@@ -12,10 +12,10 @@ SIZED = {"sha256": HASH, "size": 5}
 FILE = {"path": "game", "mode": "755", **SIZED}
 
 PATHS = ["a", "a/b", "..a", "a..b", "a.b", ".hidden", "a b", "Skógarljós", "com", "com10", "console", "nul-l",
-         "x" * 255, "日本/語", "a/con-fig"]
+         "x" * 255, "a/" * 64 + "a", "日本/語", "a/con-fig"]
 BAD_PATHS = ["", "/a", "a//b", "a/", ".", "..", "../a", "a/../b", "a/./b", "a\\b", "..\\a", "c:x", "a\0b",
              "a\nb", "a\x7f", "a.", "a..", "a ", "a./b", "a*", "a?", "<a>", "con", "CON", "aux.txt", "a/NUL", "Com1",
-             "lpt9.x.y", "nul .txt", "com¹", "x" * 256, "é" * 128, "a/" * 512 + "a"]
+             "lpt9.x.y", "nul .txt", "com¹", "x" * 256, "é" * 128, "a/" * 512 + "a", "a/" * 65 + "a"]
 TWINS = [("a", "a"), ("a", "A"), ("dir/a", "DIR/b"), ("a", "a/b"), ("a/b", "a"), ("é", "e\u0301"),
          ("straße", "STRASSE"), ("ﬁ", "fi"), ("K", "\u212a"), ("a/b", "A")]
 NO_TWINS = [("a/b", "a/c"), ("a", "b"), ("a/b", "b/a"), ("e", "é"), ("a", "ab/c"), ("a.b", "a/b")]
@@ -121,7 +121,7 @@ class ReleaseTest(unittest.TestCase):
                 read_config(json.dumps({**good, **bad}), REGION)
 
     def test_launchers(self):
-        rows = [  # the last installed launcher's counter; the arguments of launcher_part; the result
+        rows = [  # the counter of a record; the arguments of launcher_part; the result
             (None, OLD, None, True, f"available:{NEW}"),
             (5, OLD, None, True, f"available:{NEW}"),
             (6, OLD, None, True, "unknown"),
@@ -134,8 +134,9 @@ class ReleaseTest(unittest.TestCase):
         offer = Offer(5, None, None, NEW, None)
         for counter, *words, expected in rows:
             with self.subTest(counter=counter, words=words):
-                self.assertEqual(launcher_part(offer, {"counter": counter}, *words), expected)
-        self.assertEqual(launcher_part(offer._replace(launcher=None), {}, OLD, None, True), "unconfigured")
+                for records in ({}, {"counter": counter}), ({"counter": counter}, {}):
+                    self.assertEqual(launcher_part(offer, records, *words), expected)
+        self.assertEqual(launcher_part(offer._replace(launcher=None), (), OLD, None, True), "unconfigured")
 
 
 if __name__ == "__main__":

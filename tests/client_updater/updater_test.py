@@ -73,6 +73,7 @@ class UpdaterTest(unittest.TestCase):
                 os.dup2(file.fileno(), 2)
             os.environ["HOME"] = str(self.home)
             os.chdir(self.root)
+            os.umask(0o077)
             fetch.PAUSES = (0.01,) * 3
             status = 99
             try:
