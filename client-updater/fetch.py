@@ -93,7 +93,7 @@ def read(config, name, limit, accept, tell):
             if len(content) > limit:
                 raise Fault(f"{name} is too long")
             if time.monotonic() > attempts.end:
-                raise Failure(BROKEN_OFF, "The server", f"{name} comes too slowly")
+                raise Failure(BROKEN_OFF, "the server", f"{name} comes too slowly")
         return accept(content)
 
     attempts = Attempts(tell, fresh=True)
