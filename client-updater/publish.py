@@ -78,7 +78,7 @@ def bundle_in(archive):
             with tarfile.open(archive) as members:
                 for entry in members:
                     _, bundle, path = entry.name.partition(".app/")
-                    target = Path(folder, path)
+                    target = Path(folder, "./" + path)  # the path may begin with "/"
                     content = members.extractfile(entry)  # None for a folder; a link's target
                     if bundle and content and ".." not in target.parts:
                         target.parent.mkdir(parents=True, exist_ok=True)
