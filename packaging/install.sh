@@ -64,7 +64,8 @@ write_entry() {
 
 install_all() {
   case $data in *[[:cntrl:]]*) fail "the path of the home folder has control characters" ;; esac
-  [ -z "$(printf %s "$data" | LC_ALL=C.UTF-8 sed 's/.//g')" ] || fail "the path of the home folder is not UTF-8"
+  [ -z "$(printf %s "$data" | LC_ALL=C.UTF-8 sed 's/.//g')" ] ||
+    fail "the path of the home folder is not UTF-8"
   set -- "$folder/install.sh" "$entry" "$scalable" "$small" "$metainfo"
   for path; do
     if [ -d "$path" ] && [ ! -L "$path" ]; then fail "$path is a folder"; fi
