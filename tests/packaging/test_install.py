@@ -1,5 +1,6 @@
 """Installs a package with small programs in it into many homes, and onto disks that are too small."""
 
+import fcntl
 import os
 import shutil
 import subprocess
@@ -96,6 +97,17 @@ class InstallTest(unittest.TestCase):
                 home = self.root / name
                 self.assert_refuses(home, reason)
                 self.assertEqual(list(home.iterdir()), [])
+
+        for home in "", "relative":
+            self.assert_refuses(self.root, "HOME is not an absolute path", HOME=home)
+
+    def test_two_installers_do_not_disturb_each_other(self):
+        folder = self.root / "home/.local/share/tarvex-launcher"
+        folder.mkdir(parents=True)
+        held = os.open(folder, os.O_RDONLY)
+        self.addCleanup(os.close, held)
+        fcntl.flock(held, fcntl.LOCK_EX)
+        self.assert_refuses(self.root / "home", "another installer is running")
 
     def test_replaces_whatever_has_the_name(self):
         elsewhere = self.root / "elsewhere"
