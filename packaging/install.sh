@@ -12,7 +12,7 @@ source=$(dirname "$(readlink -f -- "$0")")
 data=${source%/*}
 if [ ! -e "$data/applications/$name.desktop" ]; then  # else this script is the installed copy
   data=${XDG_DATA_HOME:-}
-  case $data in /*) ;; *) data=${HOME:?}/.local/share ;; esac  # a relative path does not count
+  case $data in /*) ;; *) data=${HOME:-.}/.local/share ;; esac  # a relative path does not count
 fi
 folder=$data/tarvex-launcher
 bundle="$folder/Tarvex Launcher.app"
@@ -31,10 +31,18 @@ try() {
   said=$("$@" 2>&1) || fail "$(printf '%s\n' "$said" | sed -n 1p)"
 }
 
+# Removes files and folders, also folders that are read-only. Of a link, only the link.
+remove() {
+  for path; do
+    [ -L "$path" ] || [ ! -d "$path" ] || chmod -fR u+w "$path" || :
+    rm -rf "$path"
+  done
+}
+
 # Cleans up after an installation that did not finish: puts the old bundle back, removes new files.
 clean_up() {
   [ -e "$bundle" ] || [ ! -e "$bundle.old" ] || mv "$bundle.old" "$bundle"
-  rm -rf "$bundle.new" "$bundle.old"
+  remove "$bundle.new" "$bundle.old"
   rm -f "$folder/install.sh.new" "$entry.new" "$scalable.new" "$small.new" "$metainfo.new"
 }
 
@@ -56,12 +64,21 @@ write_entry() {
 
 install_all() {
   case $data in *[[:cntrl:]]*) fail "the path of the home folder has control characters" ;; esac
+  [ -z "$(printf %s "$data" | LC_ALL=C.UTF-8 sed 's/.//g')" ] ||
+    fail "the path of the home folder is not UTF-8"
+  set -- "$folder/install.sh" "$entry" "$scalable" "$small" "$metainfo"
+  for path; do
+    if [ -d "$path" ] && [ ! -L "$path" ]; then fail "$path is a folder"; fi
+  done
+  try mkdir -p "$folder" "${entry%/*}" "${scalable%/*}" "${small%/*}" "${metainfo%/*}"
+  # Two installers at once would remove each other's files. Not every system has flock.
+  exec 9<"$folder"
+  flock -n 9 2>/dev/null || [ $? != 1 ] || fail "another installer is running"
   trap clean_up EXIT
   trap 'exit 1' HUP INT TERM
   clean_up
   # All new files are complete before they replace the old ones. A launcher that runs from the old
   # bundle is not affected.
-  try mkdir -p "$folder" "${entry%/*}" "${scalable%/*}" "${small%/*}" "${metainfo%/*}"
   try cp -R "$source/Tarvex Launcher.app" "$bundle.new"
   try chmod -R u+w "$bundle.new"  # a copy from a read-only folder could not be replaced later
   resources=$bundle.new/Contents/Resources
@@ -72,21 +89,27 @@ install_all() {
   try write_entry
   try "$bundle.new/Contents/Linux/check-updater" --help  # fails if a library is missing
 
+  # An old bundle that is read-only could not be removed, nor one that belongs to another user.
+  if [ -d "$bundle" ] && [ ! -L "$bundle" ]; then try chmod -R u+w "$bundle"; fi
   if [ -e "$bundle" ] || [ -L "$bundle" ]; then try mv "$bundle" "$bundle.old"; fi
   try mv "$bundle.new" "$bundle"
-  for path in "$folder/install.sh" "$entry" "$scalable" "$small" "$metainfo"; do
-    mv -f "$path.new" "$path"
+  for path; do
+    mv -fT "$path.new" "$path"  # -T: a link to a folder is replaced
   done
-  touch "$data/icons/hicolor"  # tells desktops to renew their cache of icons
+  touch "$data/icons/hicolor" 2>/dev/null || :  # tells desktops to renew their cache of icons
   quoted=$(printf '%s\n' "$folder/install.sh" | sed "s/'/'\\\\''/g")
   printf '%s\n' "Installed: $bundle" "To uninstall it: sh '$quoted' --uninstall"
 }
 
 uninstall_all() {
-  rm -rf "$folder" "$entry" "$scalable" "$small" "$metainfo"
+  remove "$folder"/* "$folder" "$entry" "$scalable" "$small" "$metainfo"  # $folder may be a link
   echo "Uninstalled. The game and its log stay in ~/Library/Application Support/Tarvex"
 }
 
+case $data in
+  /*) ;;
+  *) fail "HOME is not an absolute path" ;;
+esac
 case "${1:-} $#" in
   " 0") install_all ;;
   "--uninstall 1") uninstall_all ;;

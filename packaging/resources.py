@@ -6,6 +6,7 @@ Prints a line for each fault that makes the package unusable, and then exits wit
 FOLDER has the operator's resources, TARGET is the bundle's Contents/Resources, and each FILE is a default.
 """
 
+import configparser
 import os
 import shutil
 import stat
@@ -90,24 +91,31 @@ def is_png_of_48(data):
             return False
         pixels += body if kind == b"IDAT" else b""
         position += 12 + length
-    return (data.startswith(b"\x89PNG\r\n\x1a\n") and bool(zlib.decompress(pixels))
-            and struct.unpack_from(">II", data, 16) == (48, 48))
+    width, height, bits, colours = struct.unpack_from(">IIBB", data, 16)
+    row = 1 + width * bits * {0: 1, 2: 3, 3: 1, 4: 2, 6: 4}[colours] // 8
+    return (data.startswith(b"\x89PNG\r\n\x1a\n") and (width, height) == (48, 48)
+            and len(zlib.decompress(pixels)) >= height * row)
 
 
 def is_entry(data):
-    lines = data.decode().splitlines()
-    return lines[0] == "[Desktop Entry]" and any(line.startswith("Exec=") for line in lines)
+    parser = configparser.RawConfigParser(delimiters="=", comment_prefixes="#")
+    parser.optionxform = str  # keys are case-sensitive
+    parser.read_string(data.decode())
+    entry = parser["Desktop Entry"]
+    # The installer looks for "Exec=", without the spaces that the format allows.
+    return entry["Type"] == "Application" and entry["Name"] and b"\nExec=" in data
 
 
 def is_metainfo(data):
-    return ElementTree.fromstring(data).tag == "component"
+    component = ElementTree.fromstring(data)
+    return component.tag == "component" and component.findtext("id") and component.findtext("name")
 
 
 INSTALLED = {  # files that the installer copies into the desktop's folders
     f"{NAME}.svg": (is_svg, "an SVG image"),
     f"{NAME}-48.png": (is_png_of_48, "a PNG image of 48 by 48 pixels"),
-    f"{NAME}.desktop": (is_entry, "a desktop entry with an Exec"),
-    f"{NAME}.metainfo.xml": (is_metainfo, "AppStream metadata"),
+    f"{NAME}.desktop": (is_entry, "a desktop entry of an application, with a Name and an Exec"),
+    f"{NAME}.metainfo.xml": (is_metainfo, "AppStream metadata with an id and a name"),
 }
 
 

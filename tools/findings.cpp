@@ -239,9 +239,13 @@ QString gameLeftAlone(const RunNotes &run) {
 }
 
 QString outputAfterTheEnd(const RunNotes &run) {
-  return !run.lateLines.isEmpty()
-             ? u"output after the end is only logged: wait for the process that prints " +
-                   quoted(run.lateLines.front())
+  if (!run.lateLines.isEmpty()) {
+    return u"output after the end is only logged: wait for the process that prints " +
+           quoted(run.lateLines.front());
+  }
+  return run.outputIsOpen && gameLeftAlone(run).isEmpty()
+             ? u"output after the end is only logged: wait for " + run.leftBehind.join(u", ") +
+                   u", or redirect its output"
              : QString();
 }
 
@@ -296,6 +300,9 @@ QStringList findingsAboutLine(std::string_view bytes, const std::optional<LineEf
     findings += aboutEffect(bytes, *effect, before);
   } else if (!before.record.sawGameStart) {  // later lines are the game's
     findings += aboutUnknown(line, before.record.mode);
+  }
+  if (effect && line.contains(u'\x1b')) {
+    findings += QStringLiteral("an escape sequence becomes a part of the text: print no colours");
   }
   if (line.contains(u'\r')) {
     findings += QStringLiteral("a carriage return does not end a line: print line feeds");

@@ -32,9 +32,10 @@ struct RunNotes {
   // Set after the end.
   int status = 0;
   std::optional<int> fatalSignal{};
-  qint64 duration = 0;     // milliseconds
-  QStringList lateLines;   // printed after the end
-  QStringList leftBehind;  // names of processes that still run
+  qint64 duration = 0;        // milliseconds
+  QStringList lateLines;      // printed after the end
+  QStringList leftBehind;     // names of processes that still run
+  bool outputIsOpen = false;  // one of them may still print
 
   // Records a line, its effect if it has one, and its time in milliseconds since the start.
   void take(std::string_view bytes, const std::optional<LineEffect> &effect, qint64 time);

@@ -232,6 +232,7 @@ void Rehearsal::waitForTheRest() {
   for (const Child &child : left) {
     m_run.leftBehind += QString::fromStdString(child.name);
   }
+  m_run.outputIsOpen = m_pipeIsHeld && !left.empty();
   delete m_child.data();
   endChildren();
   for (const QString &finding : findingsAboutRun(m_run)) {
@@ -268,16 +269,20 @@ void Rehearsal::decide(const Verdict &verdict) {
 
 void Rehearsal::showCheckResult(const CheckOutcome &outcome) {
   const CheckResult result = checkResult(outcome, m_region.name);
+  const auto file =
+      readFile(currentMetadata(supportFolder(m_plan.home), m_region.id), largestMetadata);
+  const auto installed =
+      file && !result.offersUpdate ? parseInstalledMetadata(*file).optional() : std::nullopt;
   m_report.tell(Entry::result,
-                {result.status, result.versionLine,
+                {result.status,
+                 installed ? installedVersionText(QStringLiteral("Installed"), *installed)
+                           : result.versionLine,
                  result.offersUpdate ? QStringLiteral("Update") : QStringLiteral("Play")});
   if (result.offersUpdate && outcome == m_updatedAfter) {
     warn(QStringLiteral("the update succeeded, but the same update is offered again"));
   }
   if (!result.offersUpdate) {
-    showInstalled(
-        QStringLiteral("Installed"),
-        readFile(currentMetadata(supportFolder(m_plan.home), m_region.id), largestMetadata));
+    showInstalled(QStringLiteral("Installed"), file);
   }
   const FollowUp next = followUp(outcome, m_automaticUpdatePending, m_playAfterCheck);
   m_automaticUpdatePending = next.automaticUpdatePending;
@@ -334,15 +339,15 @@ void Rehearsal::relaunch() {
 
 void Rehearsal::breakOff() {
   const QString time = QString::number(m_plan.silence.count()) + u" s";
-  if (m_run.record.sawGameStart) {
+  const std::vector<Child> left = childrenLeft();
+  const bool isStopped =
+      std::any_of(left.begin(), left.end(), [](const Child &child) { return child.isStopped; });
+  if (m_run.record.sawGameStart && !isStopped) {
     m_report.tell(Entry::note,
                   {u"  => no output of the game for " + time + u"; the rehearsal ends here"});
     end();
     return;
   }
-  const std::vector<Child> left = childrenLeft();
-  const bool isStopped =
-      std::any_of(left.begin(), left.end(), [](const Child &child) { return child.isStopped; });
   warn(isStopped ? QStringLiteral("the updater is stopped, by SIGSTOP or by a question to the "
                                   "terminal: ask nothing")
                  : u"no output for " + time +

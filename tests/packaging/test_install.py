@@ -1,5 +1,6 @@
 """Installs a package with small programs in it into many homes, and onto disks that are too small."""
 
+import fcntl
 import os
 import shutil
 import subprocess
@@ -90,31 +91,54 @@ class InstallTest(unittest.TestCase):
                 self.assertEqual([path for path in data.rglob("*") if not path.is_dir()], [])
 
     def test_a_home_without_a_possible_entry_is_refused(self):
-        for name in "a\nb", "a\tb", "a\x7f":
-            with self.subTest(name):
+        for name, reason in (("a\nb", "control characters"), ("a\tb", "control characters"),
+                             ("a\x7f", "control characters"), (os.fsdecode(b"a\xff"), "not UTF-8")):
+            with self.subTest(reason):
                 home = self.root / name
-                self.assert_refuses(home, "control characters")
+                self.assert_refuses(home, reason)
                 self.assertEqual(list(home.iterdir()), [])
+
+        for home in "", "relative":
+            self.assert_refuses(self.root, "HOME is not an absolute path", HOME=home)
+
+    def test_two_installers_do_not_disturb_each_other(self):
+        folder = self.root / "home/.local/share/tarvex-launcher"
+        folder.mkdir(parents=True)
+        held = os.open(folder, os.O_RDONLY)
+        self.addCleanup(os.close, held)
+        fcntl.flock(held, fcntl.LOCK_EX)
+        self.assert_refuses(self.root / "home", "another installer is running")
 
     def test_replaces_whatever_has_the_name(self):
         elsewhere = self.root / "elsewhere"
         elsewhere.mkdir()
         (elsewhere / "kept").touch()
-        folder = self.root / "data/tarvex-launcher"
+        disk, folder = self.root / "disk", self.root / "data/tarvex-launcher"
+        folder.parent.mkdir()
+        folder.symlink_to(disk)
         bundle = folder / "Tarvex Launcher.app"
         for before in (lambda: bundle.touch(), lambda: bundle.symlink_to(elsewhere),
                        lambda: bundle.symlink_to("nowhere"),
-                       lambda: (bundle / "Contents/Linux").mkdir(parents=True, mode=0o500),
+                       lambda: [bundle.mkdir(), (bundle / "file").touch(), bundle.chmod(0o500)],
+                       lambda: (folder / "install.sh").symlink_to(elsewhere),
                        lambda: bundle.with_name(bundle.name + ".new").touch(),
                        lambda: bundle.with_name(bundle.name + ".old").mkdir()):
-            shutil.rmtree(folder, ignore_errors=True)
-            folder.mkdir(parents=True)
+            shutil.rmtree(disk, ignore_errors=True)
+            disk.mkdir()
             before()
             run = self.install(self.root, XDG_DATA_HOME=str(folder.parent))
             self.assertEqual(run.stderr, "")
             self.assertEqual({path.name for path in folder.iterdir()}, {"install.sh", bundle.name})
             self.assertTrue(os.access(bundle / "Contents/Linux/tarvex-launcher", os.X_OK))
-        self.assertTrue((elsewhere / "kept").exists())
+        self.assertEqual([path.name for path in elsewhere.iterdir()], ["kept"])
+        self.install(self.root, "--uninstall", XDG_DATA_HOME=str(folder.parent))
+        self.assertEqual(list(disk.iterdir()), [])
+
+    def test_does_not_replace_a_folder_that_has_the_name_of_a_file(self):
+        entry = self.root / f"home/.local/share/applications/{NAME}.desktop"
+        entry.mkdir(parents=True)
+        self.assert_refuses(self.root / "home", "is a folder")
+        self.assertEqual(sorted(entry.parents[1].rglob("*")), [entry.parent, entry])
 
     def test_keeps_the_old_launcher_where_the_new_one_does_not_start(self):
         home = self.root / "home"

@@ -3,9 +3,11 @@
 import os
 import shutil
 import socket
+import struct
 import sys
 import tempfile
 import unittest
+import zlib
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -22,7 +24,7 @@ GOOD = {
     "com.tarvex.launcher.svg": (ICONS / "com.tarvex.launcher.svg").read_bytes(),
     "com.tarvex.launcher-48.png": (ICONS / "com.tarvex.launcher-48.png").read_bytes(),
     "com.tarvex.launcher.desktop": "[Desktop Entry]\nType=Application\nName=T\nExec=t",
-    "com.tarvex.launcher.metainfo.xml": "<component/>",
+    "com.tarvex.launcher.metainfo.xml": "<component><id>t</id><name>T</name></component>",
 }
 UPDATER, CONFIG, SVG, PNG, ENTRY, METAINFO = "client_updater.py", *list(GOOD)[2:]
 NO_REGIONS = "The launcher region configuration is invalid."
@@ -44,6 +46,10 @@ def catalogue(old, new):
 def bind_socket(top):
     with socket.socket(socket.AF_UNIX) as listener:
         listener.bind(str(top / "s"))
+
+
+def chunk(kind, body):
+    return struct.pack(">I", len(body)) + kind + body + struct.pack(">I", zlib.crc32(kind + body))
 
 
 FAULTS = [  # the change to good resources, and a part of each line of faults
@@ -73,8 +79,12 @@ FAULTS = [  # the change to good resources, and a part of each line of faults
     (text(PNG, GOOD[PNG][:-20]), f"'{PNG}' is not a PNG image"),
     (text(PNG, GOOD[PNG].replace(b"IDAT", b"IDAT\0", 1)), f"'{PNG}' is not a PNG image"),
     (text(PNG, (ICONS / "com.tarvex.launcher-32.png").read_bytes()), "of 48 by 48 pixels"),
-    (text(ENTRY, "[Desktop Entry]\nName=T"), f"'{ENTRY}' is not a desktop entry with an Exec"),
+    (text(PNG, GOOD[PNG][:33], chunk(b"IDAT", zlib.compress(b"few")), chunk(b"IEND", b"")),
+     f"'{PNG}' is not a PNG image"),
+    (text(ENTRY, GOOD[ENTRY].replace("Exec", "TryExec")), f"'{ENTRY}' is not a desktop entry"),
+    (text(ENTRY, GOOD[ENTRY].replace("Type", "#Type")), f"'{ENTRY}' is not a desktop entry"),
     (text(METAINFO, "<component>"), f"'{METAINFO}' is not AppStream metadata"),
+    (text(METAINFO, "<component/>"), f"'{METAINFO}' is not AppStream metadata"),
     (lambda top: [link("nothing", "absent")(top), text(SVG, "")(top), catalogue("3", "4")(top)],
      "leads nowhere", "SVG", "“schemaVersion”", NO_REGIONS),
 ]

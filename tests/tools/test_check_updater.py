@@ -54,6 +54,8 @@ FAULTS = [
     ("check", "os.kill(os.getpid(), signal.SIGSTOP)", "by SIGSTOP or by", "failure: the window"),
     ("check", GOOD["check"] + "\nleave('import os, time; time.sleep(.2); print(5)')",
      *["wait for the process that prints “5”"] * 2),
+    ("check", GOOD["check"] + "\nleave('import signal; signal.pause()')",
+     *["is only logged: wait for python3"] * 2),
     ("check", OFFER, "the same update is offered again"),
     ("update", "install('r5')", "nothing says what is installed"),
     ("update", "print('Installed client r5'); time.sleep(1); install('r5')",
@@ -68,6 +70,7 @@ FAULTS = [
     ("update", GOOD["update"].replace("100%", ""), "no number"),
     ("update", GOOD["update"].replace("100%", "6%\\r7%"), "run together", "a carriage return does"),
     ("update", GOOD["update"].replace("r5…", "r5..."), "three full stops stay"),
+    ("update", GOOD["update"].replace("r5…", "r5…\\x1b[0m"), "print no colours"),
     ("update", GOOD["update"] + "; print('Starting Tarvex…')", "an update run starts no game"),
     ("update", "time.sleep(1.2);" + GOOD["update"].replace("5%", "1%\\nDownloading client: 2%"),
      "come together after a silence"),
@@ -82,6 +85,8 @@ FAULTS = [
     ("play", START + "sys.exit(3)", "is a crash. The last line is “Starting Tarvex…”",
      FAILED + "The game closed unexpectedly"),
     ("play", START + "os.kill(os.getpid(), 9)", "killed by SIGKILL", FAILED),
+    ("play", START + "os.kill(os.getpid(), signal.SIGSTOP)", "by SIGSTOP or by",
+     "failure: the window"),
     ("play", START + "leave('import signal, os; os.close(1); os.close(2); signal.pause()')",
      "wait for the game"),
     ("play", START + "print('a\\n' * 1001)", "the game has printed 1001 lines"),
@@ -109,6 +114,8 @@ class CheckUpdaterTest(unittest.TestCase):
         self.assertEqual(status, 0, lines)
         self.assertIn("  | Game: ['--', '-windowed']  ->  log only: the first line after the game’s "
                       "start", lines)
+        self.assertIn("  => status “Ready to play North”, version line "
+                      "“Installed r5  •  source abc”, button Play", lines)
         self.assertIn("  => the game has ended, and so does the launcher", lines)
         self.assertEqual(self.check("--play", "--quiet", self.folder, "--", "x"), (0, []))
 
