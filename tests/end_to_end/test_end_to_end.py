@@ -62,7 +62,7 @@ class WaylandTest(LauncherTest):
             errors.seek(0)
             protocol, complaints = [], []
             for line in errors:
-                (protocol if re.match(r"\[ *[\d.]+\] ", line) else complaints).append(line)
+                (protocol if re.match(r"\[ *[\d.:]+\] ", line) else complaints).append(line)
         self.assertEqual(complaints, [])
         self.assertIn('.set_app_id("com.tarvex.launcher")', "".join(protocol))
 
