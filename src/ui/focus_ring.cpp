@@ -1,6 +1,7 @@
 #include "ui/focus_ring.h"
 
 #include <QEvent>
+#include <QFocusEvent>
 #include <QPainter>
 
 #include "ui/palette.h"
@@ -29,6 +30,9 @@ FocusRing::FocusRing(QWidget *parent) : QWidget(parent) {
 bool FocusRing::eventFilter(QObject *watched, QEvent *event) {
   switch (event->type()) {
     case QEvent::FocusIn:
+      noteReason(static_cast<const QFocusEvent *>(event)->reason());
+      follow();
+      break;
     case QEvent::FocusOut:
     case QEvent::EnabledChange:
     case QEvent::Move:
@@ -41,13 +45,23 @@ bool FocusRing::eventFilter(QObject *watched, QEvent *event) {
   return QWidget::eventFilter(watched, event);
 }
 
+// For any other reason, for instance when an enabled control gets the focus back, the player goes
+// on with the keyboard or the mouse as before. Qt's WA_KeyboardFocusChange does not tell that on Qt
+// 6.11: each setFocus() of the program resets it.
+void FocusRing::noteReason(Qt::FocusReason reason) {
+  if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||
+      reason == Qt::ShortcutFocusReason) {
+    m_keyMovesFocus = true;
+  } else if (reason == Qt::MouseFocusReason) {
+    m_keyMovesFocus = false;
+  }
+}
+
 void FocusRing::follow() {
-  // Qt sets WA_KeyboardFocusChange when a key has moved the focus.
   const QWidget *const control = window()->focusWidget();
   const bool shows = control != nullptr && control->hasFocus() &&
                      control->parentWidget() == parentWidget() &&
-                     (control->focusPolicy() & Qt::TabFocus) != 0 &&
-                     window()->testAttribute(Qt::WA_KeyboardFocusChange);
+                     (control->focusPolicy() & Qt::TabFocus) != 0 && m_keyMovesFocus;
   if (shows) {
     setGeometry(control->contentsRect()
                     .translated(control->pos())

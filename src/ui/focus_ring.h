@@ -1,5 +1,5 @@
-// The ring around the control with the keyboard focus. It is visible only after the player has
-// moved the focus by keyboard. Main thread.
+// The ring around the control with the keyboard focus. It is visible only if a key, and not the
+// mouse, was the last to move the focus. Main thread.
 #pragma once
 
 #include <QWidget>
@@ -16,7 +16,10 @@ class FocusRing : public QWidget {
   void paintEvent(QPaintEvent *event) override;
 
  private:
+  void noteReason(Qt::FocusReason reason);
   void follow();
+
+  bool m_keyMovesFocus = false;
 };
 
 }  // namespace tarvex

@@ -573,6 +573,9 @@ class TestUi : public QObject, public WindowDelegate {
     controls->play.setEnabled(true);
     QTRY_COMPARE(focused(), &controls->play);
     QVERIFY(ring->isVisible());
+    QTest::mouseClick(&controls->footer, Qt::LeftButton);
+    QCOMPARE(focused(), &controls->footer);
+    QVERIFY(!ring->isVisible());
 
     controls->picker.setEnabled(true);
     controls->picker.setFocus();
