@@ -61,7 +61,8 @@ class WaylandTest(LauncherTest):
             self.assert_ended(launcher)
             errors.seek(0)
             protocol, complaints = [], []
-            for line in errors:
+            # Qt 6.11 does not know a call of the at-spi2 beside it.
+            for line in (one for one in errors if not one.startswith("qt.accessibility.atspi: ")):
                 (protocol if re.match(r"\[ *[\d.:]+\] ", line) else complaints).append(line)
         self.assertEqual(complaints, [])
         self.assertIn('.set_app_id("com.tarvex.launcher")', "".join(protocol))
