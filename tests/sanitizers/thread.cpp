@@ -32,13 +32,33 @@ class Relay : public QtPrivate::QSlotObjectBase {
   QSlotObjectBase *m_slot;
 };
 
+// Calls Qt's function of this name. Its further parameters depend on Qt's version.
+template <typename... Rest>
+bool relayed(const char *symbol, QObject *object, QtPrivate::QSlotObjectBase *slot,
+             Qt::ConnectionType type, Rest... rest) {
+  using Function = bool (*)(QObject *, QtPrivate::QSlotObjectBase *, Qt::ConnectionType, Rest...);
+  static const auto ofQt = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, symbol));
+  return ofQt(object, new Relay(slot), type, rest...);
+}
+
 }  // namespace
 
+#if QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
 bool QMetaObject::invokeMethodImpl(QObject *object, QtPrivate::QSlotObjectBase *slot,
                                    Qt::ConnectionType type, void *ret) {
-  static const auto ofQt = reinterpret_cast<decltype(&invokeMethodImpl)>(
-      ::dlsym(RTLD_NEXT,
-              "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseE"
-              "N2Qt14ConnectionTypeEPv"));
-  return ofQt(object, new Relay(slot), type, ret);
+  return relayed(
+      "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseE"
+      "N2Qt14ConnectionTypeEPv",
+      object, slot, type, ret);
 }
+#else
+bool QMetaObject::invokeMethodImpl(QObject *object, QtPrivate::QSlotObjectBase *slot,
+                                   Qt::ConnectionType type, qsizetype parameterCount,
+                                   const void *const *parameters, const char *const *names,
+                                   const QtPrivate::QMetaTypeInterface *const *metaTypes) {
+  return relayed(
+      "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseE"
+      "N2Qt14ConnectionTypeExPKPKvPKPKcPKPKNS2_18QMetaTypeInterfaceE",
+      object, slot, type, parameterCount, parameters, names, metaTypes);
+}
+#endif
