@@ -44,20 +44,19 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
 def answer(handler, status, content=b"", **headers):
     handler.send_response(status)
-    for name, value in {"Content-Length": len(content), **headers}.items():
+    for name, value in {"Content_Length": len(content), **headers}.items():
         if value is not None:
             handler.send_header(name.replace("_", "-"), str(value))
     handler.end_headers()
     handler.wfile.write(content)
 
 
-def whole(handler, content):
-    if asked := re.fullmatch(r"bytes=(\d+)-", handler.headers.get("Range", "")):
-        start = int(asked[1])
-        answer(handler, 206, content[start:],
-               Content_Range=f"bytes {start}-{len(content) - 1}/{len(content)}")
-    else:
-        answer(handler, 200, content)
+def whole(handler, content, divisor=1):
+    start = int(handler.headers.get("Range", "bytes=0-")[6:-1])
+    part = f"bytes {start}-{len(content) - 1}/{len(content)}" if start else None
+    size = len(content) - start
+    answer(handler, 206 if start else 200, content[start : start + size // divisor],
+           Content_Length=size, Content_Range=part)
 
 
 def status(number, **headers):
@@ -66,13 +65,7 @@ def status(number, **headers):
 
 def cut(handler, content):
     """Ends in the middle of the announced content."""
-    start = int(handler.headers.get("Range", "bytes=0-")[6:-1])
-    handler.send_response(206 if start else 200)
-    handler.send_header("Content-Length", len(content) - start)
-    if start:
-        handler.send_header("Content-Range", f"bytes {start}-{len(content) - 1}/{len(content)}")
-    handler.end_headers()
-    handler.wfile.write(content[start : (start + len(content)) // 2])
+    whole(handler, content, divisor=2)
     handler.close_connection = True
 
 
@@ -84,9 +77,7 @@ def stall(handler, content):
 
 
 def slow(handler, content):
-    handler.send_response(200)
-    handler.send_header("Content-Length", len(content))
-    handler.end_headers()
+    answer(handler, 200, Content_Length=len(content))
     step = len(content) // 20 + 1
     for start in range(0, len(content), step):
         handler.wfile.write(content[start : start + step])
