@@ -122,17 +122,6 @@ class FaultTest(LauncherTest):
         wait_until(lambda: launcher.log.read_text() == f"Checking for updates.\n{NO_UPDATE[1]}",
                    launcher.log.read_text)
 
-    def test_updater_that_ignores_sigterm_is_not_killed(self):
-        self.plan(check=[["ignore terminate"], ["print", "x\n"], ["wait for", "on"]])
-        launcher = self.launch()
-        self.wait_for_line(launcher)
-        launcher.process.terminate()
-        self.assert_ended(launcher)
-        child = self.children()[0]["pid"]
-        self.assertTrue(Path(f"/proc/{child}").exists())
-        (self.resources / "on").touch()
-        self.wait_for_end_of(child)
-
 
 if __name__ == "__main__":
     unittest.main(verbosity=2)

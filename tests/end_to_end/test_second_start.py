@@ -1,15 +1,12 @@
 """A second start of the launcher, in every state of the launcher that runs already."""
 
 import ctypes
-import os
 import signal
 import socket
 import unittest
 
 from desktop import run, wait_until
-from launcher_test import NO_UPDATE, LauncherTest, desktop, setUpModule
-
-GAME = [["print", "Starting Tarvex…\n"], ["wait for", "over"]]
+from launcher_test import GAME, NO_UPDATE, ServiceTest, desktop, setUpModule
 
 
 class RootMessages:
@@ -45,7 +42,7 @@ class RootMessages:
         self._x11.XCloseDisplay(self._display)
 
 
-class SecondStartTest(LauncherTest):
+class SecondStartTest(ServiceTest):
     def setUp(self):
         super().setUp()
         self.plan(check=[NO_UPDATE], play=[*GAME, ["exit", 1]])
@@ -135,18 +132,6 @@ class SecondStartTest(LauncherTest):
             self.assertEqual(told.rstrip(b"\0").decode(),
                              f'remove: ID="{escaped}"' if startup_id else "")
 
-    def test_window_comes_forward_on_wayland(self):
-        with desktop.wayland() as environment, open(self.folder / "protocol", "w+") as protocol:
-            launcher = self.enterContext(desktop.launch(
-                self.bundle, self.home, environment={**environment, "WAYLAND_DEBUG": "client"},
-                preexec_fn=lambda: os.dup2(protocol.fileno(), 2)))
-            launcher.wait_for(button="Play")
-            self.assert_ended(self.launch(**environment, XDG_ACTIVATION_TOKEN="x"))
-            launcher.activate("push button", "Play")
-            launcher.wait_for(status="Launching Aurora Reach…")
-            protocol.seek(0)
-            self.assertEqual(protocol.read().count(".get_toplevel("), 2)
-
     def test_launcher_behind_its_game_is_left_alone(self):
         for arguments in [], ["--region", "mossgate"]:
             with self.subTest(arguments), self.hidden_by_the_game(*arguments) as hidden:
@@ -209,31 +194,24 @@ class SecondStartTest(LauncherTest):
                     wait_until(launcher.window, "the window")
 
     def test_other_calls_are_refused(self):
-        from gi.repository import Gio, GLib
-
-        launcher = self.ready()
-        flags = Gio.DBusConnectionFlags
-        bus = Gio.DBusConnection.new_for_address_sync(
-            os.environ["DBUS_SESSION_BUS_ADDRESS"],
-            flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
-        self.addCleanup(bus.close_sync)
-
         def ask(name, method, arguments):
             interface, _, method = method.rpartition(".")
-            return bus.call_sync(name, "/" + name.replace(".", "/"), interface, method, arguments,
-                                 None, 0, -1, None).unpack()
+            return self.bus.call_sync(name, "/" + name.replace(".", "/"), interface, method, arguments,
+                                      None, 0, -1, None).unpack()
 
+        launcher = self.ready()
+        variant = self.glib.Variant
         [names] = ask("org.freedesktop.DBus", "org.freedesktop.DBus.ListNames", None)
         [name] = [name for name in names if name.startswith("com.tarvex.launcher.s")]
-        data = GLib.Variant("(a{sv})", ({"other": GLib.Variant("i", 1),
-                                         "desktop-startup-id": GLib.Variant("s", "")},))
+        data = variant("(a{sv})", ({"other": variant("i", 1),
+                                     "desktop-startup-id": variant("s", "")},))
         for method, arguments in [
-                ("org.freedesktop.Application.Open", GLib.Variant("(asa{sv})", ([], {}))),
-                ("org.freedesktop.Application.ActivateAction", GLib.Variant("(sava{sv})", ("x", [], {}))),
+                ("org.freedesktop.Application.Open", variant("(asa{sv})", ([], {}))),
+                ("org.freedesktop.Application.ActivateAction", variant("(sava{sv})", ("x", [], {}))),
                 ("org.freedesktop.Application.Activate", None),
-                ("org.freedesktop.Application.Activate", GLib.Variant("(s)", ("x",))),
+                ("org.freedesktop.Application.Activate", variant("(s)", ("x",))),
                 ("com.tarvex.launcher.Activate", data)]:
-            with self.subTest(method), self.assertRaises(GLib.Error):
+            with self.subTest(method), self.assertRaises(self.glib.Error):
                 ask(name, method, arguments)
         self.cover()
         self.assertEqual(ask(name, "org.freedesktop.Application.Activate", data), ())
