@@ -99,18 +99,12 @@ class EndTest(LauncherTest):
                 self.wait_for_end_of(child)
                 (self.resources / "calls.jsonl").unlink()
 
-    def test_hang_up_is_ignored_under_nohup(self):
-        launcher, child = self.started(
-            preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+    def test_ignored_signals_stay_ignored_and_no_child_is_killed(self):
+        under_nohup = lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)
+        launcher, child = self.started(["ignore terminate"], preexec_fn=under_nohup)
         for pid in child, launcher.process.pid:
             os.kill(pid, signal.SIGHUP)
         launcher.wait_for(button="Checking…")
-        launcher.process.terminate()
-        self.assert_ended(launcher)
-        self.wait_for_end_of(child)
-
-    def test_updater_that_ignores_sigterm_is_not_killed(self):
-        launcher, child = self.started(["ignore terminate"])
         launcher.process.terminate()
         self.assert_ended(launcher)
         self.assertTrue(Path(f"/proc/{child}").exists())
@@ -147,14 +141,6 @@ class EndTest(LauncherTest):
 class RelaunchTest(LauncherTest):
     GAME_ARGUMENTS = ["--seconds", "1", "two words", "it's \"quoted\" $HOME", "", "x" * 4096, "--"]
     INSTALLS = [["print", "Installed launcher x. Restarting…\n"]]
-    # Takes the place of the launcher's program and records its arguments and descriptors.
-    RECORDER = """#!/usr/bin/python3
-import json, os, sys
-open_files = [name for name in os.listdir("/proc/self/fd") if os.path.exists("/proc/self/fd/" + name)]
-with open("{0}.part", "w") as record:
-    json.dump([sys.argv[1:], sorted(open_files), os.getsid(0) == os.getpid()], record)
-os.rename("{0}.part", "{0}")
-"""
 
     def setUp(self):
         super().setUp()
@@ -184,20 +170,23 @@ os.rename("{0}.part", "{0}")
         self.assertEqual(json.loads(told), self.GAME_ARGUMENTS)
 
     def test_arguments_and_descriptors_of_the_new_instance(self):
-        self.plan(check=[UPDATE], update=self.INSTALLS)
+        self.plan(check=[UPDATE], update=self.INSTALLS, play=[["wait for", "never"]])
         launcher = self.launch("--region", "mossgate", "--no-self-update", "--", *self.GAME_ARGUMENTS)
         launcher.wait_for(button="Update")
         self_update.set_version(self.bundle, self_update.NEW)
-        record = self.folder / "record"
         self.program.unlink()
-        self.program.write_text(self.RECORDER.format(record))
+        updater = self.resources / "client_updater.py"
+        self.program.write_text(f'#!/bin/sh\nexec /usr/bin/python3 "{updater}" "$@"\n')
         self.program.chmod(0o755)
         launcher.press("Return")
         self.assert_ended(launcher)
-        wait_until(record.exists, "the new instance")
+        _, _, new = wait_until(lambda: len(self.children()) == 3 and self.children(), "the new instance")
         expected = ["--region", "mossgate", "--continue", "--relaunched-from", self_update.OLD,
                     "--no-self-update", "--", *self.GAME_ARGUMENTS]
-        self.assertEqual(json.loads(record.read_text()), [expected, ["0", "1", "2"], True])
+        self.assertEqual(new["arguments"], expected)
+        self.assertEqual(os.getsid(new["pid"]), new["pid"])
+        descriptors = lambda: sorted(os.listdir(f"/proc/{new['pid']}/fd"))
+        wait_until(lambda: descriptors() == ["0", "1", "2"], descriptors)
 
     def test_failures_are_told_apart_and_retry_works(self):
         def named(value):
@@ -257,7 +246,7 @@ os.rename("{0}.part", "{0}")
 class RunTest(LauncherTest):
     def test_arguments_environment_and_descriptors_of_a_run(self):
         self_update.set_version(self.bundle, self_update.OLD)
-        self.plan(check=[["descriptors"], ["print", "\n"], UPDATE])
+        self.plan(check=[["descriptors"], ["print", "\n"], ["flood", 5000], UPDATE])
         launcher = self.launch("-platform", "minimal", "--region", "mossgate", "--no-self-update",
                                "--relaunched-from", "0123456789abcdef", "--", "-style", "x",
                                PYTHONUNBUFFERED="0", PYTHONUNBUFFEREDX="a=b")
@@ -274,16 +263,7 @@ class RunTest(LauncherTest):
         call["environment"].pop("LC_CTYPE", None)  # set by Python
         own.pop("LC_CTYPE", None)
         self.assertEqual(call["environment"], own)
-        self.assertIn("\n0 1 2\nUPDATE_CHECK", launcher.log.read_text())
-
-    def test_flood_freezes_nothing_and_loses_nothing(self):
-        self.plan(check=[["flood", 5000], ["wait for", "on"], NO_UPDATE])
-        launcher = self.launch()
-        wait_until(lambda: launcher.log.exists() and "of a flood" in launcher.log.read_text(),
-                   "the flood")
-        self.assertEqual(launcher.wait_for(button="Checking…").progress, 0)
-        (self.resources / "on").touch()
-        launcher.wait_for(button="Play")
+        self.assertIn("\n0 1 2\n", launcher.log.read_text())
         lines = [line for line in launcher.log.read_text().splitlines() if "of a flood" in line]
         self.assertEqual([int(line.split()[1]) for line in lines], list(range(5000)))
 
@@ -406,9 +386,14 @@ class HiddenTest(ServiceTest):
     ANSWERS = {"GetCapabilities": ("(as)", (["body-markup", "actions"],)), "Notify": ("(u)", (7,)),
                "RegisterStatusNotifierItem": (None, None)}
 
-    def hidden_by_the_game(self, *last_words, starts=1):
-        self.plan(check=[NO_UPDATE], play=[["print", "Starting Tarvex…\n" * starts],
-                                           ["wait for", "over"], *last_words, ["exit", 1]])
+    def test_status_icon_and_the_notification_of_a_failure(self):
+        self.serve("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
+                   self.NOTIFICATIONS)
+        self.serve("org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher", self.WATCHER)
+        self.plan(check=[NO_UPDATE], play=[
+            ["print", "Starting Tarvex…\n" * 3000], ["wait for", "over"],
+            ["print", "Installed launcher x Restarting…\n"],
+            ["print", "Tarvex launcher error: " + "e\u0301<" * 5000 + "\n"], ["exit", 1]])
         updater = self.resources / "client_updater.py"
         elsewhere = updater.rename(self.folder / "elsewhere")
         launcher = self.launch()
@@ -418,15 +403,19 @@ class HiddenTest(ServiceTest):
         launcher.wait_for(button="Play")
         self.assertEqual(self.calls, {})
         self.play_until_hidden(launcher)
-        return launcher
+        [item] = self.wait_for_call("RegisterStatusNotifierItem")
 
-    def test_failure_is_notified_and_the_notification_quits(self):
-        self.serve("org.freedesktop.Notifications", "/org/freedesktop/Notifications",
-                   self.NOTIFICATIONS)
-        launcher = self.hidden_by_the_game(
-            ["print", "Installed launcher x Restarting…\n"],
-            ["print", "Tarvex launcher error: " + "e\u0301<" * 5000 + "\n"], starts=3000)
-        self.assertEqual(self.calls, {})
+        def ask(interface, method, signature, *arguments):
+            return self.bus.call_sync(item, "/StatusNotifierItem", interface, method,
+                                      self.glib.Variant(signature, arguments), None, 0, -1, None)
+
+        own = "org.kde.StatusNotifierItem"
+        title = ask("org.freedesktop.DBus.Properties", "Get", "(ss)", own, "Title")
+        self.assertEqual(title.unpack(), ("Tarvex",))
+        ask(own, "Activate", "(ii)", 10, 10)
+        wait_until(lambda: run("xdotool", "search", "--onlyvisible", "--pid",
+                               str(launcher.process.pid), "--class", "."), "the menu")
+        self.assertNotIn("Notify", self.calls)
         (self.resources / "over").touch()
         _, _, _, summary, body, actions, _, _ = self.wait_for_call("Notify")
         self.assertEqual(summary, "Couldn’t start the game")
@@ -440,26 +429,6 @@ class HiddenTest(ServiceTest):
         self.assert_ended(launcher)
         self.receive_all()
         self.assertEqual(self.call_counts["Notify"], 1)
-
-    def test_status_icon_is_there_while_the_window_is_hidden(self):
-        self.serve("org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher", self.WATCHER)
-        launcher = self.hidden_by_the_game()
-        [item] = self.wait_for_call("RegisterStatusNotifierItem")
-
-        def ask(interface, method, signature, *arguments):
-            return self.bus.call_sync(item, "/StatusNotifierItem", interface, method,
-                                      self.glib.Variant(signature, arguments), None, 0, -1, None)
-
-        own = "org.kde.StatusNotifierItem"
-        title = ask("org.freedesktop.DBus.Properties", "Get", "(ss)", own, "Title")
-        self.assertEqual(title.unpack(), ("Tarvex",))
-        ask(own, "Activate", "(ii)", 10, 10)
-        wait_until(lambda: run("xdotool", "search", "--onlyvisible", "--pid",
-                               str(launcher.process.pid), "--class", "."), "the menu")
-        (self.resources / "over").touch()
-        launcher.wait_for(status="Couldn’t start the game")
-        launcher.process.send_signal(signal.SIGTERM)
-        self.assert_ended(launcher)
 
 
 class WindowTest(LauncherTest):
