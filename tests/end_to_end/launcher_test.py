@@ -47,10 +47,15 @@ class LauncherTest(unittest.TestCase):
         wait_until(lambda: launcher.log.exists() and launcher.log.read_text().endswith(line),
                    "the child's line")
 
-    def play_until_hidden(self, launcher):
+    def ready(self, *arguments, **environment):
+        launcher = self.launch(*arguments, **environment)
         launcher.wait_for(button="Play")
+        return launcher
+
+    def play_until_hidden(self, launcher):
         launcher.press("Return")
         wait_until(lambda: launcher.window() is None, "the window to hide")
+        return launcher
 
     def children(self):
         calls = self.resources / "calls.jsonl"
@@ -59,6 +64,10 @@ class LauncherTest(unittest.TestCase):
 
     def assert_ended(self, launcher, status=0):
         self.assertEqual(launcher.process.wait(timeout=30), status)
+
+    def terminate(self, launcher):
+        launcher.process.terminate()
+        self.assert_ended(launcher)
 
     def wait_for_end_of(self, pid):
         wait_until(lambda: not Path(f"/proc/{pid}").exists(), f"the end of {pid}")

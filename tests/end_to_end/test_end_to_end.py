@@ -61,8 +61,7 @@ class WaylandTest(LauncherTest):
 
     def test_window_has_a_title_bar_and_comes_forward_at_a_second_start(self):
         self.plan(check=[NO_UPDATE])
-        launcher = self.launch()
-        launcher.wait_for(button="Play")
+        launcher = self.ready()
         self.assertIn(("push button", "Minimize"), launcher.controls())
         self.assert_ended(super().launch(**self.environment, XDG_ACTIVATION_TOKEN="x"))
         launcher.activate("push button", "Close")
@@ -105,8 +104,7 @@ class EndTest(LauncherTest):
         for pid in child, launcher.process.pid:
             os.kill(pid, signal.SIGHUP)
         launcher.wait_for(button="Checking…")
-        launcher.process.terminate()
-        self.assert_ended(launcher)
+        self.terminate(launcher)
         self.assertTrue(Path(f"/proc/{child}").exists())
         (self.resources / "never").touch()
         self.wait_for_end_of(child)
@@ -120,8 +118,7 @@ class EndTest(LauncherTest):
 
     def test_game_keeps_the_launcher_until_it_fails(self):
         self.plan(check=[NO_UPDATE], play=[*GAME, ["exit", 1]])
-        launcher = self.launch()
-        launcher.wait_for(button="Play")
+        launcher = self.ready()
         launcher.press("Return")
         launcher.wait_for(status="Launching Aurora Reach…")
         run("xdotool", "key", "alt+F4")  # without waiting for the focus: the window hides soon
@@ -134,8 +131,7 @@ class EndTest(LauncherTest):
         launcher.wait_for(status="Couldn’t start the game",
                           version="The game closed unexpectedly. You can try again.")
         self.assertIsNone(launcher.window())
-        launcher.process.send_signal(signal.SIGTERM)
-        self.assert_ended(launcher)
+        self.terminate(launcher)
 
 
 class RelaunchTest(LauncherTest):
@@ -285,8 +281,7 @@ class RunTest(LauncherTest):
         launcher.wait_for(button="Retry", status="Couldn’t check for updates")
         self.assertNotIn("xx", launcher.log.read_text())  # whole entries only
         self.assertIn("\nshort\n", launcher.log.read_text())
-        launcher.process.send_signal(signal.SIGTERM)
-        self.assert_ended(launcher)
+        self.terminate(launcher)
 
 
 class LogTest(ServiceTest):
@@ -354,8 +349,7 @@ class LogTest(ServiceTest):
                 self.calls.clear()
             if self.response == 2:
                 self.assert_noted(viewer, launcher.log)
-        launcher.process.terminate()
-        self.assert_ended(launcher)
+        self.terminate(launcher)
         self.receive_all()
         self.assertEqual((self.calls, viewer.exists()), ({}, False))
 
@@ -509,8 +503,7 @@ class WindowTest(LauncherTest):
     @unittest.skipIf("TSAN_OPTIONS" in os.environ, "the thread sanitizer's own thread never rests")
     def test_idle_launcher_sleeps(self):
         self.plan(check=[NO_UPDATE])
-        launcher = self.launch()
-        launcher.wait_for(button="Play")
+        launcher = self.ready()
 
         def wake_ups():
             return sum(int(re.search(r"^voluntary_ctxt_switches:\s*(\d+)", path.read_text(), re.M)[1])

@@ -80,8 +80,7 @@ class FaultTest(LauncherTest):
                 self.assertIsNone(launcher.process.poll())
                 # libfaketime crashes one exit in a hundred: a thread asks it for the time too late.
                 if "FAKETIME" not in environment:
-                    launcher.process.terminate()
-                    self.assert_ended(launcher)
+                    self.terminate(launcher)
         self.assertIn(b"\nselectedRegion=aurora-reach\n", settings.read_bytes())  # the last start's
 
     @unittest.skipIf(SANITIZED, "the sanitizers refuse the wrapper's way to load the C library")
@@ -93,9 +92,8 @@ class FaultTest(LauncherTest):
         self.plan(check=[NO_UPDATE])
         for home in None, "":
             with self.subTest(home):
-                launcher = self.launch("--", HOME=home, LD_PRELOAD=str(NSS_WRAPPER),
-                                       NSS_WRAPPER_PASSWD=str(users), NSS_WRAPPER_GROUP=str(groups))
-                launcher.wait_for(button="Play")
+                launcher = self.ready("--", HOME=home, LD_PRELOAD=str(NSS_WRAPPER),
+                                      NSS_WRAPPER_PASSWD=str(users), NSS_WRAPPER_GROUP=str(groups))
                 self.assertIn(NO_UPDATE[1], launcher.log.read_text())
                 self.assertEqual(len(list(self.home.glob(".config/Tarvex/*.conf"))), 1)
                 shutil.rmtree(launcher.log.parent)
@@ -108,8 +106,7 @@ class FaultTest(LauncherTest):
             self.skipTest("a disk for the test cannot be mounted")
         self.addCleanup(run, "umount", "--lazy", support)
         self.plan(check=[["flood", 3000], NO_UPDATE])
-        launcher = self.launch()
-        launcher.wait_for(button="Play")
+        launcher = self.ready()
         kept = launcher.log.read_text().split("\n")
         flood = [line for line in kept if "flood" in line]
         self.assertIn(len(flood), range(500, 2000))

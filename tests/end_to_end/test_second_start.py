@@ -6,7 +6,7 @@ import socket
 import unittest
 
 from desktop import run, wait_until
-from launcher_test import GAME, NO_UPDATE, ServiceTest, desktop, setUpModule
+from launcher_test import GAME, NO_UPDATE, ServiceTest, setUpModule
 
 
 class RootMessages:
@@ -47,22 +47,9 @@ class SecondStartTest(ServiceTest):
         super().setUp()
         self.plan(check=[NO_UPDATE], play=[*GAME, ["exit", 1]])
 
-    def ready(self, *arguments, **environment):
-        launcher = self.launch(*arguments, **environment)
-        launcher.wait_for(button="Play")
-        return launcher
-
     def cover(self):
         """Puts the window of another player's launcher in front."""
-        other = self.enterContext(desktop.launch(self.bundle, self.folder, "--"))
-        other.wait_for(button="Play")
-        self.wait_until_in_front(other)
-        return other
-
-    def hidden_by_the_game(self, *arguments):
-        launcher = self.launch(*arguments)
-        self.play_until_hidden(launcher)
-        return launcher
+        self.wait_until_in_front(self.ready("--", HOME=str(self.folder)))
 
     def wait_until_in_front(self, launcher):
         def in_front():
@@ -97,9 +84,9 @@ class SecondStartTest(ServiceTest):
             return {"HOME": str(self.folder / "link")}
 
         states = {
-            "behind another": ({}, lambda _: self.cover() and None),
+            "behind another": ({}, lambda _: self.cover()),
             "minimised": ({}, minimise),
-            "started with arguments": (["--region", "mossgate"], lambda _: self.cover() and None),
+            "started with arguments": (["--region", "mossgate"], lambda _: self.cover()),
             "the same home by another path": ({}, link_home),
             "after an earlier second start": ({}, self.assert_second_start_ends),
         }
@@ -134,17 +121,16 @@ class SecondStartTest(ServiceTest):
 
     def test_launcher_behind_its_game_is_left_alone(self):
         for arguments in [], ["--region", "mossgate"]:
-            with self.subTest(arguments), self.hidden_by_the_game(*arguments) as hidden:
+            with self.subTest(arguments), self.play_until_hidden(self.ready(*arguments)) as hidden:
                 second = self.ready()
                 self.assert_second_start_ends(second)  # by a third launcher
                 self.assertIsNone(hidden.window())
-                second.process.terminate()
-                self.assert_ended(second)
+                self.terminate(second)
                 self.assertIsNone(hidden.process.poll())
                 self.ready().process.terminate()
 
     def test_launcher_whose_game_is_over_makes_way(self):
-        hidden = self.hidden_by_the_game()
+        hidden = self.play_until_hidden(self.ready())
         (self.resources / "over").touch()
         hidden.wait_for(status="Couldn’t start the game")
         second = self.ready()
@@ -163,8 +149,7 @@ class SecondStartTest(ServiceTest):
         for arguments in ["--continue"], ["--"], ["-x"]:
             with self.subTest(arguments), self.ready(*arguments) as other:
                 self.assertIsNone(first.process.poll())
-                other.process.terminate()
-                self.assert_ended(other)
+                self.terminate(other)
 
     def test_of_two_at_once_one_stays(self):
         def one_stays():
