@@ -28,11 +28,9 @@ class CheckTest(UpdaterTest):
         rows = [
             (None, stays, "unpackaged"),
             (None, self.launcher + stays, "unconfigured"),
-            (NEW, stays, "unpackaged"),
             (NEW, self.launcher + stays, "unknown"),
             (NEW, self.launcher + stays[:2], f"available:{NEW}"),
             (NEW, self.launcher + ("--relaunched-from", NEW), "current"),
-            (OLD, self.launcher, "current"),
         ]
         for published, words, launcher in rows:
             with self.subTest(launcher, published=published):
