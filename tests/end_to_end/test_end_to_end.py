@@ -286,9 +286,8 @@ class LogTest(ServiceTest):
     """The ways to the log's viewer. Each is tried when those before it are missing or fail."""
 
     PORTAL = """<node><interface name="org.freedesktop.portal.OpenURI">
-      <method name="OpenFile"><arg type="s" direction="in"/><arg type="h" direction="in"/>
-        <arg type="a{sv}" direction="in"/><arg type="o" direction="out"/></method>
-      </interface></node>"""
+      <method name="OpenFile"><arg type="s"/><arg type="h"/><arg type="a{sv}"/>
+        <arg type="o" direction="out"/></method></interface></node>"""
     PATH = "/org/freedesktop/portal/desktop"
 
     def called(self, bus, sender, path, _interface, method, arguments, invocation):
@@ -309,16 +308,6 @@ class LogTest(ServiceTest):
         program.chmod(0o755)
         return note
 
-    def name_viewer(self):
-        note = self.program("viewer")
-        entry = self.home / ".local/share/applications/viewer.desktop"
-        entry.parent.mkdir(parents=True)
-        entry.write_text(f'[Desktop Entry]\nExec="{self.folder}/viewer" %f\n')
-        defaults = self.home / ".config/mimeapps.list"
-        defaults.parent.mkdir(exist_ok=True)
-        defaults.write_text("[Default Applications]\ntext/plain=viewer.desktop\n")
-        return note
-
     def click(self, **environment):
         self.plan(check=[])
         launcher = self.launch(PATH=str(self.folder), XDG_DATA_DIRS=str(self.folder), **environment)
@@ -333,8 +322,12 @@ class LogTest(ServiceTest):
 
     def test_each_way_is_tried_when_those_before_it_fail(self):
         self.home /= os.fsdecode(b"\xff")
-        self.home.mkdir()
-        viewer = self.name_viewer()
+        applications, settings = self.home / ".local/share/applications", self.home / ".config"
+        for folder in applications, settings:
+            folder.mkdir(parents=True)
+        (applications / "viewer.desktop").write_text(f'[Desktop Entry]\nExec="{self.folder}/viewer" %f\n')
+        (settings / "mimeapps.list").write_text("[Default Applications]\ntext/plain=viewer.desktop\n")
+        viewer = self.program("viewer")
         launcher = self.click()
         self.assert_noted(viewer, launcher.log)
         self.serve("org.freedesktop.portal.Desktop", self.PATH, self.PORTAL)
@@ -365,16 +358,13 @@ class HiddenTest(ServiceTest):
 
     NOTIFICATIONS = """<node><interface name="org.freedesktop.Notifications">
       <method name="GetCapabilities"><arg type="as" direction="out"/></method>
-      <method name="Notify"><arg type="s" direction="in"/><arg type="u" direction="in"/>
-        <arg type="s" direction="in"/><arg type="s" direction="in"/><arg type="s" direction="in"/>
-        <arg type="as" direction="in"/><arg type="a{sv}" direction="in"/>
-        <arg type="i" direction="in"/><arg type="u" direction="out"/></method>
+      <method name="Notify"><arg type="s"/><arg type="u"/><arg type="s"/><arg type="s"/><arg type="s"/>
+        <arg type="as"/><arg type="a{sv}"/><arg type="i"/><arg type="u" direction="out"/></method>
       </interface></node>"""
     WATCHER = """<node><interface name="org.kde.StatusNotifierWatcher">
-      <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
+      <method name="RegisterStatusNotifierItem"><arg type="s"/></method>
       <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
-      <property name="ProtocolVersion" type="i" access="read"/>
-      </interface></node>"""
+      <property name="ProtocolVersion" type="i" access="read"/></interface></node>"""
     ANSWERS = {"GetCapabilities": ("(as)", (["body-markup", "actions"],)), "Notify": ("(u)", (7,)),
                "RegisterStatusNotifierItem": (None, None)}
 
