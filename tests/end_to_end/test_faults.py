@@ -9,7 +9,7 @@ import unittest
 from pathlib import Path
 
 from desktop import run, wait_until
-from launcher_test import NO_UPDATE, LauncherTest, desktop, setUpModule
+from launcher_test import NO_UPDATE, LauncherTest, setUpModule
 
 LIBRARIES = Path("/usr/lib/x86_64-linux-gnu")
 FAKETIME = LIBRARIES / "faketime/libfaketimeMT.so.1"

@@ -1,7 +1,6 @@
 """Puts resources with one fault each into a package."""
 
 import os
-import shutil
 import struct
 import sys
 import tempfile
