@@ -10,7 +10,6 @@ MISTAKES = [  # the files, the region, the release, the options, a part of the m
     ({"game": "#!", "other": "#!"}, "eu", "1", [], "Which file starts the game"),
     ({"data": ""}, "eu", "1", [], "Which file starts the game"),
     ({"game": "#!"}, "eu", "1", ["--start", "other"], "none of the executable files"),
-    ({"game": "#!", "con": ""}, "eu", "1", [], "'con' names a device"),
     ({"game": "#!", "a": "", "A": ""}, "eu", "1", [], "'A' and 'a' are one on some disks"),
     ({"game": "#!", "\udcff": ""}, "eu", "1", [], "no valid “path”: '\\udcff'"),
     ({"game": "#!"}, "EU", "1", [], "--region has to look like"),
@@ -62,9 +61,9 @@ class PublishTest(UpdaterTest):
 
     def test_a_package_can_be_published_as_a_launcher(self):
         self.publish("1.0", FIRST)
-        self.make_bundle(self.root / "pack/tarvex-launcher-1/Tarvex Launcher.app", NEW)
-        (self.root / "pack/tarvex-launcher-1/install.sh").write_text("no part of the bundle")
-        linux = self.root / "pack/tarvex-launcher-1/Tarvex Launcher.app/Contents/Linux"
+        package = self.root / "pack/tarvex-launcher-1"
+        linux = self.make_bundle(package / "Tarvex Launcher.app", NEW) / "Contents/Linux"
+        (package / "install.sh").write_text("no part of the bundle")
         (linux / "link").symlink_to("launcher")
         os.link(linux / "launcher", linux / "twin")
         archive = shutil.make_archive(self.root / "launcher", "xztar", self.root / "pack")
@@ -73,22 +72,20 @@ class PublishTest(UpdaterTest):
         self.assert_updates(*self.launcher)
         self.assertEqual(self.version_of(self.bundle), NEW)
         self.assertFalse((self.bundle / "install.sh").exists())
-        contents = {path.read_bytes() for path in (self.bundle / "Contents/Linux").iterdir()}
-        self.assertEqual((len(contents), len(list((self.bundle / "Contents/Linux").iterdir()))), (1, 3))
+        contents = [path.read_bytes() for path in (self.bundle / "Contents/Linux").iterdir()]
+        self.assertEqual((len(contents), len(set(contents))), (3, 1))
 
     def test_links_are_published_as_files_or_not_at_all(self):
-        def files():
-            folder = self.make_files(self.root / "links", {"game": GAME, "folder/file": "x"})
-            return folder
-
-        (files() / "link").symlink_to("game")
-        self.publish("1.0", None, str(self.root / "links"), "--start", "game")
+        folder = self.make_files(self.root / "links", {"game": GAME, "folder/file": "x"})
+        link = folder / "link"
+        link.symlink_to("game")
+        self.publish("1.0", None, folder, "--start", "game")
         self.assert_updates()
         self.assert_installed({"game": GAME, "folder/file": "x", "link": GAME})
         for target in ("nowhere", "folder"):
-            (files() / "link").symlink_to(target)
-            lines = self.publish("2.0", None, str(self.root / "links"), status=1)
-            self.assertIn("link is neither a file nor a folder", lines[0])
+            link.unlink()
+            link.symlink_to(target)
+            self.assertIn("link is neither a file nor", self.publish("2.0", None, folder, status=1)[0])
 
     def test_a_file_that_changes_meanwhile_is_not_published(self):
         def main():

@@ -44,20 +44,19 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
 def answer(handler, status, content=b"", **headers):
     handler.send_response(status)
-    for name, value in {"Content-Length": len(content), **headers}.items():
+    for name, value in {"Content_Length": len(content), **headers}.items():
         if value is not None:
             handler.send_header(name.replace("_", "-"), str(value))
     handler.end_headers()
     handler.wfile.write(content)
 
 
-def whole(handler, content):
-    if asked := re.fullmatch(r"bytes=(\d+)-", handler.headers.get("Range", "")):
-        start = int(asked[1])
-        answer(handler, 206, content[start:],
-               Content_Range=f"bytes {start}-{len(content) - 1}/{len(content)}")
-    else:
-        answer(handler, 200, content)
+def whole(handler, content, divisor=1):
+    start = int(handler.headers.get("Range", "bytes=0-")[6:-1])
+    part = f"bytes {start}-{len(content) - 1}/{len(content)}" if start else None
+    size = len(content) - start
+    answer(handler, 206 if start else 200, content[start : start + size // divisor],
+           Content_Length=size, Content_Range=part)
 
 
 def status(number, **headers):
@@ -66,13 +65,7 @@ def status(number, **headers):
 
 def cut(handler, content):
     """Ends in the middle of the announced content."""
-    start = int(handler.headers.get("Range", "bytes=0-")[6:-1])
-    handler.send_response(206 if start else 200)
-    handler.send_header("Content-Length", len(content) - start)
-    if start:
-        handler.send_header("Content-Range", f"bytes {start}-{len(content) - 1}/{len(content)}")
-    handler.end_headers()
-    handler.wfile.write(content[start : (start + len(content)) // 2])
+    whole(handler, content, divisor=2)
     handler.close_connection = True
 
 
@@ -84,9 +77,7 @@ def stall(handler, content):
 
 
 def slow(handler, content):
-    handler.send_response(200)
-    handler.send_header("Content-Length", len(content))
-    handler.end_headers()
+    answer(handler, 200, Content_Length=len(content))
     step = len(content) // 20 + 1
     for start in range(0, len(content), step):
         handler.wfile.write(content[start : start + step])
@@ -211,15 +202,6 @@ class ServerTest(UpdaterTest):
         self.configure(address, timeoutSeconds=1)
         return server
 
-    def certificate(self):
-        path = self.root / "certificate.pem"
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
-                        "/CN=test", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", path, "-out",
-                        self.root / "public.pem"], check=True, capture_output=True)
-        with open(path, "a") as file:
-            file.write((self.root / "public.pem").read_text())
-        return path
-
     def test_faults(self):
         self.publish("1.0", GAME)
         for kind, plan, sentence, requests in FAULTS:
@@ -264,17 +246,20 @@ class ServerTest(UpdaterTest):
 
     def test_certificates(self):
         self.publish("1.0", GAME)
-        certificate = self.certificate()
+        certificate, public = self.root / "certificate.pem", self.root / "public.pem"
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
+                        "/CN=test", "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", certificate,
+                        "-out", public], check=True, capture_output=True)
+        certificate.write_text(certificate.read_text() + public.read_text())
         server = self.enterContext(WebServer(self.web, certificate=certificate))
         self.configure(server.address)
         self.assert_fails("certificate of 127.0.0.1 is not valid", "--check")
-        trust_it = lambda: fetch.os.environ.__setitem__("SSL_CERT_FILE", str(self.root / "public.pem"))
+        trust_it = lambda: fetch.os.environ.__setitem__("SSL_CERT_FILE", str(public))
         self.assert_updates(before=trust_it)
         self.assert_installed(GAME)
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(certificate)
-        plain = WebServer(self.web)
-        self.enterContext(plain)
+        plain = self.enterContext(WebServer(self.web))
         self.serve(context, release=[to(plain.address + "release.json")])
         self.assert_fails(UNSAFE, "--check", before=trust_it)
 
@@ -303,10 +288,6 @@ class ServerTest(UpdaterTest):
 
 
 class SignatureTest(UpdaterTest):
-    def setUp(self):
-        super().setUp()
-        self.key, self.public_key = self.make_key("key")
-
     def make_key(self, name):
         secret, public = self.root / name, self.root / (name + ".pub")
         subprocess.run(["minisign", "-G", "-W", "-s", secret, "-p", public], check=True,
@@ -314,19 +295,21 @@ class SignatureTest(UpdaterTest):
         return secret, public.read_text().split()[-1]
 
     def test_only_what_is_signed_by_the_key_is_taken(self):
+        key, public_key = self.make_key("key")
+
         def edit(**change):
             envelope = self.web / "release.json"
             envelope.write_text(json.dumps({**json.loads(envelope.read_bytes()), **change}))
 
         def sign(text, *options):
             (self.root / "text").write_text(text)
-            subprocess.run(["minisign", "-S", "-s", self.key, "-m", self.root / "text", *options],
+            subprocess.run(["minisign", "-S", "-s", key, "-m", self.root / "text", *options],
                            check=True, capture_output=True)
             edit(signature=(self.root / "text.minisig").read_text())
 
-        self.configure(publicKey=self.public_key)
+        self.configure(publicKey=public_key)
         self.make_bundle(self.bundle, OLD)
-        self.publish("1.0", FIRST, "--key", self.key, "--launcher",
+        self.publish("1.0", FIRST, "--key", key, "--launcher",
                      self.make_bundle(self.root / "built", NEW))
         self.publish("1.0", FIRST, status=1)  # unsigned
         signed = json.loads((self.web / "release.json").read_bytes())
@@ -357,11 +340,11 @@ class SignatureTest(UpdaterTest):
         self.assert_updates()
         self.assert_installed(FIRST)
         new, new_public_key = self.make_key("new")
-        self.configure(publicKey=[new_public_key, self.public_key])
-        for key in self.key, new:
-            self.publish("2.0", FIRST, "--key", key)
+        self.configure(publicKey=[new_public_key, public_key])
+        for either in key, new:
+            self.publish("2.0", FIRST, "--key", either)
             self.assert_updates()
-        self.configure(publicKey=self.public_key)
+        self.configure(publicKey=public_key)
         self.assert_fails("The release on the server is damaged")
 
 

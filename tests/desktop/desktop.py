@@ -43,11 +43,9 @@ class Look:
     version: str
     footer: str
     region: str
-    region_enabled: bool
     region_open: bool
     button: str
     button_enabled: bool
-    button_help: str
     log_button: bool
     progress: float | None  # None: hidden
     busy: bool
@@ -143,11 +141,8 @@ class ForeignProcess:
         """0 when the process has ended, None at the time-out."""
         return 0 if select.select([self._descriptor], [], [], timeout)[0] else None
 
-    def send_signal(self, number):
-        signal.pidfd_send_signal(self._descriptor, number)
-
     def kill(self):
-        self.send_signal(signal.SIGKILL)
+        signal.pidfd_send_signal(self._descriptor, signal.SIGKILL)
 
 
 class Launcher:
@@ -236,11 +231,9 @@ class Launcher:
                 version=text("label", "Installed version"),
                 footer=text("label", "Launcher and game version"),
                 region=self.desktop.atspi.Text.get_text(region, 0, -1),
-                region_enabled=has(region, state.SENSITIVE),
                 region_open=has(region, state.EXPANDED),
                 button=button.get_name(),
                 button_enabled=has(button, state.SENSITIVE),
-                button_help=button.get_description(),
                 log_button=has(found["push button", "View Log"], state.SHOWING),
                 progress=progress.get_current_value() if has(progress, state.SHOWING) else None,
                 busy=has(progress, state.BUSY))

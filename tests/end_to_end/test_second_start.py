@@ -1,15 +1,12 @@
 """A second start of the launcher, in every state of the launcher that runs already."""
 
 import ctypes
-import os
 import signal
 import socket
 import unittest
 
 from desktop import run, wait_until
-from launcher_test import NO_UPDATE, LauncherTest, desktop, setUpModule
-
-GAME = [["print", "Starting Tarvex…\n"], ["wait for", "over"]]
+from launcher_test import GAME, NO_UPDATE, ServiceTest, setUpModule
 
 
 class RootMessages:
@@ -45,27 +42,14 @@ class RootMessages:
         self._x11.XCloseDisplay(self._display)
 
 
-class SecondStartTest(LauncherTest):
+class SecondStartTest(ServiceTest):
     def setUp(self):
         super().setUp()
         self.plan(check=[NO_UPDATE], play=[*GAME, ["exit", 1]])
 
-    def ready(self, *arguments, **environment):
-        launcher = self.launch(*arguments, **environment)
-        launcher.wait_for(button="Play")
-        return launcher
-
     def cover(self):
         """Puts the window of another player's launcher in front."""
-        other = self.enterContext(desktop.launch(self.bundle, self.folder, "--"))
-        other.wait_for(button="Play")
-        self.wait_until_in_front(other)
-        return other
-
-    def hidden_by_the_game(self, *arguments):
-        launcher = self.launch(*arguments)
-        self.play_until_hidden(launcher)
-        return launcher
+        self.wait_until_in_front(self.ready("--", HOME=str(self.folder)))
 
     def wait_until_in_front(self, launcher):
         def in_front():
@@ -100,9 +84,9 @@ class SecondStartTest(LauncherTest):
             return {"HOME": str(self.folder / "link")}
 
         states = {
-            "behind another": ({}, lambda _: self.cover() and None),
+            "behind another": ({}, lambda _: self.cover()),
             "minimised": ({}, minimise),
-            "started with arguments": (["--region", "mossgate"], lambda _: self.cover() and None),
+            "started with arguments": (["--region", "mossgate"], lambda _: self.cover()),
             "the same home by another path": ({}, link_home),
             "after an earlier second start": ({}, self.assert_second_start_ends),
         }
@@ -135,31 +119,18 @@ class SecondStartTest(LauncherTest):
             self.assertEqual(told.rstrip(b"\0").decode(),
                              f'remove: ID="{escaped}"' if startup_id else "")
 
-    def test_window_comes_forward_on_wayland(self):
-        with desktop.wayland() as environment, open(self.folder / "protocol", "w+") as protocol:
-            launcher = self.enterContext(desktop.launch(
-                self.bundle, self.home, environment={**environment, "WAYLAND_DEBUG": "client"},
-                preexec_fn=lambda: os.dup2(protocol.fileno(), 2)))
-            launcher.wait_for(button="Play")
-            self.assert_ended(self.launch(**environment, XDG_ACTIVATION_TOKEN="x"))
-            launcher.activate("push button", "Play")
-            launcher.wait_for(status="Launching Aurora Reach…")
-            protocol.seek(0)
-            self.assertEqual(protocol.read().count(".get_toplevel("), 2)
-
     def test_launcher_behind_its_game_is_left_alone(self):
         for arguments in [], ["--region", "mossgate"]:
-            with self.subTest(arguments), self.hidden_by_the_game(*arguments) as hidden:
+            with self.subTest(arguments), self.play_until_hidden(self.ready(*arguments)) as hidden:
                 second = self.ready()
                 self.assert_second_start_ends(second)  # by a third launcher
                 self.assertIsNone(hidden.window())
-                second.process.terminate()
-                self.assert_ended(second)
+                self.terminate(second)
                 self.assertIsNone(hidden.process.poll())
                 self.ready().process.terminate()
 
     def test_launcher_whose_game_is_over_makes_way(self):
-        hidden = self.hidden_by_the_game()
+        hidden = self.play_until_hidden(self.ready())
         (self.resources / "over").touch()
         hidden.wait_for(status="Couldn’t start the game")
         second = self.ready()
@@ -178,8 +149,7 @@ class SecondStartTest(LauncherTest):
         for arguments in ["--continue"], ["--"], ["-x"]:
             with self.subTest(arguments), self.ready(*arguments) as other:
                 self.assertIsNone(first.process.poll())
-                other.process.terminate()
-                self.assert_ended(other)
+                self.terminate(other)
 
     def test_of_two_at_once_one_stays(self):
         def one_stays():
@@ -209,31 +179,24 @@ class SecondStartTest(LauncherTest):
                     wait_until(launcher.window, "the window")
 
     def test_other_calls_are_refused(self):
-        from gi.repository import Gio, GLib
-
-        launcher = self.ready()
-        flags = Gio.DBusConnectionFlags
-        bus = Gio.DBusConnection.new_for_address_sync(
-            os.environ["DBUS_SESSION_BUS_ADDRESS"],
-            flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
-        self.addCleanup(bus.close_sync)
-
         def ask(name, method, arguments):
             interface, _, method = method.rpartition(".")
-            return bus.call_sync(name, "/" + name.replace(".", "/"), interface, method, arguments,
-                                 None, 0, -1, None).unpack()
+            return self.bus.call_sync(name, "/" + name.replace(".", "/"), interface, method, arguments,
+                                      None, 0, -1, None).unpack()
 
+        launcher = self.ready()
+        variant = self.glib.Variant
         [names] = ask("org.freedesktop.DBus", "org.freedesktop.DBus.ListNames", None)
         [name] = [name for name in names if name.startswith("com.tarvex.launcher.s")]
-        data = GLib.Variant("(a{sv})", ({"other": GLib.Variant("i", 1),
-                                         "desktop-startup-id": GLib.Variant("s", "")},))
+        data = variant("(a{sv})", ({"other": variant("i", 1),
+                                     "desktop-startup-id": variant("s", "")},))
         for method, arguments in [
-                ("org.freedesktop.Application.Open", GLib.Variant("(asa{sv})", ([], {}))),
-                ("org.freedesktop.Application.ActivateAction", GLib.Variant("(sava{sv})", ("x", [], {}))),
+                ("org.freedesktop.Application.Open", variant("(asa{sv})", ([], {}))),
+                ("org.freedesktop.Application.ActivateAction", variant("(sava{sv})", ("x", [], {}))),
                 ("org.freedesktop.Application.Activate", None),
-                ("org.freedesktop.Application.Activate", GLib.Variant("(s)", ("x",))),
+                ("org.freedesktop.Application.Activate", variant("(s)", ("x",))),
                 ("com.tarvex.launcher.Activate", data)]:
-            with self.subTest(method), self.assertRaises(GLib.Error):
+            with self.subTest(method), self.assertRaises(self.glib.Error):
                 ask(name, method, arguments)
         self.cover()
         self.assertEqual(ask(name, "org.freedesktop.Application.Activate", data), ())

@@ -1,8 +1,6 @@
 """Puts resources with one fault each into a package."""
 
 import os
-import shutil
-import socket
 import struct
 import sys
 import tempfile
@@ -43,11 +41,6 @@ def catalogue(old, new):
     return text(CONFIG, CATALOGUE.replace(old, new))
 
 
-def bind_socket(top):
-    with socket.socket(socket.AF_UNIX) as listener:
-        listener.bind(str(top / "s"))
-
-
 def chunk(kind, body):
     return struct.pack(">I", len(body)) + kind + body + struct.pack(">I", zlib.crc32(kind + body))
 
@@ -64,7 +57,6 @@ FAULTS = [  # the change to good resources, and a part of each line of faults
     (lambda top: (top / "data").touch(0o000), "'data' cannot be read"),
     (lambda top: (top / "data").mkdir(0o000), "'data' cannot be read"),
     (lambda top: os.mkfifo(top / "pipe"), "'pipe' is neither a file nor a folder"),
-    (bind_socket, "'s' is neither a file nor a folder"),
     (link("null", "/dev/null"), "'null' leads out of the folder"),
     (link("passwd", "../../../../../../etc/passwd"), "'passwd' leads out of the folder"),
     (link("nothing", "absent"), "'nothing' leads nowhere"),
