@@ -33,10 +33,7 @@ class TestLaunchOptions : public QObject {
     row({"--region", "north", "--region", "South"}, "north|0|-|0|");
     row({"--region", "north", "--region"}, "north|0|-|0|");
     row({"--relaunched-from", hex}, "-|0|" + hex + "|0|");
-    for (const QString &version :
-         QStringList{hex + "0", hex.chopped(1), hex.toUpper(), hex + "\n"}) {
-      row({"--relaunched-from", version}, none);
-    }
+    row({"--relaunched-from", hex + "0"}, none);
     row({"--relaunched-from", "--region", "north"}, none);
     row({"--"}, none);
     row({"--", "--region", "north", "--", "-x", ""}, "-|0|-|0|--region,north,--,-x,");
