@@ -210,11 +210,7 @@ class TestUi : public QObject, public WindowDelegate {
     QFETCH(QString, family);
     QFETCH(int, points);
     setDesktopFont(QFont(family, points));
-    controls->log.show();
-    for (QWidget *const one : allControls()) {
-      setText(*one, " ");
-    }
-    const QImage blank = picture();
+    const QImage blank = pictureWithoutTexts();
     const QString letters = "jÄÅgpqy()";
     for (QWidget *const one : allControls()) {
       if (one == &controls->progress) {
@@ -326,11 +322,7 @@ class TestUi : public QObject, public WindowDelegate {
     QFont desktop("Inter", 10);
     desktop.setStyleName("Regular");
     setDesktopFont(desktop);
-    controls->log.show();
-    for (QWidget *const one : allControls()) {
-      setText(*one, " ");
-    }
-    const QImage blank = picture();
+    const QImage blank = pictureWithoutTexts();
     const QColor parchmentWanted("#e8e3c9");
     const QColor mutedWanted("#9cab96");
     const QColor forestWanted("#0e1b15");
@@ -437,40 +429,28 @@ class TestUi : public QObject, public WindowDelegate {
     QVERIFY2(std::abs(place / weight - wanted) < 0.25, told(place / weight, "not", wanted));
   }
 
-  // The painted area within a corner of 12 × 12 pixels depends on the radius and the inset.
   void buttonIsPainted() {
     controls->play.setText({});
-    const QColor fill(212, 163, 64);
-    const QColor pressedFill(174, 134, 52);
     const QImage up = controls->play.grab().toImage();
+    const auto painted = [&](const QColor &fill) {
+      QImage wanted = up;
+      wanted.fill(up.pixelColor(0, 0));
+      QPainter painter(&wanted);
+      painter.setRenderHint(QPainter::Antialiasing);
+      painter.setPen(Qt::NoPen);
+      const QRect frame = controls->play.rect();
+      painter.setBrush(QColor(212, 163, 64));  // the layer behind
+      painter.drawRoundedRect(frame, 8, 8);
+      painter.setBrush(fill);
+      painter.drawRoundedRect(frame - QMargins(1, 1, 1, 1), 8, 8);
+      return wanted;
+    };
+    QCOMPARE(up, painted(QColor(212, 163, 64)));
     controls->play.setDown(true);
-    const QImage down = controls->play.grab().toImage();
+    QCOMPARE(controls->play.grab().toImage(), painted(QColor(174, 134, 52)));
     controls->play.setDown(false);
     controls->play.setEnabled(false);
     QCOMPARE(controls->play.grab().toImage(), up);
-    const QPoint middle = up.rect().center();
-    const QPoint rim(middle.x(), 0);
-    QCOMPARE(up.pixelColor(middle), fill);
-    QCOMPARE(up.pixelColor(rim), fill);
-    QCOMPARE(down.pixelColor(middle), pressedFill);
-    QCOMPARE(down.pixelColor(rim), fill);  // the layer behind
-
-    const double ratio = up.devicePixelRatio();
-    const int ground = up.pixelColor(0, 0).red();
-    double layer = 0;
-    double button = 0;
-    for (int y = 0; y < qRound(12 * ratio); ++y) {
-      for (int x = 0; x < qRound(12 * ratio); ++x) {
-        const double red = up.pixelColor(x, y).red();
-        layer += (red - ground) / (fill.red() - ground);
-        button += (red - down.pixelColor(x, y).red()) / (fill.red() - pressedFill.red());
-      }
-    }
-    const double cutOff = (1 - 3.14159265 / 4) * 8 * 8;
-    for (const auto &[area, wanted] : {std::pair(layer / ratio / ratio, 12 * 12 - cutOff),
-                                       std::pair(button / ratio / ratio, 11 * 11 - cutOff)}) {
-      QVERIFY2(std::abs(area - wanted) < 1.5, told(area, "not", wanted));
-    }
   }
 
   void ellipsisStandsAtTheCut_data() {
@@ -598,9 +578,7 @@ class TestUi : public QObject, public WindowDelegate {
 
   void keysReachThePrimaryButton() {
     controls->picker.addRegion("a");
-    controls->picker.addRegion("b");
     QSignalSpy presses(&controls->play, &QAbstractButton::clicked);
-    QSignalSpy choices(&controls->picker, &QComboBox::activated);
     for (QWidget *const focused :
          std::initializer_list<QWidget *>{window.get(), &controls->picker, &controls->footer}) {
       focused->setFocus();
@@ -609,10 +587,6 @@ class TestUi : public QObject, public WindowDelegate {
       QVERIFY2(presses.count() == 2, told(focused));
       presses.clear();
     }
-    controls->play.setEnabled(false);
-    QTest::keyClick(window.get(), Qt::Key_Return);
-    QCOMPARE(presses.count(), 0);
-    QCOMPARE(choices.count(), 0);
   }
 
   void manyChangesAreShownOnce() {
@@ -653,47 +627,18 @@ class TestUi : public QObject, public WindowDelegate {
     QVERIFY(still.pixelColor(still.width() * 65 / 100, y) != QColor(212, 163, 64));
   }
 
+  // The end-to-end tests read the roles, names, texts and values.
   void assistiveTechnologyReads() {
-    controls->status.setText("one");
-    controls->version.setText("two");
-    controls->version.setToolTip("two tip");
-    controls->footer.setText("three");
-    controls->picker.addRegion("a");
-    controls->picker.addRegion("b");
-    controls->picker.setCurrentIndex(1);
-    controls->play.setText("Play");
-    using Role = QAccessible::Role;
-    struct Row {
-      QWidget &control;
-      Role role;
-      QString name;
-      QString description;
-      QString text;  // "-": no text interface
+    const auto read = [](QWidget &control) -> const QAccessibleInterface & {
+      return *QAccessible::queryAccessibleInterface(&control);
     };
-    const Row rows[] = {
-        {controls->status, Role::StaticText, "Launcher status", "", "one"},
-        {controls->version, Role::StaticText, "Installed version", "two tip", "two"},
-        {controls->footer, Role::StaticText, "Launcher and game version", "", "three"},
-        {controls->picker, Role::ComboBox, "Region",
-         "Chooses the game environment and its compatible client", "b"},
-        {controls->play, Role::Button, "Play", "", "-"},
-        {controls->log, Role::Button, "View Log", "", "-"},
-        {controls->progress, Role::ProgressBar, "", "", "-"},
-    };
-    for (const Row &row : rows) {
-      QAccessibleInterface *const reader = QAccessible::queryAccessibleInterface(&row.control);
-      QAccessibleTextInterface *const text = reader->textInterface();
-      QCOMPARE(told(reader->text(QAccessible::Name), reader->role(),
-                    reader->text(QAccessible::Description),
-                    text == nullptr ? "-" : text->text(0, text->characterCount())),
-               told(row.name, row.role, row.description, row.text));
-    }
-    QAccessibleInterface *const bar = QAccessible::queryAccessibleInterface(&controls->progress);
-    controls->progress.setValue(30);
-    QCOMPARE(bar->valueInterface()->currentValue().toDouble(), 30.0);
-    QVERIFY(!bar->state().busy);
+    controls->version.setToolTip("tip");
+    QCOMPARE(read(controls->version).text(QAccessible::Description), "tip");
+    QCOMPARE(read(controls->picker).text(QAccessible::Description),
+             "Chooses the game environment and its compatible client");
+    QVERIFY(!read(controls->progress).state().busy);
     controls->progress.setIndeterminate(true);
-    QVERIFY(bar->state().busy);
+    QVERIFY(read(controls->progress).state().busy);
   }
 
  private:
@@ -723,6 +668,13 @@ class TestUi : public QObject, public WindowDelegate {
   QImage picture() const {
     endTurn();
     return window->grab().toImage();
+  }
+  QImage pictureWithoutTexts() const {
+    controls->log.show();
+    for (QWidget *const one : allControls()) {
+      setText(*one, " ");
+    }
+    return picture();
   }
   static void setText(QWidget &control, const QString &text) {
     if (auto *const label = dynamic_cast<Label *>(&control)) {
