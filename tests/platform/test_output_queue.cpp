@@ -30,11 +30,7 @@ void workFor(std::chrono::microseconds time) {
 }
 
 std::string lines(int count) {
-  std::string all;
-  for (int index = 0; index < count; ++index) {
-    all += "a line\n";
-  }
-  return all;
+  return QByteArray("a line\n").repeated(count).toStdString();
 }
 
 }  // namespace
@@ -45,8 +41,7 @@ class TestOutputQueue : public QObject {
  private slots:
   void bytesAndEventsKeepTheirOrder() {
     QByteArray seen;
-    OutputQueue queue(
-        [&](std::string_view bytes) { seen.append(bytes.data(), qsizetype(bytes.size())); });
+    OutputQueue queue([&](std::string_view bytes) { seen.append(bytes); });
     std::thread reader([&] {
       for (int index = 0; index < 100; ++index) {
         push(queue, std::to_string(index) + (index % 3 == 0 ? "\n" : " "));
