@@ -34,18 +34,13 @@ struct Run {
                     {TARVEX_TEST_CHILD, "--steps", steps.toStdString()},
                     ownEnvironment()}) {}
   explicit Run(const Program &program)
-      : process(ChildProcess::start(program,
-                                    {.output =
-                                         [this](std::string_view bytes) {
-                                           output.append(bytes.data(), qsizetype(bytes.size()));
-                                         },
-                                     .exited = [this](int end) { status = end; },
-                                     .lateOutput =
-                                         [this](std::string_view bytes) {
-                                           late.append(bytes.data(), qsizetype(bytes.size()));
-                                         },
-                                     .outputEnded = [this] { ended = true; }},
-                                    &parent, error)) {}
+      : process(ChildProcess::start(
+            program,
+            {.output = [this](std::string_view bytes) { output.append(bytes); },
+             .exited = [this](int end) { status = end; },
+             .lateOutput = [this](std::string_view bytes) { late.append(bytes); },
+             .outputEnded = [this] { ended = true; }},
+            &parent, error)) {}
 
   QObject parent;
   std::error_code error;

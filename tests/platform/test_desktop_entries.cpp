@@ -43,6 +43,8 @@ class TestDesktopEntries : public QObject {
     QFETCH(QString, lines);
     QTemporaryDir folder;
     write(folder, "data/applications/app.desktop", "[Desktop Entry]\n" + lines);
+    // The entry of the first folder counts, even if it is not usable.
+    write(folder, "data2/applications/app.desktop", "[Desktop Entry]\nExec=sh");
     write(folder, "config/mimeapps.list", "[Default Applications]\ntext/plain=app.desktop");
     QTEST(commands(folder, "/a b%"), "expected");
   }
@@ -99,14 +101,6 @@ class TestDesktopEntries : public QObject {
     QString tried = commands(folder, "/f");
     tried.replace("[/f]", " ").remove("[/bin/sh]").remove('[').remove(']');
     QTEST(tried.trimmed(), "expected");
-  }
-
-  void entryOfTheFirstFolderCounts() {
-    QTemporaryDir folder;
-    write(folder, "data/applications/a.desktop", "[Desktop Entry]\nExec=sh\nHidden=true");
-    write(folder, "data2/applications/a.desktop", "[Desktop Entry]\nExec=sh");
-    write(folder, "config/mimeapps.list", "[Default Applications]\ntext/plain=a.desktop");
-    QCOMPARE(commands(folder, "/f"), "");
   }
 
  private:

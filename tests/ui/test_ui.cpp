@@ -13,7 +13,6 @@
 #include <map>
 
 #include "test_application.h"
-#include "ui/focus_ring.h"
 #include "ui/log_button.h"
 #include "ui/main_menu.h"
 #include "ui/main_window.h"
@@ -56,33 +55,24 @@ bool isNear(const QColor &one, const QColor &other) {
          std::abs(one.blue() - other.blue()) <= 1;
 }
 
-// The contrast ratio of WCAG 2 between the picture's most frequent colour and the one that differs
-// from it most.
+// The contrast ratio of WCAG 2 between the picture's lightest and darkest colours.
 double contrastIn(const QPixmap &picture) {
-  const QImage image = picture.toImage().convertToFormat(QImage::Format_RGB32);
-  QHash<QRgb, int> counts;
+  const QImage image = picture.toImage();
+  const auto linear = [](double share) {
+    return share <= 0.04045 ? share / 12.92 : std::pow((share + 0.055) / 1.055, 2.4);
+  };
+  double darkest = 1;
+  double lightest = 0;
   for (int y = 0; y < image.height(); ++y) {
     for (int x = 0; x < image.width(); ++x) {
-      ++counts[image.pixel(x, y)];
+      const QColor colour = image.pixelColor(x, y);
+      const double luminance = 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+                               0.0722 * linear(colour.blueF());
+      darkest = std::min(darkest, luminance);
+      lightest = std::max(lightest, luminance);
     }
   }
-  const auto luminance = [](QRgb colour) {
-    const auto linear = [](int part) {
-      const double share = part / 255.0;
-      return share <= 0.04045 ? share / 12.92 : std::pow((share + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * linear(qRed(colour)) + 0.7152 * linear(qGreen(colour)) +
-           0.0722 * linear(qBlue(colour)) + 0.05;
-  };
-  const double ground = luminance(
-      std::max_element(counts.keyValueBegin(), counts.keyValueEnd(), [](auto one, auto two) {
-        return one.second < two.second;
-      })->first);
-  double best = 1;
-  for (const QRgb colour : counts.keys()) {
-    best = std::max({best, luminance(colour) / ground, ground / luminance(colour)});
-  }
-  return best;
+  return (lightest + 0.05) / (darkest + 0.05);
 }
 
 }  // namespace
@@ -109,7 +99,12 @@ class TestUi : public QObject, public WindowDelegate {
   }
 
   void init() {
-    createWindow();
+    menu = std::make_unique<MainMenu>(*static_cast<Application *>(qApp));
+    controls = std::make_unique<Controls>();
+    window = std::make_unique<MainWindow>(
+        WindowControls{controls->picker, controls->status, controls->version, controls->progress,
+                       controls->play, controls->log, controls->footer},
+        *menu, *this);
     window->makeKeyAndOrderFront();
     QTRY_VERIFY(controls->play.isVisible());
   }
@@ -185,8 +180,7 @@ class TestUi : public QObject, public WindowDelegate {
     QCOMPARE(controls->picker.currentName(), longName);
     QVERIFY(controls->picker.view()->sizeHintForColumn(0) < window->width());
     controls->version.setText("The update could not be completed. " + release + " " + release);
-    const bool failed[] = {true, false};
-    for (const bool isFailure : failed) {
+    for (const bool isFailure : {true, false}) {
       controls->log.setVisible(isFailure);
       controls->progress.setVisible(!isFailure);
       endTurn();
@@ -215,11 +209,7 @@ class TestUi : public QObject, public WindowDelegate {
     QFETCH(QString, family);
     QFETCH(int, points);
     setDesktopFont(QFont(family, points));
-    controls->log.show();
-    for (QWidget *const one : allControls()) {
-      setText(*one, " ");
-    }
-    const QImage blank = picture();
+    const QImage blank = pictureWithoutTexts();
     const QString letters = "jÄÅgpqy()";
     for (QWidget *const one : allControls()) {
       if (one == &controls->progress) {
@@ -260,7 +250,6 @@ class TestUi : public QObject, public WindowDelegate {
     QTest::addColumn<int>("lines");
     QTest::addColumn<bool>("inMiddle");
     QTest::addColumn<QString>("pattern");
-    QTest::newRow("fits") << "short" << 1 << true << "^short$";
     QTest::newRow("in the middle")
         << "begin " + QString(300, u'x') + " end" << 1 << true << "^begin x+…x* end$";
     QTest::newRow("at the end") << "begin " + QString(300, u'x') << 1 << false << "^begin x+…$";
@@ -332,11 +321,7 @@ class TestUi : public QObject, public WindowDelegate {
     QFont desktop("Inter", 10);
     desktop.setStyleName("Regular");
     setDesktopFont(desktop);
-    controls->log.show();
-    for (QWidget *const one : allControls()) {
-      setText(*one, " ");
-    }
-    const QImage blank = picture();
+    const QImage blank = pictureWithoutTexts();
     const QColor parchmentWanted("#e8e3c9");
     const QColor mutedWanted("#9cab96");
     const QColor forestWanted("#0e1b15");
@@ -443,40 +428,28 @@ class TestUi : public QObject, public WindowDelegate {
     QVERIFY2(std::abs(place / weight - wanted) < 0.25, told(place / weight, "not", wanted));
   }
 
-  // The painted area within a corner of 12 × 12 pixels depends on the radius and the inset.
   void buttonIsPainted() {
     controls->play.setText({});
-    const QColor fill(212, 163, 64);
-    const QColor pressedFill(174, 134, 52);
     const QImage up = controls->play.grab().toImage();
+    const auto painted = [&](const QColor &fill) {
+      QImage wanted = up;
+      wanted.fill(up.pixelColor(0, 0));
+      QPainter painter(&wanted);
+      painter.setRenderHint(QPainter::Antialiasing);
+      painter.setPen(Qt::NoPen);
+      const QRect frame = controls->play.rect();
+      painter.setBrush(QColor(212, 163, 64));  // the layer behind
+      painter.drawRoundedRect(frame, 8, 8);
+      painter.setBrush(fill);
+      painter.drawRoundedRect(frame - QMargins(1, 1, 1, 1), 8, 8);
+      return wanted;
+    };
+    QCOMPARE(up, painted(QColor(212, 163, 64)));
     controls->play.setDown(true);
-    const QImage down = controls->play.grab().toImage();
+    QCOMPARE(controls->play.grab().toImage(), painted(QColor(174, 134, 52)));
     controls->play.setDown(false);
     controls->play.setEnabled(false);
     QCOMPARE(controls->play.grab().toImage(), up);
-    const QPoint middle = up.rect().center();
-    const QPoint rim(middle.x(), 0);
-    QCOMPARE(up.pixelColor(middle), fill);
-    QCOMPARE(up.pixelColor(rim), fill);
-    QCOMPARE(down.pixelColor(middle), pressedFill);
-    QCOMPARE(down.pixelColor(rim), fill);  // the layer behind
-
-    const double ratio = up.devicePixelRatio();
-    const int ground = up.pixelColor(0, 0).red();
-    double layer = 0;
-    double button = 0;
-    for (int y = 0; y < qRound(12 * ratio); ++y) {
-      for (int x = 0; x < qRound(12 * ratio); ++x) {
-        const double red = up.pixelColor(x, y).red();
-        layer += (red - ground) / (fill.red() - ground);
-        button += (red - down.pixelColor(x, y).red()) / (fill.red() - pressedFill.red());
-      }
-    }
-    const double cutOff = (1 - 3.14159265 / 4) * 8 * 8;
-    for (const auto &[area, wanted] : {std::pair(layer / ratio / ratio, 12 * 12 - cutOff),
-                                       std::pair(button / ratio / ratio, 11 * 11 - cutOff)}) {
-      QVERIFY2(std::abs(area - wanted) < 1.5, told(area, "not", wanted));
-    }
   }
 
   void ellipsisStandsAtTheCut_data() {
@@ -547,14 +520,7 @@ class TestUi : public QObject, public WindowDelegate {
     controls->log.show();
     window->activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(window.get()));
-    const FocusRing *const ring = [&] {
-      for (QWidget *const one : window->findChildren<QWidget *>()) {
-        if (auto *const found = dynamic_cast<FocusRing *>(one)) {
-          return found;
-        }
-      }
-      qFatal("no focus ring");
-    }();
+    const QWidget *const ring = inStackingOrder().last();
     const auto focused = [&] { return QApplication::focusWidget(); };
     QTRY_COMPARE(focused(), &controls->play);
     QVERIFY(!ring->isVisible());
@@ -565,9 +531,10 @@ class TestUi : public QObject, public WindowDelegate {
                    ring->geometry().toRectF().contains(frameOf(*next)),
                nameOf(*next).constData());
     }
-    controls->log.hide();
+    controls->log.setFocus();
     controls->picker.setEnabled(false);
     controls->play.setEnabled(false);
+    controls->log.hide();
     QCOMPARE(focused(), nullptr);
     QVERIFY(!ring->isVisible());
     controls->play.setEnabled(true);
@@ -584,14 +551,6 @@ class TestUi : public QObject, public WindowDelegate {
       controls->play.setEnabled(enabled);
     }
     QTRY_COMPARE(focused(), &controls->picker);
-
-    controls->log.show();
-    controls->log.setFocus();
-    controls->play.setEnabled(false);
-    controls->log.hide();
-    QCOMPARE(focused(), nullptr);
-    controls->play.setEnabled(true);
-    QTRY_COMPARE(focused(), &controls->play);
   }
 
   void shiftAndF10OpenTheMenuOfTheControl() {
@@ -611,9 +570,7 @@ class TestUi : public QObject, public WindowDelegate {
 
   void keysReachThePrimaryButton() {
     controls->picker.addRegion("a");
-    controls->picker.addRegion("b");
     QSignalSpy presses(&controls->play, &QAbstractButton::clicked);
-    QSignalSpy choices(&controls->picker, &QComboBox::activated);
     for (QWidget *const focused :
          std::initializer_list<QWidget *>{window.get(), &controls->picker, &controls->footer}) {
       focused->setFocus();
@@ -622,10 +579,6 @@ class TestUi : public QObject, public WindowDelegate {
       QVERIFY2(presses.count() == 2, told(focused));
       presses.clear();
     }
-    controls->play.setEnabled(false);
-    QTest::keyClick(window.get(), Qt::Key_Return);
-    QCOMPARE(presses.count(), 0);
-    QCOMPARE(choices.count(), 0);
   }
 
   void manyChangesAreShownOnce() {
@@ -666,56 +619,26 @@ class TestUi : public QObject, public WindowDelegate {
     QVERIFY(still.pixelColor(still.width() * 65 / 100, y) != QColor(212, 163, 64));
   }
 
+  // The end-to-end tests read the roles, names, texts and values.
   void assistiveTechnologyReads() {
-    controls->status.setText("one");
-    controls->version.setText("two");
-    controls->version.setToolTip("two tip");
-    controls->footer.setText("three");
-    controls->picker.addRegion("a");
-    controls->picker.addRegion("b");
-    controls->picker.setCurrentIndex(1);
-    controls->play.setText("Play");
-    using Role = QAccessible::Role;
-    struct Row {
-      QWidget &control;
-      Role role;
-      QString name;
-      QString description;
-      QString text;  // "-": no text interface
+    const auto read = [](QWidget &control) -> const QAccessibleInterface & {
+      return *QAccessible::queryAccessibleInterface(&control);
     };
-    const Row rows[] = {
-        {controls->status, Role::StaticText, "Launcher status", "", "one"},
-        {controls->version, Role::StaticText, "Installed version", "two tip", "two"},
-        {controls->footer, Role::StaticText, "Launcher and game version", "", "three"},
-        {controls->picker, Role::ComboBox, "Region",
-         "Chooses the game environment and its compatible client", "b"},
-        {controls->play, Role::Button, "Play", "", "-"},
-        {controls->log, Role::Button, "View Log", "", "-"},
-        {controls->progress, Role::ProgressBar, "", "", "-"},
-    };
-    for (const Row &row : rows) {
-      QAccessibleInterface *const reader = QAccessible::queryAccessibleInterface(&row.control);
-      QAccessibleTextInterface *const text = reader->textInterface();
-      QCOMPARE(told(reader->text(QAccessible::Name), reader->role(),
-                    reader->text(QAccessible::Description),
-                    text == nullptr ? "-" : text->text(0, text->characterCount())),
-               told(row.name, row.role, row.description, row.text));
-    }
-    QAccessibleInterface *const bar = QAccessible::queryAccessibleInterface(&controls->progress);
-    controls->progress.setValue(30);
-    QCOMPARE(bar->valueInterface()->currentValue().toDouble(), 30.0);
-    QVERIFY(!bar->state().busy);
+    controls->version.setToolTip("tip");
+    QCOMPARE(read(controls->version).text(QAccessible::Description), "tip");
+    QCOMPARE(read(controls->picker).text(QAccessible::Description),
+             "Chooses the game environment and its compatible client");
+    QVERIFY(!read(controls->progress).state().busy);
     controls->progress.setIndeterminate(true);
-    QVERIFY(bar->state().busy);
+    QVERIFY(read(controls->progress).state().busy);
   }
 
  private:
-  // In stacking order, the lowest first.
-  QWidgetList allControls() const {
-    return controls->play.parentWidget()
-        ->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)
-        .first(controlCount);
+  // The controls, the lowest first, and the focus ring.
+  QWidgetList inStackingOrder() const {
+    return controls->play.parentWidget()->findChildren<QWidget *>(Qt::FindDirectChildrenOnly);
   }
+  QWidgetList allControls() const { return inStackingOrder().first(controlCount); }
   QWidget &at(Control control) const { return *allControls()[static_cast<int>(control)]; }
   QByteArray nameOf(const QWidget &control) const {
     static const PerControl<const char *> names{
@@ -738,6 +661,13 @@ class TestUi : public QObject, public WindowDelegate {
     endTurn();
     return window->grab().toImage();
   }
+  QImage pictureWithoutTexts() const {
+    controls->log.show();
+    for (QWidget *const one : allControls()) {
+      setText(*one, " ");
+    }
+    return picture();
+  }
   static void setText(QWidget &control, const QString &text) {
     if (auto *const label = dynamic_cast<Label *>(&control)) {
       label->setText(text);
@@ -753,15 +683,6 @@ class TestUi : public QObject, public WindowDelegate {
     cleanup();
     QApplication::setFont(font);
     init();
-  }
-
-  void createWindow() {
-    menu = std::make_unique<MainMenu>(*static_cast<Application *>(qApp));
-    controls = std::make_unique<Controls>();
-    window = std::make_unique<MainWindow>(
-        WindowControls{controls->picker, controls->status, controls->version, controls->progress,
-                       controls->play, controls->log, controls->footer},
-        *menu, *this);
   }
 
   struct Controls {

@@ -21,24 +21,21 @@ std::string joined(const std::vector<std::string> &words) {
   return all;
 }
 
-QString told(const std::optional<QString> &text) {
-  return text ? *text : QStringLiteral("-");
-}
-
 QString told(const std::optional<CheckOutcome> &outcome) {
-  return outcome ? told(outcome->launcherVersion) + u' ' + told(outcome->clientRelease)
-                 : QStringLiteral("rejected");
+  return outcome
+             ? outcome->launcherVersion.value_or("-") + u' ' + outcome->clientRelease.value_or("-")
+             : QString("rejected");
 }
 
 std::vector<RunRecord> allRecords() {
   std::vector<RunRecord> all;
-  const CheckOutcome client{{}, QStringLiteral("r5")};
+  const std::optional<CheckOutcome> outcomes[] = {{}, CheckOutcome(), CheckOutcome{{}, "r5"}};
+  const std::optional<QString> details[] = {{}, "", "why"};
   for (const Mode mode : {Mode::check, Mode::update, Mode::play}) {
     for (const bool installed : {false, true}) {
       for (const bool started : {false, true}) {
-        for (const auto &outcome : {std::optional<CheckOutcome>(), {CheckOutcome()}, {client}}) {
-          for (const auto &detail :
-               {std::optional<QString>(), {QString()}, {QStringLiteral("why")}}) {
+        for (const auto &outcome : outcomes) {
+          for (const auto &detail : details) {
             all.push_back({mode, installed, started, outcome, detail});
           }
         }
@@ -57,11 +54,10 @@ class TestUpdater : public QObject {
   void argumentsFollowModeAndOptions_data() {
     QTest::addColumn<UpdaterInvocation>("invocation");
     QTest::addColumn<QString>("expected");
-    const LauncherIdentity launcher{"/opt/A B.app", QStringLiteral("0123456789abcdef")};
-    const UpdaterInvocation plain{"/r/u.py", "/r/c.json", QStringLiteral("eu-west"), {}, {},
-                                  false,     Mode::check, {"-x", "a b", "--", ""}};
+    const UpdaterInvocation plain{"/r/u.py", "/r/c.json", "eu-west",   {},
+                                  {},        false,       Mode::check, {"-x", "a b", "--", ""}};
     UpdaterInvocation full = plain;
-    full.launcher = launcher;
+    full.launcher = {"/opt/A B.app", "0123456789abcdef"};
     full.relaunchedFrom = QStringLiteral("fedcba9876543210");
     full.noSelfUpdate = true;
     const QString common = QStringLiteral("/r/u.py|--config|/r/c.json|--region|eu-west");
@@ -255,9 +251,9 @@ class TestUpdater : public QObject {
       if (effect.event == LineEffect::Event::checkReport) {
         event += told(effect.checkOutcome);
       }
-      return QStringList{bar, told(effect.status), told(effect.versionLine),
+      return QStringList{bar, effect.status.value_or("-"), effect.versionLine.value_or("-"),
                          event + effect.errorDetail}
-          .join(QStringLiteral(" | "));
+          .join(" | ");
     };
     QTEST(describe(Mode::update), "expected");
     QTEST(describe(Mode::play), "expected");
@@ -333,7 +329,7 @@ class TestUpdater : public QObject {
     RunRecord run{.mode = Mode::update};
     const auto read = [&](const char *line) -> QString {
       run.apply(interpretLine(line, run.mode, {}).value_or(LineEffect()));
-      return told(run.checkOutcome) + u'|' + told(run.lastErrorDetail) + u'|' +
+      return told(run.checkOutcome) + u'|' + run.lastErrorDetail.value_or("-") + u'|' +
              (run.sawLauncherInstalled ? u"L" : u"") + (run.sawGameStart ? u"G" : u"");
     };
     const std::pair<const char *, QStringView> steps[] = {
