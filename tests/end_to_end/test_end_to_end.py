@@ -394,9 +394,14 @@ class HiddenTest(ServiceTest):
         own = "org.kde.StatusNotifierItem"
         title = ask("org.freedesktop.DBus.Properties", "Get", "(ss)", own, "Title")
         self.assertEqual(title.unpack(), ("Tarvex",))
-        ask(own, "Activate", "(ii)", 10, 10)
-        wait_until(lambda: run("xdotool", "search", "--onlyvisible", "--pid",
-                               str(launcher.process.pid), "--class", "."), "the menu")
+
+        def menu():
+            # Again, as a player would: under load, one click in thirty right after the hiding opens nothing.
+            ask(own, "Activate", "(ii)", 10, 10)
+            return run("xdotool", "search", "--onlyvisible", "--pid", str(launcher.process.pid),
+                       "--class", ".")
+
+        wait_until(menu, "the menu")
         self.assertNotIn("Notify", self.calls)
         (self.resources / "over").touch()
         _, _, _, summary, body, actions, _, _ = self.wait_for_call("Notify")
